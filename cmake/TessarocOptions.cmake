@@ -1,0 +1,18 @@
+# Compile options every Tessaroc target shares. The order of floating-point
+# operations fixes the last bits of results, so contraction into fused
+# multiply-adds is off and fast-math is never used. Code is built for the
+# baseline x86-64 target so results agree across machines.
+add_library(tessaroc_options INTERFACE)
+target_compile_options(tessaroc_options INTERFACE
+  -Wall -Wextra -Werror
+  -ffp-contract=off
+  -fno-fast-math
+)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  target_compile_options(tessaroc_options INTERFACE -march=x86-64 -mtune=generic)
+endif()
+if(TESSAROC_TSAN)
+  target_compile_options(tessaroc_options INTERFACE -fsanitize=thread -g)
+  target_link_options(tessaroc_options INTERFACE -fsanitize=thread)
+endif()
+target_include_directories(tessaroc_options INTERFACE ${PROJECT_SOURCE_DIR}/source)

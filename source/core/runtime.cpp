@@ -1,0 +1,643 @@
+#include "core/runtime.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace tessaroc {
+
+namespace {
+
+constexpr size_t kHeaderSize = sizeof(ValueBlockHead) + sizeof(BatchRange);
+constexpr size_t kBlockAlign = 64;
+
+size_t AlignUp(size_t v, size_t a) { return (v + a - 1) / a * a; }
+
+enum class Binding { kNone, kConstant, kLink, kContext, kFunctionBody, kExternalFunction };
+
+struct PortBinding {
+  Binding kind = Binding::kNone;
+  int srcNode = -1;
+  int srcPort = -1;
+  int body = -1;
+  Data constant;
+  const FunctionInterface* function = nullptr;
+  bool requested = false;  // an output read from outside the plan
+  bool linkedFrom = false;  // an output some input links to
+};
+
+struct Step {
+  const MicroNodeImpl* impl;
+  const int32_t* offsets;
+};
+
+// Every kernel is called the same way; the first error ends the run.
+inline Result RunSteps(const std::vector<Step>& steps, std::byte* block) {
+  for (const Step& s : steps) {
+    Result r;
+    s.impl->kernel(r, *s.impl, PortAccess{block, s.offsets});
+    if (r.failed()) return r;
+  }
+  return Result::Ok();
+}
+
+const ShadingContext kUnboundContext{};
+
+}  // namespace
+
+struct Plan::Impl {
+  struct NodeInfo {
+    const MicroNodeGroup* group = nullptr;
+    std::string label;
+    int sub = 0;
+    std::vector<PortBinding> ports;
+    bool varying = false;
+    size_t firstSlot = 0;                      // global slot index of port 0
+    std::vector<size_t> storage;               // byte offset of each port's value
+    std::vector<std::vector<int32_t>> offsets;  // per micro node, per access index
+  };
+  struct SubPlanInfo {
+    const DataType* resultType = nullptr;
+    int resultNode = -1;
+    int resultPort = -1;
+    std::vector<Step> steps;
+    std::vector<size_t> contextSlots;  // byte offsets of slots bound to the argument
+    size_t resultStorage = 0;
+  };
+  struct StorageEntry {
+    size_t offset;
+    const DataType* type;
+  };
+  struct FunctionSlot {
+    size_t storage;
+    int body;
+  };
+
+  std::vector<NodeInfo> nodes;
+  std::vector<SubPlanInfo> subs;
+  int outNode = -1;
+  int outPort = -1;
+  std::vector<Step> uniformSteps;
+  std::vector<StorageEntry> storage;
+  std::vector<FunctionSlot> functionSlots;
+  size_t slotCount = 0;
+
+  Result Node(NodeRef ref, NodeInfo*& out) {
+    if (ref.index < 0 || ref.index >= static_cast<int>(nodes.size()))
+      return Result::Fail(errors::kIllegalArgument, "no such node in the plan");
+    out = &nodes[ref.index];
+    return Result::Ok();
+  }
+  Result PortOf(NodeRef ref, const Id& port, bool input, NodeInfo*& node, int& index) {
+    TESSAROC_RETURN_IF_FAILED(Node(ref, node));
+    index = node->group->FindPortIndex(port, input);
+    if (index < 0)
+      return Result::Fail(errors::kIllegalArgument, std::string("node ") + node->label + " has no " +
+                                                        (input ? "input " : "output ") + port.str());
+    return Result::Ok();
+  }
+  size_t SlotOffset(const NodeInfo& n, int port) const {
+    return kHeaderSize + (n.firstSlot + static_cast<size_t>(port)) * sizeof(PortSlot);
+  }
+};
+
+Plan::Plan() : impl_(std::make_unique<Impl>()) {
+  impl_->subs.emplace_back();  // the main plan
+}
+Plan::~Plan() = default;
+
+Result Plan::AddNode(const MicroNodeGroup* group, std::string label, NodeRef& out, SubPlanRef sub) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  if (group == nullptr || !group->finalized())
+    return Result::Fail(errors::kNullPtr, "adding a node needs a finished group");
+  if (sub.index < 0 || sub.index >= static_cast<int>(impl_->subs.size()))
+    return Result::Fail(errors::kIllegalArgument, "no such sub-plan");
+  Impl::NodeInfo n;
+  n.group = group;
+  n.label = label.empty() ? group->id().str() : std::move(label);
+  n.sub = sub.index;
+  n.ports.resize(group->ports().size());
+  impl_->nodes.push_back(std::move(n));
+  out.index = static_cast<int>(impl_->nodes.size()) - 1;
+  return Result::Ok();
+}
+
+Result Plan::SetValue(NodeRef node, const Id& port, ValueSlot value) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, true, n, p));
+  const DataType* type = n->group->ports()[p].dataType;
+  if (value.type && !value.type->StoredLike(*type))
+    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " +
+                                                      port.str() + " of type " + type->id.str());
+  PortBinding& b = n->ports[p];
+  b = PortBinding();
+  b.kind = Binding::kConstant;
+  type->copyAssign(b.constant.Emplace(type), value.value);
+  return Result::Ok();
+}
+
+Result Plan::Link(NodeRef dst, const Id& dstPort, NodeRef src, const Id& srcPort) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  Impl::NodeInfo *d = nullptr, *s = nullptr;
+  int dp = -1, sp = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, d, dp));
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(src, srcPort, false, s, sp));
+  const DataType* dt = d->group->ports()[dp].dataType;
+  const DataType* st = s->group->ports()[sp].dataType;
+  if (!dt->StoredLike(*st))
+    return Result::Fail(errors::kIllegalArgument, "cannot link " + st->id.str() + " output " + srcPort.str() +
+                                                      " to " + dt->id.str() + " input " + dstPort.str());
+  PortBinding& b = d->ports[dp];
+  b = PortBinding();
+  b.kind = Binding::kLink;
+  b.srcNode = src.index;
+  b.srcPort = sp;
+  s->ports[sp].linkedFrom = true;
+  return Result::Ok();
+}
+
+Result Plan::LinkPreNode(NodeRef pre, NodeRef consumer) {
+  Impl::NodeInfo *p = nullptr, *c = nullptr;
+  TESSAROC_RETURN_IF_FAILED(impl_->Node(pre, p));
+  TESSAROC_RETURN_IF_FAILED(impl_->Node(consumer, c));
+  bool any = false;
+  for (const Port& port : p->group->ports()) {
+    if (port.IsInput() || c->group->FindPortIndex(port.id, true) < 0) continue;
+    TESSAROC_RETURN_IF_FAILED(Link(consumer, port.id, pre, port.id));
+    any = true;
+  }
+  if (!any)
+    return Result::Fail(errors::kIllegalArgument, "pre node " + p->label + " has no output that " + c->label +
+                                                      " takes as input");
+  return Result::Ok();
+}
+
+Result Plan::BindContext(NodeRef node, const Id& port) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, true, n, p));
+  if (n->group->ports()[p].dataType != &kShadingContextType)
+    return Result::Fail(errors::kIllegalArgument, "port " + port.str() + " is not a context port");
+  n->ports[p] = PortBinding();
+  n->ports[p].kind = Binding::kContext;
+  return Result::Ok();
+}
+
+Result Plan::AddSubPlan(const DataType& resultType, SubPlanRef& out) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  impl_->subs.emplace_back();
+  impl_->subs.back().resultType = &resultType;
+  out.index = static_cast<int>(impl_->subs.size()) - 1;
+  return Result::Ok();
+}
+
+Result Plan::SetSubPlanResult(SubPlanRef sub, NodeRef node, const Id& port) {
+  if (sub.index <= 0 || sub.index >= static_cast<int>(impl_->subs.size()))
+    return Result::Fail(errors::kIllegalArgument, "no such function body");
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
+  Impl::SubPlanInfo& s = impl_->subs[sub.index];
+  if (!n->group->ports()[p].dataType->StoredLike(*s.resultType))
+    return Result::Fail(errors::kIllegalArgument, "function body result " + port.str() + " is not a " +
+                                                      s.resultType->id.str());
+  s.resultNode = node.index;
+  s.resultPort = p;
+  n->ports[p].requested = true;
+  return Result::Ok();
+}
+
+Result Plan::LinkFunction(NodeRef dst, const Id& dstPort, SubPlanRef body) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, n, p));
+  if (body.index <= 0 || body.index >= static_cast<int>(impl_->subs.size()))
+    return Result::Fail(errors::kIllegalArgument, "no such function body");
+  const DataType* t = n->group->ports()[p].dataType;
+  if (!t->IsFunction() || !t->functionResult->StoredLike(*impl_->subs[body.index].resultType))
+    return Result::Fail(errors::kIllegalArgument, "port " + dstPort.str() + " does not take a function returning " +
+                                                      impl_->subs[body.index].resultType->id.str());
+  n->ports[p] = PortBinding();
+  n->ports[p].kind = Binding::kFunctionBody;
+  n->ports[p].body = body.index;
+  return Result::Ok();
+}
+
+Result Plan::SetFunction(NodeRef dst, const Id& dstPort, const FunctionInterface* fn) {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, n, p));
+  if (!n->group->ports()[p].dataType->IsFunction())
+    return Result::Fail(errors::kIllegalArgument, "port " + dstPort.str() + " is not a function port");
+  n->ports[p] = PortBinding();
+  n->ports[p].kind = Binding::kExternalFunction;
+  n->ports[p].function = fn;
+  return Result::Ok();
+}
+
+Result Plan::SetOutput(NodeRef node, const Id& port) {
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
+  if (n->sub != 0) return Result::Fail(errors::kIllegalArgument, "the output must come from the main plan");
+  impl_->outNode = node.index;
+  impl_->outPort = p;
+  n->ports[p].requested = true;
+  return Result::Ok();
+}
+
+Result Plan::RequestOutput(NodeRef node, const Id& port) {
+  Impl::NodeInfo* n = nullptr;
+  int p = -1;
+  TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
+  n->ports[p].requested = true;
+  return Result::Ok();
+}
+
+size_t Plan::nodeCount() const { return impl_->nodes.size(); }
+const MicroNodeGroup* Plan::group(NodeRef node) const { return impl_->nodes.at(node.index).group; }
+const std::string& Plan::label(NodeRef node) const { return impl_->nodes.at(node.index).label; }
+bool Plan::IsUniform(NodeRef node) const { return !impl_->nodes.at(node.index).varying; }
+const DataType* Plan::outputType() const {
+  if (impl_->outNode < 0) return nullptr;
+  return impl_->nodes[impl_->outNode].group->ports()[impl_->outPort].dataType;
+}
+size_t Plan::varyingStepCount() const { return impl_->subs[0].steps.size(); }
+
+Result Plan::Finish() {
+  if (finished_) return Result::Fail(errors::kIllegalState, "plan finished twice");
+  Impl& I = *impl_;
+  const int N = static_cast<int>(I.nodes.size());
+  for (size_t s = 1; s < I.subs.size(); ++s)
+    if (I.subs[s].resultNode < 0)
+      return Result::Fail(errors::kIllegalState, "function body " + std::to_string(s) + " has no result");
+
+  // Order by value links (Kahn); a cycle is an error.
+  std::vector<std::vector<int>> users(N);
+  std::vector<int> pending(N, 0);
+  for (int i = 0; i < N; ++i)
+    for (const PortBinding& b : I.nodes[i].ports)
+      if (b.kind == Binding::kLink) {
+        users[b.srcNode].push_back(i);
+        ++pending[i];
+      }
+  std::vector<int> order;
+  for (int i = 0; i < N; ++i)
+    if (pending[i] == 0) order.push_back(i);
+  for (size_t k = 0; k < order.size(); ++k)
+    for (int u : users[order[k]])
+      if (--pending[u] == 0) order.push_back(u);
+  if (static_cast<int>(order.size()) != N) {
+    for (int i = 0; i < N; ++i)
+      if (pending[i] > 0) return Result::Fail(errors::kIllegalState, "the plan has a cycle through " + I.nodes[i].label);
+  }
+
+  // Varying: a context reaches the node, directly or through a value link.
+  for (int i : order) {
+    Impl::NodeInfo& n = I.nodes[i];
+    for (const PortBinding& b : n.ports)
+      if (b.kind == Binding::kContext || (b.kind == Binding::kLink && I.nodes[b.srcNode].varying)) n.varying = true;
+  }
+  for (int i = 0; i < N; ++i)
+    for (const PortBinding& b : I.nodes[i].ports)
+      if (b.kind == Binding::kLink && I.nodes[b.srcNode].varying && I.nodes[b.srcNode].sub != I.nodes[i].sub)
+        return Result::Fail(errors::kIllegalState, I.nodes[i].label + " reads a per-sample value of " +
+                                                       I.nodes[b.srcNode].label + " across a function boundary");
+
+  // Layout: header, one slot per port, then the value storage.
+  size_t slots = 0;
+  for (Impl::NodeInfo& n : I.nodes) {
+    n.firstSlot = slots;
+    slots += n.ports.size();
+  }
+  I.slotCount = slots;
+  size_t offset = kHeaderSize + slots * sizeof(PortSlot);
+  for (Impl::NodeInfo& n : I.nodes) {
+    n.storage.resize(n.ports.size());
+    for (size_t p = 0; p < n.ports.size(); ++p) {
+      const DataType* t = n.group->ports()[p].dataType;
+      offset = AlignUp(offset, t->align);
+      n.storage[p] = offset;
+      I.storage.push_back({offset, t});
+      offset += t->size;
+      if (n.ports[p].kind == Binding::kFunctionBody) I.functionSlots.push_back({n.storage[p], n.ports[p].body});
+    }
+  }
+  blockSize_ = AlignUp(offset, kBlockAlign);
+
+  // Access tables: per micro node, the byte offset of each accessed port's slot.
+  for (Impl::NodeInfo& n : I.nodes) {
+    for (const MicroNodeEntry& m : n.group->microNodes()) {
+      std::vector<int32_t> offs;
+      for (int port : m.portOfAccess) offs.push_back(static_cast<int32_t>(I.SlotOffset(n, port)));
+      n.offsets.push_back(std::move(offs));
+    }
+  }
+
+  // Uniform nodes in dependency order; a node that calls a function body at
+  // prepare time comes after every uniform node that body reads.
+  std::vector<std::vector<int>> bodyNodes(I.subs.size());
+  for (int i = 0; i < N; ++i) bodyNodes[I.nodes[i].sub].push_back(i);
+  auto uniformInputsOfBody = [&](int body) {
+    std::vector<int> result, stack{body};
+    std::vector<bool> seen(I.subs.size(), false);
+    while (!stack.empty()) {
+      int s = stack.back();
+      stack.pop_back();
+      if (seen[s]) continue;
+      seen[s] = true;
+      for (int i : bodyNodes[s]) {
+        if (!I.nodes[i].varying) result.push_back(i);
+        for (const PortBinding& b : I.nodes[i].ports) {
+          if (b.kind == Binding::kLink && !I.nodes[b.srcNode].varying) result.push_back(b.srcNode);
+          if (b.kind == Binding::kFunctionBody) stack.push_back(b.body);
+        }
+      }
+    }
+    return result;
+  };
+  std::vector<std::vector<int>> uUsers(N);
+  std::vector<int> uPending(N, 0);
+  for (int i = 0; i < N; ++i) {
+    if (I.nodes[i].varying) continue;
+    for (const PortBinding& b : I.nodes[i].ports) {
+      if (b.kind == Binding::kLink) {
+        uUsers[b.srcNode].push_back(i);
+        ++uPending[i];
+      } else if (b.kind == Binding::kFunctionBody) {
+        for (int w : uniformInputsOfBody(b.body)) {
+          if (w == i) return Result::Fail(errors::kIllegalState, I.nodes[i].label + " calls a function that reads it");
+          uUsers[w].push_back(i);
+          ++uPending[i];
+        }
+      }
+    }
+  }
+  std::vector<int> uOrder;
+  for (int i = 0; i < N; ++i)
+    if (!I.nodes[i].varying && uPending[i] == 0) uOrder.push_back(i);
+  for (size_t k = 0; k < uOrder.size(); ++k)
+    for (int u : uUsers[uOrder[k]])
+      if (--uPending[u] == 0) uOrder.push_back(u);
+  for (int i = 0; i < N; ++i)
+    if (!I.nodes[i].varying && uPending[i] > 0)
+      return Result::Fail(errors::kIllegalState, "uniform nodes depend on each other in a cycle through " +
+                                                     I.nodes[i].label);
+  auto addSteps = [](Impl::NodeInfo& n, std::vector<Step>& steps) {
+    for (size_t m = 0; m < n.group->microNodes().size(); ++m)
+      steps.push_back({n.group->microNodes()[m].impl, n.offsets[m].data()});
+  };
+  for (int i : uOrder) addSteps(I.nodes[i], I.uniformSteps);
+  for (int i : order) {
+    Impl::NodeInfo& n = I.nodes[i];
+    if (!n.varying) continue;
+    Impl::SubPlanInfo& s = I.subs[n.sub];
+    addSteps(n, s.steps);
+    for (size_t p = 0; p < n.ports.size(); ++p)
+      if (n.ports[p].kind == Binding::kContext) s.contextSlots.push_back(I.SlotOffset(n, static_cast<int>(p)));
+  }
+  for (size_t s = 1; s < I.subs.size(); ++s) {
+    const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
+    I.subs[s].resultStorage = rn.storage[I.subs[s].resultPort];
+  }
+  finished_ = true;
+  return Result::Ok();
+}
+
+// ---------------------------------------------------------------------------
+
+class PlanInstance::SubPlanFunction final : public FunctionInterface {
+ public:
+  SubPlanFunction(PlanInstance* owner, int body) : owner_(owner), body_(body) {}
+  FunctionType GetFunctionType() const override {
+    return {owner_->plan_->impl_->subs[body_].resultType, &kShadingContextType};
+  }
+  Result Invoke(ValueSlot ret, ValueSlot arg) const override {
+    const Plan::Impl::SubPlanInfo& s = owner_->plan_->impl_->subs[body_];
+    if (arg.type != &kShadingContextType || arg.value == nullptr)
+      return Result::Fail(errors::kIllegalArgument, "a function body takes a shading context");
+    if (ret.type == nullptr || !ret.type->StoredLike(*s.resultType))
+      return Result::Fail(errors::kIllegalArgument, "return slot of the wrong type for a function body");
+    TESSAROC_RETURN_IF_FAILED(owner_->RunSubPlan(body_, *static_cast<const ShadingContext*>(arg.value)));
+    s.resultType->copyAssign(ret.value, owner_->block_ + s.resultStorage);
+    return Result::Ok();
+  }
+  Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
+  bool GetConstantValue(ValueSlot) const override { return false; }
+  void Rebind(PlanInstance* owner) { owner_ = owner; }
+
+ private:
+  PlanInstance* owner_;
+  int body_;
+};
+
+PlanInstance::PlanInstance(const Plan& plan) : plan_(&plan) {}
+
+PlanInstance::~PlanInstance() {
+  if (block_) {
+    for (const Plan::Impl::StorageEntry& e : plan_->impl_->storage) e.type->destroy(block_ + e.offset);
+    ::operator delete(block_, std::align_val_t(kBlockAlign));
+  }
+}
+
+Result PlanInstance::Allocate() {
+  const size_t size = plan_->blockSize_;
+  block_ = static_cast<std::byte*>(::operator new(size, std::align_val_t(kBlockAlign), std::nothrow));
+  if (!block_) return Result::Fail(errors::kOutOfMemory, "cannot allocate a value block");
+  std::memset(block_, 0, size);
+  auto* head = reinterpret_cast<ValueBlockHead*>(block_);
+  head->size = size;
+  head->portCount = plan_->impl_->slotCount;
+  *reinterpret_cast<BatchRange*>(block_ + sizeof(ValueBlockHead)) = {0, 1};
+  for (size_t s = 1; s < plan_->impl_->subs.size(); ++s)
+    functions_.push_back(std::make_unique<SubPlanFunction>(this, static_cast<int>(s)));
+  return Result::Ok();
+}
+
+void PlanInstance::BindFunctions() {
+  for (const Plan::Impl::FunctionSlot& f : plan_->impl_->functionSlots)
+    *reinterpret_cast<FunctionRef*>(block_ + f.storage) = functions_[f.body - 1].get();
+}
+
+Result PlanInstance::Create(const Plan& plan, std::unique_ptr<PlanInstance>& out) {
+  if (!plan.finished()) return Result::Fail(errors::kIllegalState, "plan is not finished");
+  std::unique_ptr<PlanInstance> inst(new PlanInstance(plan));
+  TESSAROC_RETURN_IF_FAILED(inst->Allocate());
+  const Plan::Impl& I = *plan.impl_;
+  std::byte* b = inst->block_;
+  for (const Plan::Impl::StorageEntry& e : I.storage) e.type->construct(b + e.offset);
+  for (const Plan::Impl::NodeInfo& n : I.nodes) {
+    for (size_t p = 0; p < n.ports.size(); ++p) {
+      const Port& port = n.group->ports()[p];
+      const PortBinding& bind = n.ports[p];
+      auto* slot = reinterpret_cast<PortSlot*>(b + I.SlotOffset(n, static_cast<int>(p)));
+      slot->value = b + n.storage[p];
+      if (port.IsInput()) {
+        switch (bind.kind) {
+          case Binding::kNone:
+            slot->portFlags = PORT_FLAGS::INPUT_WITHOUT_VALUE;
+            break;
+          case Binding::kConstant:
+            port.dataType->copyAssign(slot->value, bind.constant.get());
+            break;
+          case Binding::kLink:
+            slot->value = b + I.nodes[bind.srcNode].storage[bind.srcPort];
+            break;
+          case Binding::kContext:
+            slot->value = const_cast<ShadingContext*>(&kUnboundContext);
+            break;
+          case Binding::kFunctionBody:
+            break;  // bound below
+          case Binding::kExternalFunction:
+            *static_cast<FunctionRef*>(slot->value) = bind.function;
+            break;
+        }
+      } else if (!bind.requested && !bind.linkedFrom) {
+        slot->portFlags = PORT_FLAGS::OUTPUT_UNUSED;
+      }
+    }
+  }
+  inst->BindFunctions();
+  out = std::move(inst);
+  return Result::Ok();
+}
+
+Result PlanInstance::Prepare() { return RunSteps(plan_->impl_->uniformSteps, block_); }
+
+Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) {
+  const Plan::Impl::SubPlanInfo& s = plan_->impl_->subs[sub];
+  for (size_t off : s.contextSlots)
+    reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);
+  return RunSteps(s.steps, block_);
+}
+
+Result PlanInstance::Evaluate(const ShadingContext& ctx) { return RunSubPlan(0, ctx); }
+
+ValueSlot PlanInstance::Output() const {
+  const Plan::Impl& I = *plan_->impl_;
+  if (I.outNode < 0) return {};
+  const Plan::Impl::NodeInfo& n = I.nodes[I.outNode];
+  return {n.group->ports()[I.outPort].dataType, block_ + n.storage[I.outPort]};
+}
+
+ValueSlot PlanInstance::PortValue(NodeRef node, const Id& port, bool input) const {
+  const Plan::Impl& I = *plan_->impl_;
+  if (node.index < 0 || node.index >= static_cast<int>(I.nodes.size())) return {};
+  const Plan::Impl::NodeInfo& n = I.nodes[node.index];
+  int p = n.group->FindPortIndex(port, input);
+  if (p < 0) return {};
+  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffset(n, p));
+  return {n.group->ports()[p].dataType, slot->value};
+}
+
+Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
+  const Plan::Impl& I = *plan_->impl_;
+  if (node.index < 0 || node.index >= static_cast<int>(I.nodes.size()))
+    return Result::Fail(errors::kIllegalArgument, "no such node in the plan");
+  const Plan::Impl::NodeInfo& n = I.nodes[node.index];
+  int p = n.group->FindPortIndex(port, true);
+  if (p < 0) return Result::Fail(errors::kIllegalArgument, "node " + n.label + " has no input " + port.str());
+  const Binding kind = n.ports[p].kind;
+  if (kind != Binding::kNone && kind != Binding::kConstant && kind != Binding::kExternalFunction)
+    return Result::Fail(errors::kIllegalState, "input " + port.str() + " of " + n.label + " is wired");
+  const DataType* type = n.group->ports()[p].dataType;
+  if (value.type && !value.type->StoredLike(*type))
+    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " +
+                                                      port.str() + " of type " + type->id.str());
+  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffset(n, p));
+  type->copyAssign(block_ + n.storage[p], value.value);
+  slot->portFlags &= static_cast<uint8_t>(~PORT_FLAGS::INPUT_WITHOUT_VALUE);
+  return Result::Ok();
+}
+
+Result PlanInstance::Clone(std::unique_ptr<PlanInstance>& out) const {
+  std::unique_ptr<PlanInstance> inst(new PlanInstance(*plan_));
+  TESSAROC_RETURN_IF_FAILED(inst->Allocate());
+  const Plan::Impl& I = *plan_->impl_;
+  const size_t slotEnd = kHeaderSize + I.slotCount * sizeof(PortSlot);
+  std::memcpy(inst->block_, block_, slotEnd);
+  for (const Plan::Impl::StorageEntry& e : I.storage) {
+    e.type->construct(inst->block_ + e.offset);
+    e.type->copyAssign(inst->block_ + e.offset, block_ + e.offset);
+  }
+  for (size_t s = 0; s < I.slotCount; ++s) {
+    auto* slot = reinterpret_cast<PortSlot*>(inst->block_ + kHeaderSize + s * sizeof(PortSlot));
+    auto* v = static_cast<std::byte*>(slot->value);
+    if (v >= block_ && v < block_ + plan_->blockSize_) slot->value = inst->block_ + (v - block_);
+  }
+  for (const Plan::Impl::SubPlanInfo& s : I.subs)
+    for (size_t off : s.contextSlots)
+      reinterpret_cast<PortSlot*>(inst->block_ + off)->value = const_cast<ShadingContext*>(&kUnboundContext);
+  inst->BindFunctions();
+  out = std::move(inst);
+  return Result::Ok();
+}
+
+// ---------------------------------------------------------------------------
+
+Result RunBatch(const MicroNodeGroup& group, size_t micro, std::span<const BatchBinding> bindings, int64_t count) {
+  if (micro >= group.microNodes().size()) return Result::Fail(errors::kIllegalArgument, "no such micro node");
+  const MicroNodeImpl& impl = *group.microNodes()[micro].impl;
+  if (impl.kind != MicroNode::BATCH) return Result::Fail(errors::kIllegalArgument, "not a batch micro node");
+  if (bindings.size() != impl.portCount)
+    return Result::Fail(errors::kIllegalArgument, "a batch needs one binding per accessed port");
+  std::vector<std::byte> storage(kHeaderSize + bindings.size() * sizeof(PortSlot) + kBlockAlign);
+  std::byte* block = reinterpret_cast<std::byte*>(AlignUp(reinterpret_cast<uintptr_t>(storage.data()), kBlockAlign));
+  std::vector<int32_t> offsets(bindings.size());
+  for (size_t i = 0; i < bindings.size(); ++i) {
+    offsets[i] = static_cast<int32_t>(kHeaderSize + i * sizeof(PortSlot));
+    auto* slot = reinterpret_cast<PortSlot*>(block + offsets[i]);
+    slot->value = bindings[i].first;
+    slot->stride = bindings[i].stride;
+  }
+  *reinterpret_cast<BatchRange*>(block + sizeof(ValueBlockHead)) = {0, count};
+  Result r;
+  impl.kernel(r, impl, PortAccess{block, offsets.data()});
+  return r;
+}
+
+Result SingleNodeRunner::Create(const Id& nodeId, std::unique_ptr<SingleNodeRunner>& out,
+                                std::span<const int64_t> arrayCounts) {
+  const MicroNodeGroup* group = nullptr;
+  TESSAROC_RETURN_IF_FAILED(CoreNodes().GetGroup(nodeId, arrayCounts, group));
+  return Create(group, out);
+}
+
+Result SingleNodeRunner::Create(const MicroNodeGroup* group, std::unique_ptr<SingleNodeRunner>& out) {
+  auto runner = std::unique_ptr<SingleNodeRunner>(new SingleNodeRunner());
+  runner->plan_ = std::make_unique<Plan>();
+  Plan& plan = *runner->plan_;
+  TESSAROC_RETURN_IF_FAILED(plan.AddNode(group, "", runner->node_));
+  bool hasContext = false;
+  for (const Port& p : group->ports()) {
+    if (p.IsInput() && p.dataType == &kShadingContextType) {
+      TESSAROC_RETURN_IF_FAILED(plan.BindContext(runner->node_, p.id));
+      hasContext = true;
+    }
+    if (!p.IsInput()) TESSAROC_RETURN_IF_FAILED(plan.RequestOutput(runner->node_, p.id));
+  }
+  TESSAROC_RETURN_IF_FAILED(plan.Finish());
+  TESSAROC_RETURN_IF_FAILED(PlanInstance::Create(plan, runner->instance_));
+  runner->varying_ = hasContext;
+  out = std::move(runner);
+  return Result::Ok();
+}
+
+Result SingleNodeRunner::SetFunction(const Id& port, const FunctionInterface* fn) {
+  FunctionRef ref = fn;
+  return instance_->Set(node_, port, ref);
+}
+
+Result SingleNodeRunner::Run(const ShadingContext& ctx) {
+  // A node without a context input is uniform: it runs in Prepare, so inputs
+  // changed between runs are seen.
+  if (!varying_) return instance_->Prepare();
+  return instance_->Evaluate(ctx);
+}
+
+}  // namespace tessaroc

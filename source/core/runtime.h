@@ -1,0 +1,187 @@
+// The runtime: a Plan is a set of node instances with their port bindings,
+// laid out in one value block; a PlanInstance owns such a block and runs the
+// kernels. Work is split by what it depends on: uniform nodes (no context
+// reaches them, pre nodes among them) run once in Prepare; varying nodes run
+// per evaluation. A Function port linked to a sub-plan receives a
+// FunctionInterface that runs that sub-plan's varying nodes with the argument
+// as their context. Evaluating allocates nothing.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/data_types.h"
+#include "core/function.h"
+#include "core/micronode.h"
+#include "core/registry.h"
+
+namespace tessaroc {
+
+struct NodeRef {
+  int index = -1;
+  bool valid() const { return index >= 0; }
+};
+
+// A function body: 0 is the main plan, others are bodies of Function ports.
+struct SubPlanRef {
+  int index = 0;
+};
+
+class PlanInstance;
+
+class Plan {
+ public:
+  Plan();
+  ~Plan();
+  Plan(const Plan&) = delete;
+  Plan& operator=(const Plan&) = delete;
+
+  // ---- Building
+  Result AddNode(const MicroNodeGroup* group, std::string label, NodeRef& out, SubPlanRef sub = {});
+  // A constant for an input; the value is copied.
+  Result SetValue(NodeRef node, const Id& port, ValueSlot value);
+  template <class T>
+  Result Set(NodeRef node, const Id& port, const T& value);
+  // The input reads the output of another node.
+  Result Link(NodeRef dst, const Id& dstPort, NodeRef src, const Id& srcPort);
+  // Links every output of a pre node to the consumer's input of the same id.
+  Result LinkPreNode(NodeRef pre, NodeRef consumer);
+  // The input receives the context the sub-plan is evaluated with.
+  Result BindContext(NodeRef node, const Id& port);
+  // A function body returning values of `resultType`.
+  Result AddSubPlan(const DataType& resultType, SubPlanRef& out);
+  Result SetSubPlanResult(SubPlanRef sub, NodeRef node, const Id& port);
+  // The Function port gets a function running the body.
+  Result LinkFunction(NodeRef dst, const Id& dstPort, SubPlanRef body);
+  // The Function port gets a function of the caller's (not owned).
+  Result SetFunction(NodeRef dst, const Id& dstPort, const FunctionInterface* fn);
+  // The main result.
+  Result SetOutput(NodeRef node, const Id& port);
+  // An output someone outside reads, though nothing in the plan links it.
+  Result RequestOutput(NodeRef node, const Id& port);
+  // Classifies nodes, orders them, lays out the block. No building afterwards.
+  Result Finish();
+
+  // ---- Inspection
+  bool finished() const { return finished_; }
+  size_t nodeCount() const;
+  const MicroNodeGroup* group(NodeRef node) const;
+  const std::string& label(NodeRef node) const;
+  bool IsUniform(NodeRef node) const;
+  const DataType* outputType() const;
+  size_t blockSize() const { return blockSize_; }
+  // How many kernels run per evaluation of the main plan.
+  size_t varyingStepCount() const;
+
+ private:
+  friend class PlanInstance;
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+  bool finished_ = false;
+  size_t blockSize_ = 0;
+};
+
+template <class T>
+Result Plan::Set(NodeRef node, const Id& port, const T& value) {
+  return SetValue(node, port, ValueSlot{DataTypeOf<T>(), const_cast<T*>(&value)});
+}
+
+// One value block of a finished plan and the function objects bound to it. An
+// instance is used by one thread at a time; give each thread its own Clone().
+class PlanInstance {
+ public:
+  static Result Create(const Plan& plan, std::unique_ptr<PlanInstance>& out);
+  ~PlanInstance();
+  PlanInstance(const PlanInstance&) = delete;
+  PlanInstance& operator=(const PlanInstance&) = delete;
+
+  // Runs the uniform nodes once, in dependency order. Running it again keeps
+  // PERMANENT state, so a pre node sees what it built before.
+  Result Prepare();
+  // Runs the main plan's varying nodes with this context.
+  Result Evaluate(const ShadingContext& ctx);
+  // The main result (valid after Evaluate).
+  ValueSlot Output() const;
+  template <class T>
+  const T& OutputAs() const {
+    return *static_cast<const T*>(Output().value);
+  }
+
+  // The storage of a port of a node, for inspection.
+  ValueSlot PortValue(NodeRef node, const Id& port, bool input) const;
+  template <class T>
+  const T& Get(NodeRef node, const Id& port) const {
+    return *static_cast<const T*>(PortValue(node, port, false).value);
+  }
+  // Replaces a constant input between evaluations (clears INPUT_WITHOUT_VALUE).
+  Result SetInput(NodeRef node, const Id& port, ValueSlot value);
+  template <class T>
+  Result Set(NodeRef node, const Id& port, const T& value) {
+    return SetInput(node, port, ValueSlot{DataTypeOf<T>(), const_cast<T*>(&value)});
+  }
+
+  // A deep copy: values are copied (shared objects shared), pointers inside the
+  // block moved to the copy, functions bound to the copy.
+  Result Clone(std::unique_ptr<PlanInstance>& out) const;
+
+  const Plan& plan() const { return *plan_; }
+  // Runs a body with a context; used by the function objects.
+  Result RunSubPlan(int sub, const ShadingContext& ctx);
+
+ private:
+  explicit PlanInstance(const Plan& plan);
+  Result Allocate();
+  void BindFunctions();
+  class SubPlanFunction;
+
+  const Plan* plan_;
+  std::byte* block_ = nullptr;
+  std::vector<std::unique_ptr<SubPlanFunction>> functions_;
+};
+
+// ---- Convenience runs of one node, for hosts, tests and benchmarks.
+
+// Binds a pointer and a byte stride for one access index of a BATCH kernel.
+struct BatchBinding {
+  void* first;
+  int32_t stride;
+};
+
+// Runs the micro node `micro` of a group once over [0, count): the kernel moves
+// each pointer by its stride. A count of 0 or below writes nothing.
+Result RunBatch(const MicroNodeGroup& group, size_t micro, std::span<const BatchBinding> bindings, int64_t count);
+
+// A plan of one node: every input settable, every output requested, every
+// context port bound to the evaluation context.
+class SingleNodeRunner {
+ public:
+  static Result Create(const Id& nodeId, std::unique_ptr<SingleNodeRunner>& out,
+                       std::span<const int64_t> arrayCounts = {});
+  static Result Create(const MicroNodeGroup* group, std::unique_ptr<SingleNodeRunner>& out);
+
+  template <class T>
+  Result Set(const Id& port, const T& value) {
+    return instance_->Set(node_, port, value);
+  }
+  Result SetFunction(const Id& port, const FunctionInterface* fn);
+  // Runs the node once: in Prepare when it is uniform, else as an evaluation
+  // with this context.
+  Result Run(const ShadingContext& ctx = ShadingContext());
+  template <class T>
+  const T& Get(const Id& port) const {
+    return instance_->Get<T>(node_, port);
+  }
+  PlanInstance& instance() { return *instance_; }
+  NodeRef node() const { return node_; }
+
+ private:
+  std::unique_ptr<Plan> plan_;
+  std::unique_ptr<PlanInstance> instance_;
+  NodeRef node_;
+  bool varying_ = false;
+};
+
+}  // namespace tessaroc

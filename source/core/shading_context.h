@@ -1,0 +1,103 @@
+// The ShadingContext: the flat record of everything a node may know about the
+// sample. Field order, widths and defaults are fixed: hosts fill and read the
+// carried fields, so a node that overrides the context copies every one of them.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+#include "core/string.h"
+#include "core/value_types.h"
+
+namespace tessaroc {
+
+// Where image files are looked up: an array of locations.
+struct SearchPathsType {
+  std::vector<Url> urls;
+  friend bool operator==(const SearchPathsType&, const SearchPathsType&) = default;
+};
+
+class MessageSink;  // the render's message sink (host side)
+
+struct ShadingContext {
+  uint64_t carried0 = 0;
+  int64_t carried1 = -1;
+  uint64_t carried2 = 0;
+  uint64_t carried3 = 0;
+  uint64_t carried4 = 0;
+  uint8_t carried5 = 0;
+  Vector position;
+  Vector positiondx;
+  Vector positiondy;
+  Vector carried9;
+  Vector carried10;
+  Vector geometricnormal;
+  Vector carried11;
+  Vector shadingnormal;
+  uint64_t carried12 = 0;
+  uint64_t carried13 = 0;
+  Vector uvw;
+  Vector uvwdx;
+  Vector uvwdy;
+  Vector carried14;
+  Vector tangent;
+  Vector bitangent;
+  double carried17[2] = {0, 0};
+  uint64_t carried18 = 0;
+  uint8_t uvwvalid = 1;
+  uint8_t carried19 = 0;
+  uint8_t wrapmodeu = 0;
+  uint8_t wrapmodev = 0;
+  double carried20[2] = {0, 0};
+  int64_t pixelx = 0;
+  int64_t pixely = 0;
+  double subpixelx = 0;
+  double subpixely = 0;
+  TimeValue time = 0;
+  // Unset until a renderer gives one; 0 makes every frame number 0.
+  double framerate = 0;
+  Vector rayorigin;
+  Vector raydirection;
+  double raymindistance = 0;
+  double raymaxdistance = std::numeric_limits<double>::max();
+  uint64_t carried22 = 0;
+  int64_t carried23 = -1;
+  Vector rayorigindx;
+  Vector rayorigindy;
+  Vector raydirectiondx;
+  Vector raydirectiondy;
+  double carried24[4] = {1, 1, 1, 1};
+  double carried25 = 1;
+  uint16_t carried26 = 1;
+  uint8_t carried27 = 1;
+  int64_t carried28 = -1;
+  int64_t carried29 = -1;
+  int64_t carried30 = -1;
+  double carried31 = 0;
+  double carried32 = 0;
+  uint8_t imageflag = 0;
+  uint64_t carried33 = 0;
+  uint64_t carried34 = 0;
+  const SearchPathsType* searchpaths = nullptr;  // not owned
+  MessageSink* messagesink = nullptr;            // not owned; may be null
+};
+
+// A context has no pointers into itself, so a plain copy is a valid copy.
+static_assert(std::is_trivially_copyable_v<ShadingContext>);
+
+// The size of the sample in texture space: the spread of the u and v members
+// of uvw, uvwdx and uvwdy. A NaN drops out of the maximum and minimum; when the
+// largest is not at or above the smallest on either axis both are 0.
+struct UvwFootprint {
+  double du = 0;
+  double dv = 0;
+};
+UvwFootprint ComputeUvwFootprint(const ShadingContext& ctx);
+
+// The frame number of time t at a rate: truncation toward zero of
+// t * rate + 0.001 for t >= 0, and of t * rate - 0.001 otherwise (NaN included).
+int64_t FrameNumber(double time, double rate);
+
+}  // namespace tessaroc

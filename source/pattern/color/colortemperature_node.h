@@ -1,0 +1,17 @@
+// The colortemperature colour effect.
+#pragma once
+
+#include "core/registry.h"
+#include "core/value_types.h"
+
+namespace tessaroc::pattern {
+
+inline constexpr const char* kColorTemperatureId = "net.zovan.pattern.corenode.effect.colortemperature";
+
+// The effect before the mask: a plain shift in display units: r + t/10, g - tint/10, b - t/10. No
+// alpha effect.
+ColorA ColorTemperatureEffect(const ColorA& c, double temperature, double tint);
+
+Result RegisterColorTemperatureNode(CoreNodeRegistry& registry);
+
+}  // namespace tessaroc::pattern

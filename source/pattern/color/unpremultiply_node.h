@@ -1,0 +1,16 @@
+// The unpremultiply colour effect.
+#pragma once
+
+#include "core/registry.h"
+#include "core/value_types.h"
+
+namespace tessaroc::pattern {
+
+inline constexpr const char* kUnpremultiplyId = "net.zovan.pattern.corenode.effect.unpremultiply";
+
+// The effect before the mask: r, g, b divided by alpha, unchanged at alpha 0; no alpha effect.
+ColorA UnpremultiplyEffect(const ColorA& c);
+
+Result RegisterUnpremultiplyNode(CoreNodeRegistry& registry);
+
+}  // namespace tessaroc::pattern

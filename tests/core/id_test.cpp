@@ -1,0 +1,125 @@
+// Id words, equality rules, ownership, interned ids and port keys.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "core/id.h"
+
+namespace tessaroc {
+namespace {
+
+TEST(IdWord, LengthAboveBit44AndMaskedHashBelow) {
+  const Id id("net.zovan.pattern.corenode.effect.invertcolor");
+  EXPECT_EQ(id.length(), 45u);
+  EXPECT_EQ(id.word() >> 44, 45u);
+  // The hash part, computed independently of the project's code.
+  EXPECT_EQ(id.word(), 0x2d31eeee18aceULL);
+  EXPECT_FALSE(id.owned());
+}
+
+TEST(IdWord, ModuleIdsCarryTheirLengths) {
+  EXPECT_EQ(Id("net.zovan.tessarocs.module").word(), 0x1a0805ce74daeULL);
+  EXPECT_EQ(Id("net.zovan.tessarocs.module").word() >> 44, 26u);
+  EXPECT_EQ(Id("net.zovan.patterns.module").word() >> 44, 25u);
+}
+
+TEST(IdWord, EmptyTextHasWordZeroAndEqualsTheNullId) {
+  const Id empty("");
+  EXPECT_EQ(empty.word(), 0u);
+  EXPECT_TRUE(empty.empty());
+  EXPECT_EQ(empty, Id());
+  EXPECT_EQ(empty, Id::FromParts(nullptr, 0));
+  EXPECT_EQ(empty.view(), "");
+}
+
+TEST(IdEquality, SameBytesAtOtherAddressesAreEqual) {
+  std::string a = "noiseType", b = "noiseType";
+  EXPECT_NE(a.data(), b.data());
+  EXPECT_EQ(Id(std::string_view(a)), Id(std::string_view(b)));
+}
+
+TEST(IdEquality, TextsDifferingOnlyInTheFirstByteWithOneWordAreUnequal) {
+  // Force both to carry the same word, so only the byte comparison (which runs
+  // from the last byte to the first) can tell them apart.
+  const char* x = "xabc";
+  const char* y = "yabc";
+  const uint64_t word = Id(x).word();
+  EXPECT_NE(Id::FromParts(x, word), Id::FromParts(y, word));
+  EXPECT_EQ(Id::FromParts(x, word), Id::FromParts("xabc", word));
+}
+
+TEST(IdEquality, NullPointerAgainstTextIsUnequalEvenWithTheSameWord) {
+  const Id text("abc");
+  EXPECT_NE(Id::FromParts(nullptr, text.word()), text);
+  EXPECT_NE(text, Id::FromParts(nullptr, text.word()));
+}
+
+TEST(IdEquality, WordsThatDifferAreUnequalWithoutLookingAtText) {
+  EXPECT_NE(Id("abc"), Id("abd"));
+  EXPECT_NE(Id("abc"), Id("abcd"));
+}
+
+TEST(IdOwnership, OwnedCopySetsBit43AndStillCompares) {
+  std::string text = "localModeU";
+  Id owned = Id::Owned(text);
+  text[0] = 'X';  // the owned copy does not follow the original
+  EXPECT_TRUE(owned.owned());
+  EXPECT_EQ(owned.word() & ~Id::kOwnedBit, Id("localModeU").word());
+  EXPECT_EQ(owned, Id("localModeU"));
+  EXPECT_EQ(Id("localModeU"), owned);
+  EXPECT_EQ(owned.view(), "localModeU");
+}
+
+TEST(IdOwnership, CopiesShareAndOutliveTheOriginal) {
+  Id copy;
+  {
+    Id owned = Id::Owned("shared text");
+    copy = owned;
+    Id moved = std::move(owned);
+    EXPECT_EQ(moved, copy);
+    EXPECT_TRUE(owned.empty());
+  }
+  EXPECT_EQ(copy.view(), "shared text");
+  copy = Id("literal");
+  EXPECT_FALSE(copy.owned());
+}
+
+TEST(InternedIdTable, SameTextGivesSamePointer) {
+  std::string a = "pingpong";
+  InternedId x = InternedId::Intern(a);
+  InternedId y = InternedId::Intern(std::string("ping") + "pong");
+  EXPECT_EQ(x, y);
+  EXPECT_EQ(x.entry(), y.entry());
+  EXPECT_EQ(x.id().text(), y.id().text());
+  EXPECT_NE(x, InternedId::Intern("loop"));
+  EXPECT_TRUE(InternedId::Intern("").empty());
+  EXPECT_EQ(InternedId(), InternedId::Intern(""));
+}
+
+TEST(InternedIdTable, CountsReferences) {
+  InternedId x = InternedId::Intern("a-rarely-used-choice");
+  const long base = x.UseCount();
+  {
+    InternedId y = x;
+    EXPECT_EQ(x.UseCount(), base + 1);
+  }
+  EXPECT_EQ(x.UseCount(), base);
+}
+
+TEST(InternedIdTable, CanonicalIdsCompareByPointer) {
+  Id a = CanonicalId("srgb");
+  Id b = CanonicalId(std::string("s") + "rgb");
+  EXPECT_EQ(a.text(), b.text());
+  EXPECT_EQ(a.text(), InternedId::Intern("srgb").id().text());
+  EXPECT_NE(a.text(), Id("srgb").text());  // a literal has its own address
+}
+
+TEST(PortKeys, OutputsUseTheHashAndInputsItsComplement) {
+  EXPECT_EQ(PortKey("result", false), 0xc84dc81dLL);
+  EXPECT_EQ(static_cast<uint64_t>(PortKey("context", true)), ~uint64_t{0x1538b735afULL});
+  EXPECT_EQ(PortKey("color", true), ~PortKey("color", false));
+}
+
+}  // namespace
+}  // namespace tessaroc

@@ -1,0 +1,85 @@
+// Evaluating a prepared plan allocates nothing: counted through the global
+// allocation functions of this test binary.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "core/function.h"
+#include "core/runtime.h"
+#include "pattern/catalogue.h"
+#include "pattern/color/exposure_node.h"
+#include "pattern/color/invert_color_node.h"
+#include "test_nodes.h"
+
+namespace {
+std::atomic<long> gAllocations{0};
+}
+
+void* operator new(std::size_t n) {
+  gAllocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace tessaroc {
+namespace {
+
+TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
+  CoreNodeRegistry registry;
+  ASSERT_TRUE(pattern::RegisterCatalogue(registry).ok());
+  ASSERT_TRUE(testing::RegisterTestNodes(registry).ok());
+  auto group = [&](const char* id) {
+    const MicroNodeGroup* g = nullptr;
+    EXPECT_TRUE(registry.GetGroup(id, g).ok());
+    return g;
+  };
+
+  // uvw colour -> exposure -> invert, inside a function body that a caller invokes.
+  Plan plan;
+  NodeRef caller, uvw, exposure, invert;
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddNode(group(testing::kCallColorNode), "caller", caller).ok());
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+  ASSERT_TRUE(plan.AddNode(group(testing::kUvwColorNode), "uvw", uvw, body).ok());
+  ASSERT_TRUE(plan.AddNode(group(pattern::kExposureId), "exposure", exposure, body).ok());
+  ASSERT_TRUE(plan.AddNode(group(pattern::kInvertColorId), "invert", invert, body).ok());
+  ASSERT_TRUE(plan.BindContext(uvw, "context").ok());
+  ASSERT_TRUE(plan.Link(exposure, "color", uvw, "result").ok());
+  ASSERT_TRUE(plan.Link(invert, "color", exposure, "result").ok());
+  for (NodeRef n : {exposure, invert}) {
+    ASSERT_TRUE(plan.Set(n, "maskblend", 1.0).ok());
+    for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) ASSERT_TRUE(plan.Set(n, m, true).ok());
+  }
+  ASSERT_TRUE(plan.Set(exposure, "exposure", 1.0).ok());
+  ASSERT_TRUE(plan.Set(exposure, "offset", 0.0).ok());
+  ASSERT_TRUE(plan.Set(exposure, "gamma", 2.2).ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, invert, "result").ok());
+  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
+  ASSERT_TRUE(plan.Set(caller, "shift", 0.125).ok());
+  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
+  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+
+  ShadingContext ctx;
+  const long before = gAllocations.load();
+  double sum = 0;
+  for (int i = 0; i < 1000; ++i) {
+    ctx.uvw = {i * 0.001, 0.5, 0};
+    Result r = inst->Evaluate(ctx);
+    if (r.failed()) break;
+    sum += inst->OutputAs<ColorA>().r;
+  }
+  const long after = gAllocations.load();
+  EXPECT_EQ(after - before, 0);
+  EXPECT_NE(sum, 0.0);
+}
+
+}  // namespace
+}  // namespace tessaroc

@@ -1,0 +1,281 @@
+// The runtime: inputs and flags, uniform and per-sample work, pre nodes,
+// PERMANENT storage, function ports and function bodies, batches, clones.
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "core/function.h"
+#include "core/runtime.h"
+#include "test_nodes.h"
+
+namespace tessaroc {
+namespace {
+
+using namespace testing;
+
+class RuntimeTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(RegisterTestNodes(registry_).ok());
+    KernelCalls() = 0;
+  }
+  const MicroNodeGroup* Group(const char* id) {
+    const MicroNodeGroup* g = nullptr;
+    EXPECT_TRUE(registry_.GetGroup(id, g).ok());
+    return g;
+  }
+  NodeRef Add(Plan& plan, const char* id, SubPlanRef sub = {}) {
+    NodeRef n;
+    EXPECT_TRUE(plan.AddNode(Group(id), id, n, sub).ok());
+    return n;
+  }
+  CoreNodeRegistry registry_;
+};
+
+TEST_F(RuntimeTest, FunctionPortWithoutFunctionGivesNullPointerAndOpaqueBlack) {
+  std::unique_ptr<SingleNodeRunner> run;
+  ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
+  ASSERT_TRUE(run->Set<double>("shift", 0.0).ok());
+  ASSERT_TRUE(run->SetFunction("color", nullptr).ok());
+  Result r = run->Run();
+  EXPECT_TRUE(r.Is(errors::kNullPtr));
+  EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0, 0, 0, 1}));
+}
+
+TEST_F(RuntimeTest, FailingFunctionLeavesOpaqueBlackAndPassesItsErrorUp) {
+  CallableFunction<ColorA> failing(kColorAType, [](const ShadingContext&, ColorA& out) {
+    out = {9, 9, 9, 9};  // written before failing: must not leak out
+    return Result::Fail(errors::kIllegalState, "upstream broke");
+  });
+  std::unique_ptr<SingleNodeRunner> run;
+  ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
+  ASSERT_TRUE(run->Set<double>("shift", 0.0).ok());
+  ASSERT_TRUE(run->SetFunction("color", &failing).ok());
+  Result r = run->Run();
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_EQ(r.message(), "upstream broke");
+  EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0, 0, 0, 1}));
+}
+
+TEST_F(RuntimeTest, CallableFunctionSeesTheContextTheNodeChose) {
+  CallableFunction<ColorA> uvw(kColorAType, [](const ShadingContext& c, ColorA& out) {
+    out = {c.uvw.x, c.uvw.y, 0, 1};
+    return Result::Ok();
+  });
+  std::unique_ptr<SingleNodeRunner> run;
+  ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
+  ASSERT_TRUE(run->Set<double>("shift", 0.5).ok());
+  ASSERT_TRUE(run->SetFunction("color", &uvw).ok());
+  ShadingContext ctx;
+  ctx.uvw = {0.25, 0.75, 0};
+  ASSERT_TRUE(run->Run(ctx).ok());
+  EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0.75, 0.75, 0, 1}));
+}
+
+TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContext) {
+  Plan plan;
+  NodeRef caller = Add(plan, kCallColorNode);
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+  NodeRef inner = Add(plan, kUvwColorNode, body);
+  ASSERT_TRUE(plan.BindContext(inner, "context").ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, inner, "result").ok());
+  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
+  ASSERT_TRUE(plan.Set<double>(caller, "shift", 2.0).ok());
+  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
+  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  EXPECT_EQ(plan.varyingStepCount(), 1u);  // the body runs only when called
+
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  ShadingContext ctx;
+  ctx.uvw = {0.1, 0.2, 0.3};
+  ASSERT_TRUE(inst->Evaluate(ctx).ok());
+  EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{2.1, 0.2, 0.3, 1}));
+  ctx.uvw = {-1, 5, 0};
+  ASSERT_TRUE(inst->Evaluate(ctx).ok());
+  EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{1, 5, 0, 1}));
+}
+
+TEST_F(RuntimeTest, PreNodeRunTwiceWithUnchangedInputsKeepsItsTable) {
+  Plan plan;
+  NodeRef pre = Add(plan, kCounterPreNode);
+  NodeRef use = Add(plan, kCounterUseNode);
+  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 7u).ok());
+  ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
+  ASSERT_TRUE(plan.BindContext(use, "context").ok());
+  ASSERT_TRUE(plan.SetOutput(use, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  EXPECT_TRUE(plan.IsUniform(pre));
+  EXPECT_FALSE(plan.IsUniform(use));
+
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 1);
+  ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(inst->OutputAs<double>(), 1007.0);  // the consumer reads the pre node's storage
+
+  ASSERT_TRUE(inst->Set<uint32_t>(pre, "seed", 8u).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 2);
+  ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(inst->OutputAs<double>(), 2008.0);
+}
+
+TEST_F(RuntimeTest, UniformNodesRunOncePerPrepareWhateverTheSampleCount) {
+  Plan plan;
+  NodeRef add = Add(plan, kAddNode);
+  NodeRef pre = Add(plan, kCounterPreNode);
+  NodeRef use = Add(plan, kCounterUseNode);
+  ASSERT_TRUE(plan.Set<double>(add, "a", 1.0).ok());
+  ASSERT_TRUE(plan.Set<double>(add, "b", 2.0).ok());
+  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 1u).ok());
+  ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
+  ASSERT_TRUE(plan.BindContext(use, "context").ok());
+  ASSERT_TRUE(plan.SetOutput(use, "result").ok());
+  ASSERT_TRUE(plan.RequestOutput(add, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(KernelCalls(), 2);
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(KernelCalls(), 102);  // one varying kernel per sample
+  EXPECT_EQ(inst->Get<double>(add, "result"), 3.0);
+}
+
+TEST_F(RuntimeTest, PermanentStorageSurvivesEvaluationsAndClonesAreIndependent) {
+  Plan plan;
+  NodeRef n = Add(plan, kPermanentNode);
+  ASSERT_TRUE(plan.BindContext(n, "context").ok());
+  ASSERT_TRUE(plan.SetOutput(n, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> a;
+  ASSERT_TRUE(PlanInstance::Create(plan, a).ok());
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(a->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(a->OutputAs<double>(), 3.0);
+  std::unique_ptr<PlanInstance> b;
+  ASSERT_TRUE(a->Clone(b).ok());
+  ASSERT_TRUE(b->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(b->OutputAs<double>(), 4.0);  // the copy starts from the primed state
+  ASSERT_TRUE(a->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(a->OutputAs<double>(), 4.0);  // and does not share it
+  EXPECT_EQ(b->OutputAs<double>(), 4.0);
+}
+
+TEST_F(RuntimeTest, ClonedFunctionsRunTheCopysBody) {
+  Plan plan;
+  NodeRef caller = Add(plan, kCallColorNode);
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+  NodeRef inner = Add(plan, kUvwColorNode, body);
+  ASSERT_TRUE(plan.BindContext(inner, "context").ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, inner, "result").ok());
+  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
+  ASSERT_TRUE(plan.Set<double>(caller, "shift", 1.0).ok());
+  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
+  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> a, b;
+  ASSERT_TRUE(PlanInstance::Create(plan, a).ok());
+  ASSERT_TRUE(a->Clone(b).ok());
+  a.reset();  // the copy must not reach into the original
+  ShadingContext ctx;
+  ctx.uvw = {0.5, 0.5, 0};
+  ASSERT_TRUE(b->Evaluate(ctx).ok());
+  EXPECT_EQ(b->OutputAs<ColorA>(), (ColorA{1.5, 0.5, 0, 1}));
+}
+
+TEST_F(RuntimeTest, FlagsMarkInputsWithoutValueAndUnusedOutputs) {
+  Plan plan;
+  NodeRef n = Add(plan, kFlagsNode);
+  ASSERT_TRUE(plan.SetOutput(n, "report").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->OutputAs<int64_t>(), 10);  // a without value, report used, spare unused
+  EXPECT_EQ(inst->Get<int64_t>(n, "spare"), -1);  // OUTPUT_UNUSED does not stop the kernel
+  ASSERT_TRUE(inst->Set<double>(n, "a", 1.0).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->OutputAs<int64_t>(), 11);
+}
+
+TEST_F(RuntimeTest, LinksCarryValuesAndTypesMustAgree) {
+  Plan plan;
+  NodeRef a = Add(plan, kAddNode);
+  NodeRef b = Add(plan, kAddNode);
+  ASSERT_TRUE(plan.Set<double>(a, "a", 1.5).ok());
+  ASSERT_TRUE(plan.Set<double>(a, "b", 2.0).ok());
+  ASSERT_TRUE(plan.Link(b, "a", a, "result").ok());
+  ASSERT_TRUE(plan.Set<double>(b, "b", 10.0).ok());
+  ASSERT_TRUE(plan.SetOutput(b, "result").ok());
+  NodeRef uvw = Add(plan, kUvwColorNode);
+  EXPECT_TRUE(plan.Link(b, "b", uvw, "result").Is(errors::kIllegalArgument));  // colour into a Float
+  EXPECT_TRUE(plan.Set<ColorA>(b, "b", ColorA{}).Is(errors::kIllegalArgument));
+  EXPECT_TRUE(plan.Link(b, "nosuch", a, "result").Is(errors::kIllegalArgument));
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->OutputAs<double>(), 13.5);
+}
+
+TEST_F(RuntimeTest, CyclesAreRejected) {
+  Plan plan;
+  NodeRef a = Add(plan, kAddNode);
+  NodeRef b = Add(plan, kAddNode);
+  ASSERT_TRUE(plan.Link(a, "a", b, "result").ok());
+  ASSERT_TRUE(plan.Link(b, "a", a, "result").ok());
+  Result r = plan.Finish();
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_NE(r.message().find("cycle"), std::string_view::npos);
+}
+
+TEST_F(RuntimeTest, PerSampleValuesDoNotCrossIntoAFunctionBody) {
+  Plan plan;
+  NodeRef outer = Add(plan, kPermanentNode);
+  ASSERT_TRUE(plan.BindContext(outer, "context").ok());
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddSubPlan(kFloat64Type, body).ok());
+  NodeRef inner = Add(plan, kAddNode, body);
+  ASSERT_TRUE(plan.Link(inner, "a", outer, "result").ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, inner, "result").ok());
+  EXPECT_TRUE(plan.Finish().Is(errors::kIllegalState));
+}
+
+TEST_F(RuntimeTest, BatchRunsOverARangeWithPerPortStrides) {
+  const MicroNodeGroup* g = Group(kBatchNode);
+  struct In {
+    double x;
+    double pad;
+  };
+  In xs[3] = {{1, 0}, {2, 0}, {3, 0}};
+  double y = 7;  // one value for the whole range: stride 0
+  Vector2d out[3] = {};
+  BatchBinding bind[] = {{&xs[0].x, sizeof(In)}, {&y, 0}, {out, sizeof(Vector2d)}};
+  ASSERT_TRUE(RunBatch(*g, 0, bind, 3).ok());
+  EXPECT_EQ(out[0], (Vector2d{1, 7}));
+  EXPECT_EQ(out[2], (Vector2d{3, 7}));
+
+  Vector2d untouched[1] = {{-1, -1}};
+  BatchBinding bind0[] = {{&xs[0].x, sizeof(In)}, {&y, 0}, {untouched, sizeof(Vector2d)}};
+  ASSERT_TRUE(RunBatch(*g, 0, bind0, 0).ok());
+  EXPECT_EQ(untouched[0], (Vector2d{-1, -1}));
+}
+
+TEST_F(RuntimeTest, BatchKernelInAPlanRunsOnce) {
+  std::unique_ptr<SingleNodeRunner> run;
+  ASSERT_TRUE(SingleNodeRunner::Create(Group(kBatchNode), run).ok());
+  ASSERT_TRUE(run->Set<double>("x", 4.0).ok());
+  ASSERT_TRUE(run->Set<double>("y", 5.0).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<Vector2d>("result"), (Vector2d{4, 5}));
+}
+
+}  // namespace
+}  // namespace tessaroc

@@ -1,0 +1,190 @@
+#include "test_nodes.h"
+
+#include "core/function.h"
+#include "core/node_decl.h"
+
+namespace tessaroc::testing {
+
+using MicroNode::FLAGS::PERMANENT;
+
+constinit const DataType kCounterTableType = MakeDataType<CounterTable>("test.countertable", "CounterTable");
+
+int& KernelCalls() {
+  static int calls = 0;
+  return calls;
+}
+
+namespace {
+
+// --- access order differs from creation order (time is created after uvw,
+// accessed before it)
+enum OrderAccess { kOCtx, kORayOrigin, kOTime, kOUvw, kOResult };
+void OrderKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  p.Out<double>(kOResult) = p.In<double>(kOTime) * 1000.0 + p.In<Vector>(kOUvw).x * 10.0 + p.In<Vector>(kORayOrigin).x;
+}
+constexpr PortDecl kOrderPorts[] = {
+    {"context", PortDir::kIn, &kShadingContextType}, {"rayorigin", PortDir::kIn, &kVectorType},
+    {"uvw", PortDir::kIn, &kVectorType},             {"time", PortDir::kIn, &kTimeValueType},
+    {"result", PortDir::kOut, &kFloat64Type},
+};
+constexpr AccessDecl kOrderAccess[] = {
+    {kOCtx, "context"}, {kORayOrigin, "rayorigin"}, {kOTime, "time"}, {kOUvw, "uvw"}, {kOResult, "result"}};
+static_assert(AccessInOrder(kOrderAccess));
+constexpr MicroNodeDecl kOrderMicro[] = {{"", kOrderAccess, &OrderKernel}};
+constexpr CoreNodeDecl kOrder{kOrderNode, "tests/core/test_nodes", false, kOrderPorts, kOrderMicro};
+
+// --- calls a colour function at a shifted context
+enum CallAccess { kCCtx, kCColor, kCShift, kCResult, kCCache };
+void CallColorKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  ShadingContext local = p.In<ShadingContext>(kCCtx);
+  local.uvw.x += p.In<double>(kCShift);
+  ColorA out;
+  r = InvokeColor(p.In<FunctionRef>(kCColor), local, out, &p.Out<Data>(kCCache));
+  p.Out<ColorA>(kCResult) = out;
+}
+constexpr PortDecl kCallPorts[] = {
+    {"context", PortDir::kIn, &kShadingContextType}, {"color", PortDir::kIn, &kColorFunctionType},
+    {"shift", PortDir::kIn, &kFloat64Type},          {"result", PortDir::kOut, &kColorAType},
+    {"cache", PortDir::kOut, &kDataType, PERMANENT | MicroNode::FLAGS::DONT_WRAP},
+};
+constexpr AccessDecl kCallAccess[] = {
+    {kCCtx, "context"}, {kCColor, "color"}, {kCShift, "shift"}, {kCResult, "result"}, {kCCache, "cache"}};
+static_assert(AccessInOrder(kCallAccess));
+constexpr MicroNodeDecl kCallMicro[] = {{"", kCallAccess, &CallColorKernel}};
+constexpr CoreNodeDecl kCallColor{kCallColorNode, "tests/core/test_nodes", false, kCallPorts, kCallMicro};
+
+// --- the context's uvw as a colour
+void UvwColorKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  const Vector& uvw = p.In<ShadingContext>(0).uvw;
+  p.Out<ColorA>(1) = {uvw.x, uvw.y, uvw.z, 1.0};
+}
+constexpr PortDecl kUvwPorts[] = {{"context", PortDir::kIn, &kShadingContextType},
+                                  {"result", PortDir::kOut, &kColorAType}};
+constexpr AccessDecl kUvwAccess[] = {{0, "context"}, {1, "result"}};
+constexpr MicroNodeDecl kUvwMicro[] = {{"", kUvwAccess, &UvwColorKernel}};
+constexpr CoreNodeDecl kUvwColor{kUvwColorNode, "tests/core/test_nodes", false, kUvwPorts, kUvwMicro};
+
+// --- pre node: rebuilds only when its input differs from what it stored
+void CounterPreKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  const uint32_t seed = p.In<uint32_t>(0);
+  CounterTable& t = p.Out<CounterTable>(1);
+  if (t.built && t.seed == seed) return;
+  t.seed = seed;
+  t.built = true;
+  ++t.builds;
+}
+constexpr PortDecl kPrePorts[] = {{"seed", PortDir::kIn, &kUInt32Type},
+                                  {"table", PortDir::kOut, &kCounterTableType, PERMANENT}};
+constexpr AccessDecl kPreAccess[] = {{0, "seed"}, {1, "table"}};
+constexpr MicroNodeDecl kPreMicro[] = {{"", kPreAccess, &CounterPreKernel}};
+constexpr CoreNodeDecl kCounterPre{kCounterPreNode, "tests/core/test_nodes", true, kPrePorts, kPreMicro};
+
+void CounterUseKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  const CounterTable& t = p.In<CounterTable>(1);
+  p.Out<double>(2) = t.builds * 1000.0 + t.seed + p.In<ShadingContext>(0).uvw.x;
+}
+constexpr PortDecl kUsePorts[] = {{"context", PortDir::kIn, &kShadingContextType},
+                                  {"table", PortDir::kIn, &kCounterTableType},
+                                  {"result", PortDir::kOut, &kFloat64Type}};
+constexpr AccessDecl kUseAccess[] = {{0, "context"}, {1, "table"}, {2, "result"}};
+constexpr MicroNodeDecl kUseMicro[] = {{"", kUseAccess, &CounterUseKernel}};
+constexpr CoreNodeDecl kCounterUse{kCounterUseNode, "tests/core/test_nodes", false, kUsePorts, kUseMicro};
+
+// --- PERMANENT private state kept across evaluations
+void PermanentKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  int64_t& count = p.Out<int64_t>(2);
+  ++count;
+  p.Out<double>(1) = static_cast<double>(count) + p.In<ShadingContext>(0).uvw.x;
+}
+constexpr PortDecl kPermPorts[] = {{"context", PortDir::kIn, &kShadingContextType},
+                                   {"result", PortDir::kOut, &kFloat64Type},
+                                   {"count", PortDir::kOut, &kInt64Type, PERMANENT | MicroNode::FLAGS::DONT_WRAP}};
+constexpr AccessDecl kPermAccess[] = {{0, "context"}, {1, "result"}, {2, "count"}};
+constexpr MicroNodeDecl kPermMicro[] = {{"", kPermAccess, &PermanentKernel}};
+constexpr CoreNodeDecl kPermanent{kPermanentNode, "tests/core/test_nodes", false, kPermPorts, kPermMicro};
+
+// --- BATCH: one call for a range, each pointer moved by its own stride
+void BatchKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  const BatchRange range = p.batch();
+  auto* x = static_cast<const std::byte*>(p.slot(0).value);
+  auto* y = static_cast<const std::byte*>(p.slot(1).value);
+  auto* out = static_cast<std::byte*>(p.slot(2).value);
+  for (int64_t i = range.first; i < range.end; ++i) {
+    *reinterpret_cast<Vector2d*>(out) = {*reinterpret_cast<const double*>(x), *reinterpret_cast<const double*>(y)};
+    x += p.slot(0).stride;
+    y += p.slot(1).stride;
+    out += p.slot(2).stride;
+  }
+}
+constexpr PortDecl kBatchPorts[] = {{"x", PortDir::kIn, &kFloat64Type},
+                                    {"y", PortDir::kIn, &kFloat64Type},
+                                    {"result", PortDir::kOut, &kVector2dType}};
+constexpr AccessDecl kBatchAccess[] = {{0, "x"}, {1, "y"}, {2, "result"}};
+constexpr MicroNodeDecl kBatchMicro[] = {{"", kBatchAccess, &BatchKernel, MicroNode::BATCH}};
+constexpr CoreNodeDecl kBatch{kBatchNode, "tests/core/test_nodes", true, kBatchPorts, kBatchMicro};
+
+// --- array port: element i at firstIndex + i
+void ArrayKernel(Result&, const MicroNodeImpl& impl, const PortAccess& p) {
+  ++KernelCalls();
+  const ArrayPortWords& w = ArrayWords(impl, 0);
+  double sum = 0;
+  for (int64_t i = 0; i < w.count; ++i) sum = sum * 10.0 + p.In<double>(static_cast<int>(w.firstIndex + i));
+  p.Out<double>(0) = sum;
+  p.Out<int64_t>(1) = w.count;
+}
+constexpr PortDecl kArrayPorts[] = {{"sum", PortDir::kOut, &kFloat64Type},
+                                    {"values", PortDir::kIn, &kFloat64Type, 0, true},
+                                    {"count", PortDir::kOut, &kInt64Type}};
+constexpr AccessDecl kArrayAccess[] = {{0, "sum"}, {1, "count"}, {2, "values"}};
+constexpr MicroNodeDecl kArrayMicro[] = {{"", kArrayAccess, &ArrayKernel}};
+constexpr CoreNodeDecl kArray{kArrayNode, "tests/core/test_nodes", true, kArrayPorts, kArrayMicro};
+
+// --- a uniform adder
+void AddKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  p.Out<double>(2) = p.In<double>(0) + p.In<double>(1);
+}
+constexpr PortDecl kAddPorts[] = {{"a", PortDir::kIn, &kFloat64Type},
+                                  {"b", PortDir::kIn, &kFloat64Type},
+                                  {"result", PortDir::kOut, &kFloat64Type}};
+constexpr AccessDecl kAddAccess[] = {{0, "a"}, {1, "b"}, {2, "result"}};
+constexpr MicroNodeDecl kAddMicro[] = {{"", kAddAccess, &AddKernel}};
+constexpr CoreNodeDecl kAdd{kAddNode, "tests/core/test_nodes", true, kAddPorts, kAddMicro};
+
+// --- reports the flags of its ports: input a, outputs used and unused
+void FlagsKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  p.Out<int64_t>(1) = (p.HasValue(0) ? 1 : 0) + (p.IsUsed(1) ? 10 : 0) + (p.IsUsed(2) ? 100 : 0);
+  p.Out<int64_t>(2) = -1;
+}
+constexpr PortDecl kFlagsPorts[] = {{"a", PortDir::kIn, &kFloat64Type},
+                                    {"report", PortDir::kOut, &kInt64Type},
+                                    {"spare", PortDir::kOut, &kInt64Type}};
+constexpr AccessDecl kFlagsAccess[] = {{0, "a"}, {1, "report"}, {2, "spare"}};
+constexpr MicroNodeDecl kFlagsMicro[] = {{"", kFlagsAccess, &FlagsKernel}};
+constexpr CoreNodeDecl kFlags{kFlagsNode, "tests/core/test_nodes", true, kFlagsPorts, kFlagsMicro};
+
+}  // namespace
+
+Result RegisterTestNodes(CoreNodeRegistry& registry) {
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kOrder>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCallColor>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kUvwColor>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCounterPre>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCounterUse>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kPermanent>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kBatch>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kArray>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kAdd>(registry));
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kFlags>(registry));
+  return Result::Ok();
+}
+
+}  // namespace tessaroc::testing
