@@ -1,0 +1,192 @@
+// Material setup on the graph model, and the pass-through template.
+#include <gtest/gtest.h>
+
+#include "graph/graph_model.h"
+#include "graph/material_setup.h"
+#include "graph/passthrough_node.h"
+
+namespace tessaroc::graph {
+namespace {
+
+// A node with a context input and a placed-context input, as the document
+// loader makes them.
+GraphNode* AddPatternNode(GraphNode& parent, const char* name) {
+  GraphNode* n = nullptr;
+  EXPECT_TRUE(parent.AddChild(name, NodeKind::kAsset, "net.zovan.pattern.node.generator.checkerboard", n).ok());
+  GraphPort* p = nullptr;
+  EXPECT_TRUE(n->inputs().FindOrAddChild("context", p).ok());
+  p->SetDataType(&kShadingContextType);
+  EXPECT_TRUE(n->inputs().FindOrAddChild("contextlocal", p).ok());
+  p->SetDataType(&kShadingContextType);
+  EXPECT_TRUE(n->inputs().FindOrAddChild("color1", p).ok());
+  p->SetDataType(&kColorAType);
+  EXPECT_TRUE(n->outputs().FindOrAddChild("result", p).ok());
+  p->SetDataType(&kColorAType);
+  return n;
+}
+
+size_t CountWires(const GraphNode& n) {
+  size_t count = 0;
+  for (const auto& p : n.inputs().ports()) count += p->incoming().size();
+  for (const auto& p : n.outputs().ports()) count += p->incoming().size();
+  for (const auto& c : n.children()) count += CountWires(*c);
+  return count;
+}
+
+size_t CountPorts(const GraphNode& n) {
+  size_t count = n.inputs().ports().size() + n.outputs().ports().size();
+  for (const auto& c : n.children()) count += CountPorts(*c);
+  return count;
+}
+
+void ExpectEveryContextReachesRoot(const GraphNode& n) {
+  for (const auto& p : n.inputs().ports())
+    if (p->dataType() == &kShadingContextType && n.parent() != nullptr) {
+      EXPECT_TRUE(ReachesRootShadingContext(*p)) << p->Path().ToString();
+    }
+  for (const auto& c : n.children()) ExpectEveryContextReachesRoot(*c);
+}
+
+TEST(MaterialSetup, EveryContextInputOfNestedNodesReachesTheRoot) {
+  NodeSystem system;
+  GraphNode& root = system.root();
+  AddPatternNode(root, "board");
+  GraphNode* group = nullptr;
+  ASSERT_TRUE(root.AddChild("group", NodeKind::kGroup, "", group).ok());
+  AddPatternNode(*group, "inner");
+  GraphNode* deeper = nullptr;
+  ASSERT_TRUE(group->AddChild("deeper", NodeKind::kGroup, "", deeper).ok());
+  AddPatternNode(*deeper, "innermost");
+
+  ASSERT_TRUE(SetupMaterial(root).ok());
+  ExpectEveryContextReachesRoot(root);
+
+  GraphPort* out = nullptr;
+  ASSERT_TRUE(root.outputs().FindChild("materialout", out).ok());
+  ASSERT_NE(out, nullptr);
+  EXPECT_TRUE(out->HasAttribute(kAttrTappingPort));
+  EXPECT_TRUE(out->HasAttribute(kAttrInternalHidden));
+  GraphPort* layers = nullptr;
+  ASSERT_TRUE(root.inputs().FindChild("layers", layers).ok());
+  ASSERT_NE(layers, nullptr);
+  ASSERT_EQ(out->incoming().size(), 1u);
+  EXPECT_EQ(out->incoming()[0].source, layers);
+  EXPECT_EQ(out->incoming()[0].word, kWireContext);
+  GraphPort* shading = nullptr;
+  ASSERT_TRUE(root.outputs().FindChild("shadingcontext", shading).ok());
+  AttributeValue prefix;
+  ASSERT_TRUE(shading->ReadAttribute(kAttrContextMemberDefinitionPrefix, prefix).ok());
+  EXPECT_TRUE(std::holds_alternative<std::string>(prefix));
+}
+
+TEST(MaterialSetup, ContextAndPlacedContextGetTheirWireWords) {
+  NodeSystem system;
+  GraphNode* board = AddPatternNode(system.root(), "board");
+  ASSERT_TRUE(SetupContext(system.root()).ok());
+  GraphPort *ctx = nullptr, *local = nullptr;
+  ASSERT_TRUE(board->inputs().FindChild("context", ctx).ok());
+  ASSERT_TRUE(board->inputs().FindChild("contextlocal", local).ok());
+  ASSERT_EQ(ctx->incoming().size(), 1u);
+  EXPECT_EQ(ctx->incoming()[0].word, kWireContext);
+  ASSERT_EQ(local->incoming().size(), 1u);
+  EXPECT_EQ(local->incoming()[0].word, kWireContextLocal);
+  AttributeValue fixed;
+  ASSERT_TRUE(ctx->ReadAttribute(kAttrFixedType, fixed).ok());
+  EXPECT_EQ(std::get<const DataType*>(fixed), &kShadingContextType);
+}
+
+TEST(MaterialSetup, APlacedContextIsNotOverwritten) {
+  NodeSystem system;
+  GraphNode* place = nullptr;
+  ASSERT_TRUE(system.root().AddChild("place", NodeKind::kAsset, "placement2d", place).ok());
+  GraphPort* placed = nullptr;
+  ASSERT_TRUE(place->outputs().FindOrAddChild("result", placed).ok());
+  placed->SetDataType(&kShadingContextType);
+  GraphNode* board = AddPatternNode(system.root(), "board");
+  GraphPort* local = nullptr;
+  ASSERT_TRUE(board->inputs().FindChild("contextlocal", local).ok());
+  ASSERT_TRUE(Connect(placed, local, kWireValue).ok());
+  ASSERT_TRUE(SetupMaterial(system.root()).ok());
+  ASSERT_EQ(local->incoming().size(), 1u);
+  EXPECT_EQ(local->incoming()[0].source, placed);
+}
+
+TEST(MaterialSetup, ASecondRunAddsNothing) {
+  NodeSystem system;
+  AddPatternNode(system.root(), "a");
+  GraphNode* group = nullptr;
+  ASSERT_TRUE(system.root().AddChild("g", NodeKind::kGroup, "", group).ok());
+  AddPatternNode(*group, "b");
+  ASSERT_TRUE(SetupMaterial(system.root()).ok());
+  const size_t ports = CountPorts(system.root()), wires = CountWires(system.root());
+  ASSERT_TRUE(SetupMaterial(system.root()).ok());
+  ASSERT_TRUE(CreateForwardingWires(system.root()).ok());
+  ASSERT_TRUE(SetupContext(system.root()).ok());
+  EXPECT_EQ(CountPorts(system.root()), ports);
+  EXPECT_EQ(CountWires(system.root()), wires);
+}
+
+TEST(MaterialSetup, ForwardingWiresReachTheRootToo) {
+  NodeSystem system;
+  AddPatternNode(system.root(), "a");
+  ASSERT_TRUE(CreateForwardingWires(system.root()).ok());
+  ExpectEveryContextReachesRoot(system.root());
+}
+
+TEST(MaterialSetup, ARootWithoutNodeSystemFailsAndGetsNoMaterialOutput) {
+  std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("root");
+  Result r = SetupMaterial(*detached);
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.");
+  EXPECT_TRUE(detached->outputs().ports().empty());
+  EXPECT_TRUE(SetupContext(*detached).Is(errors::kIllegalState));
+  EXPECT_TRUE(CreateForwardingWires(*detached).Is(errors::kIllegalState));
+}
+
+TEST(GraphModel, WiresAcrossSystemsAreIllegalArguments) {
+  NodeSystem a, b;
+  GraphPort *pa = nullptr, *pb = nullptr;
+  ASSERT_TRUE(a.root().outputs().FindOrAddChild("x", pa).ok());
+  ASSERT_TRUE(b.root().inputs().FindOrAddChild("y", pb).ok());
+  Result r = Connect(pa, pb, kWireValue);
+  EXPECT_TRUE(r.Is(errors::kIllegalArgument));
+  EXPECT_EQ(r.message(), "Illegal argument: Condition nodeSystem not fulfilled.");
+}
+
+TEST(GraphModel, FindOrAddFindsWhatItAdded) {
+  NodeSystem s;
+  GraphPort *p = nullptr, *q = nullptr, *none = nullptr;
+  ASSERT_TRUE(s.root().inputs().FindOrAddChild("layers", p).ok());
+  ASSERT_TRUE(s.root().inputs().FindOrAddChild("layers", q).ok());
+  EXPECT_EQ(p, q);
+  ASSERT_TRUE(s.root().inputs().FindChild("nosuch", none).ok());
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(p->Path().ToString(), "/root/layers");
+  PortList* list = nullptr;
+  EXPECT_TRUE(s.root().GetPortList(2, list).Is(errors::kIllegalArgument));
+}
+
+TEST(PassThrough, TemplateHasTheTwoPortsWithTheirAttributes) {
+  ASSERT_TRUE(RegisterPassThroughNode().ok());
+  NodeSystem s;
+  GraphNode* n = nullptr;
+  BuiltinBuilder build = FindBuiltinNode(kPassThroughId);
+  ASSERT_NE(build, nullptr);
+  ASSERT_TRUE(build(s.root(), "through", &kVectorType, n).ok());
+  EXPECT_EQ(n->kind(), NodeKind::kBuiltin);
+  GraphPort *in = nullptr, *out = nullptr;
+  ASSERT_TRUE(n->inputs().FindChild("color", in).ok());
+  ASSERT_TRUE(n->outputs().FindChild("passthrough", out).ok());
+  ASSERT_NE(in, nullptr);
+  ASSERT_NE(out, nullptr);
+  EXPECT_EQ(in->dataType(), &kVectorType);
+  EXPECT_EQ(out->dataType(), in->dataType());
+  EXPECT_TRUE(in->HasAttribute(kAttrFixedType));
+  EXPECT_TRUE(out->HasAttribute(kAttrDefaultValue));
+  std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("x");
+  EXPECT_TRUE(build(*detached, "t", nullptr, n).Is(errors::kIllegalState));
+  ASSERT_TRUE(UnregisterPassThroughNode().ok());
+}
+
+}  // namespace
+}  // namespace tessaroc::graph

@@ -1,0 +1,174 @@
+// Module start and teardown, and the description resources it registers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "core/registry.h"
+#include "graph/material_setup.h"
+#include "graph/passthrough_node.h"
+#include "host/resources/description_database.h"
+#include "pattern/catalogue.h"
+#include "register.h"
+
+namespace tessaroc {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(ModuleStart, LoadsInOrderAndUnloadsInReverse) {
+  std::vector<std::string> loaded, unloaded;
+  ASSERT_TRUE(module::LoadModule(&loaded).ok());
+  ASSERT_GE(loaded.size(), 8u);
+  EXPECT_EQ(loaded[0], "interface_registration");
+  EXPECT_EQ(loaded[1], "reflection_registration");
+  EXPECT_EQ(loaded[2], "register");
+  EXPECT_EQ(loaded[3], "datadescription_tessarocs");
+  // Then one unit per node source, in catalogue order.
+  const auto units = pattern::CatalogueUnits();
+  for (size_t i = 0; i < units.size(); ++i) EXPECT_EQ(loaded[4 + i], units[i].source);
+  EXPECT_EQ(loaded[loaded.size() - 2], "source/shader");
+  EXPECT_EQ(loaded.back(), "vocabulary");
+
+  const module::ModuleRecord* record = module::GetModuleRecord();
+  ASSERT_NE(record, nullptr);
+  EXPECT_STREQ(record->id, "net.zovan.tessarocs");
+  ASSERT_EQ(record->frameworks.size(), 12u);
+  EXPECT_STREQ(record->frameworks[0], "net.zovan.asset.framework");
+  EXPECT_STREQ(record->frameworks[11], "net.zovan.render.framework");
+  EXPECT_NE(graph::FindPublishedFunction("net.zovan.tessaroc.SetupMaterial@8a2aabf02a6d53f9"), nullptr);
+  EXPECT_NE(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
+  EXPECT_NE(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
+  EXPECT_NE(graph::FindBuiltinNode(graph::kPassThroughId), nullptr);
+  EXPECT_TRUE(module::LoadModule().Is(errors::kIllegalState));  // once only
+
+  ASSERT_TRUE(module::UnloadModule(&unloaded).ok());
+  std::reverse(unloaded.begin(), unloaded.end());
+  EXPECT_EQ(unloaded, loaded);
+  EXPECT_EQ(module::GetModuleRecord(), nullptr);
+  EXPECT_EQ(graph::FindPublishedFunction(graph::kSetupMaterialId), nullptr);
+  EXPECT_EQ(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
+  EXPECT_EQ(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
+}
+
+TEST(ModuleStart, NodesAreRegisteredNotBuiltAndBuiltOnceOnDemand) {
+  ASSERT_TRUE(module::LoadModule().ok());
+  const CoreNodeDefinition* def = CoreNodes().Find("net.zovan.pattern.corenode.effect.contrast");
+  ASSERT_NE(def, nullptr);
+  EXPECT_EQ(def->buildCount(), 0);
+  const MicroNodeGroup *a = nullptr, *b = nullptr;
+  ASSERT_TRUE(CoreNodes().GetGroup("net.zovan.pattern.corenode.effect.contrast", a).ok());
+  ASSERT_TRUE(CoreNodes().GetGroup("net.zovan.pattern.corenode.effect.contrast", b).ok());
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(def->buildCount(), 1);
+  ASSERT_TRUE(module::UnloadModule().ok());
+}
+
+TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIds) {
+  ASSERT_TRUE(module::LoadModule().ok());
+  const host::AssetDescription* a = nullptr;
+  ASSERT_TRUE(host::Descriptions().Find("exposure", a).ok());
+  ASSERT_NE(a, nullptr);
+  const auto registered = host::Descriptions().Registered();
+  ASSERT_EQ(registered.size(), 2u);
+  EXPECT_EQ(registered[0].first, "net.zovan.tessarocs.module");
+  EXPECT_EQ(registered[1].first, "net.zovan.patterns.module");
+  EXPECT_EQ(registered[0].second, registered[1].second);
+  const std::string location(registered[0].second.view());
+  EXPECT_EQ(location.substr(location.size() - std::string("modules/tessarocs.module").size()),
+            "modules/tessarocs.module");
+  ASSERT_TRUE(module::UnloadModule().ok());
+}
+
+TEST(DescriptionResources, EveryAssetAgreesWithItsCoreNodes) {
+  ASSERT_TRUE(module::LoadModule().ok());
+  std::vector<std::string> problems;
+  ASSERT_TRUE(host::Descriptions().Validate(CoreNodes(), problems).ok());
+  for (const std::string& p : problems) ADD_FAILURE() << p;
+  std::vector<const host::AssetDescription*> assets;
+  ASSERT_TRUE(host::Descriptions().Assets(assets).ok());
+  EXPECT_GE(assets.size(), 8u);
+  ASSERT_TRUE(module::UnloadModule().ok());
+}
+
+// ---- resource files with mistakes
+
+class ResourceFileTest : public ::testing::Test {
+ protected:
+  std::string Write(const std::string& text) {
+    dir_ = fs::temp_directory_path() / ("tessaroc_res_" + std::to_string(::getpid()));
+    fs::create_directories(dir_);
+    const std::string path = (dir_ / "family.json").string();
+    std::ofstream(path) << text;
+    return path;
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  Result Read(const std::string& text) {
+    std::vector<host::AssetDescription> out;
+    return host::DescriptionDatabase::ReadFile(Write(text), out);
+  }
+  fs::path dir_;
+};
+
+const char* kGood = R"({"format": "tessaroc-resources", "version": 1, "assets": [
+  {"id": "net.zovan.pattern.node.effect.x", "alias": "x", "group": "effect", "label": "X",
+   "nodes": {"main": "net.zovan.pattern.corenode.effect.invertcolor"},
+   "ports": [{"id": "color", "type": "colora", "default": [1, 1, 1, 1]},
+             {"id": "result", "direction": "out", "type": "colora"}]}]})";
+
+TEST_F(ResourceFileTest, AGoodFileReads) {
+  std::vector<host::AssetDescription> out;
+  ASSERT_TRUE(host::DescriptionDatabase::ReadFile(Write(kGood), out).ok());
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out[0].alias, "x");
+  EXPECT_EQ(out[0].ports[0].targets[0].instance, "main");
+  EXPECT_EQ((*static_cast<const ColorA*>(out[0].ports[0].defaultValue.get())), (ColorA{1, 1, 1, 1}));
+}
+
+TEST_F(ResourceFileTest, MistakesNameTheFileThePathAndTheReason) {
+  struct Case {
+    std::string from, to, message;
+  };
+  const Case cases[] = {
+      {R"("type": "colora", "default": [1, 1, 1, 1])", R"("type": "colour", "default": [1, 1, 1, 1])",
+       "/assets/0/ports/0/type: unknown type \"colour\""},
+      {R"("default": [1, 1, 1, 1])", R"("default": [1, 1])", "/assets/0/ports/0/default: expected 4 numbers, got 2"},
+      {R"("alias": "x", )", "", "/assets/0/alias: missing"},
+      {R"("id": "color")", R"("id": "Color")", "/assets/0/ports/0/id: published ids are lower case"},
+      {R"("direction": "out")", R"("direction": "sideways")", "/assets/0/ports/1/direction"},
+      {R"({"id": "result")", R"({"id": "result", "to": ["main.color"])", "/assets/0/ports/1/to: outputs use"},
+      {R"({"id": "color")", R"({"id": "color", "to": ["other.color"])", "/assets/0/ports/0: names instance \"other\""},
+      {R"("version": 1)", R"("version": 2)", "/version: this build reads version 1"},
+  };
+  for (const Case& c : cases) {
+    std::string text = kGood;
+    const size_t at = text.find(c.from);
+    ASSERT_NE(at, std::string::npos) << c.from;
+    text.replace(at, c.from.size(), c.to);
+    Result r = Read(text);
+    ASSERT_TRUE(r.failed()) << c.message;
+    EXPECT_NE(r.message().find("family.json: "), std::string_view::npos) << r.message();
+    EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
+  }
+}
+
+TEST_F(ResourceFileTest, InvalidJsonGivesLineAndColumn) {
+  Result r = Read("{\n  \"format\": \"tessaroc-resources\",\n  \"version\": 1,,\n}");
+  ASSERT_TRUE(r.failed());
+  EXPECT_NE(r.message().find("family.json: line 3, column"), std::string_view::npos) << r.message();
+}
+
+TEST_F(ResourceFileTest, DatabaseReportsTheBadFileAtLookup) {
+  Write(std::string(kGood).replace(std::string(kGood).find("colora"), 6, "nosuchtype"));
+  host::DescriptionDatabase db;
+  ASSERT_TRUE(db.RegisterDatabaseWithUrl(Url(dir_.string()), "test").ok());
+  const host::AssetDescription* a = nullptr;
+  Result r = db.Find("x", a);
+  ASSERT_TRUE(r.failed());
+  EXPECT_NE(r.message().find("family.json"), std::string_view::npos);
+  EXPECT_EQ(a, nullptr);
+}
+
+}  // namespace
+}  // namespace tessaroc
