@@ -7,7 +7,9 @@
 #include <array>
 #include <span>
 #include <string_view>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "core/micronode.h"
 #include "core/registry.h"
@@ -89,9 +91,12 @@ Result DeclaredFinaliser(const NodeArguments* args, GroupPtr& out) {
 }
 
 // Registers a declared node under its id in a registry.
-template <const CoreNodeDecl& N, size_t MicroCount = 1>
+template <const CoreNodeDecl& N, size_t MicroCount = N.microNodes.size()>
 Result RegisterDeclaredNode(CoreNodeRegistry& registry) {
-  return registry.Register(Id(N.id), N.source, &DeclaredFinaliser<N, MicroCount>, N.pure);
+  std::vector<std::string> arrays;
+  for (const PortDecl& p : N.ports)
+    if (p.array) arrays.emplace_back(p.id);
+  return registry.Register(Id(N.id), N.source, &DeclaredFinaliser<N, MicroCount>, N.pure, std::move(arrays));
 }
 
 }  // namespace tessaroc

@@ -45,13 +45,15 @@ Result CoreNodeDefinition::GetGroup(std::span<const int64_t> arrayCounts, const 
   return Result::Ok();
 }
 
-Result CoreNodeRegistry::Register(const Id& id, std::string_view source, Finaliser finaliser, bool pure) {
+Result CoreNodeRegistry::Register(const Id& id, std::string_view source, Finaliser finaliser, bool pure,
+                                  std::vector<std::string> arrayPorts) {
   if (id.empty() || finaliser == nullptr)
     return Result::Fail(errors::kIllegalArgument, "registering a node needs an id and a finaliser");
   std::lock_guard<std::mutex> lock(mutex_);
   for (const auto& e : entries_)
     if (e->id() == id) return Result::Fail(errors::kIllegalState, "node registered twice: " + id.str());
-  entries_.push_back(std::make_unique<CoreNodeDefinition>(Id::Owned(id.view()), std::string(source), finaliser, pure));
+  entries_.push_back(std::make_unique<CoreNodeDefinition>(Id::Owned(id.view()), std::string(source), finaliser, pure,
+                                                          std::move(arrayPorts)));
   return Result::Ok();
 }
 

@@ -35,12 +35,15 @@ using Finaliser = Result (*)(const NodeArguments* args, GroupPtr& out);
 
 class CoreNodeDefinition {
  public:
-  CoreNodeDefinition(const Id& id, std::string source, Finaliser finaliser, bool pure)
-      : id_(id), source_(std::move(source)), finaliser_(finaliser), pure_(pure) {}
+  CoreNodeDefinition(const Id& id, std::string source, Finaliser finaliser, bool pure,
+                     std::vector<std::string> arrayPorts = {})
+      : id_(id), source_(std::move(source)), finaliser_(finaliser), pure_(pure), arrayPorts_(std::move(arrayPorts)) {}
 
   const Id& id() const { return id_; }
   const std::string& source() const { return source_; }
   bool pure() const { return pure_; }
+  // The ids of the node's array ports, in the order their element counts are given.
+  const std::vector<std::string>& arrayPorts() const { return arrayPorts_; }
   // How many times the finaliser has run successfully (for tests and diagnostics).
   int buildCount() const { return buildCount_.load(); }
 
@@ -54,6 +57,7 @@ class CoreNodeDefinition {
   std::string source_;
   Finaliser finaliser_;
   bool pure_;
+  std::vector<std::string> arrayPorts_;
   mutable std::atomic<const MicroNodeGroup*> group_{nullptr};
   mutable std::mutex mutex_;
   mutable GroupPtr owned_;
@@ -63,7 +67,8 @@ class CoreNodeDefinition {
 
 class CoreNodeRegistry {
  public:
-  Result Register(const Id& id, std::string_view source, Finaliser finaliser, bool pure);
+  Result Register(const Id& id, std::string_view source, Finaliser finaliser, bool pure,
+                  std::vector<std::string> arrayPorts = {});
   Result Unregister(const Id& id);
   const CoreNodeDefinition* Find(const Id& id) const;
   Result GetGroup(const Id& id, const MicroNodeGroup*& out) const;

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <atomic>
+#include <mutex>
 #include <new>
+#include <thread>
 
 namespace tessaroc {
 
@@ -43,6 +46,30 @@ inline Result RunSteps(const std::vector<Step>& steps, std::byte* block) {
 
 const ShadingContext kUnboundContext{};
 
+// The instance whose kernels run on this thread right now. A function called
+// from another thread (a worker of a parallel bake) runs on a copy of its own.
+thread_local const PlanInstance* tlsActive = nullptr;
+
+class ActiveScope {
+ public:
+  explicit ActiveScope(const PlanInstance* instance) : saved_(tlsActive) { tlsActive = instance; }
+  ~ActiveScope() { tlsActive = saved_; }
+
+ private:
+  const PlanInstance* saved_;
+};
+
+// Which copy serves (instance, body) on this thread; a few entries suffice.
+struct WorkerCacheEntry {
+  uint64_t serial = 0;
+  int body = 0;
+  PlanInstance* copy = nullptr;
+};
+thread_local WorkerCacheEntry tlsWorkerCache[8];
+thread_local unsigned tlsWorkerNext = 0;
+
+std::atomic<uint64_t> gNextSerial{1};
+
 }  // namespace
 
 struct Plan::Impl {
@@ -81,6 +108,9 @@ struct Plan::Impl {
   std::vector<StorageEntry> storage;
   std::vector<FunctionSlot> functionSlots;
   size_t slotCount = 0;
+  // Per function body: the output storage of the uniform nodes it reads,
+  // which a worker thread's copy of the instance needs.
+  std::vector<std::vector<StorageEntry>> bodyUniformOutputs;
 
   Result Node(NodeRef ref, NodeInfo*& out) {
     if (ref.index < 0 || ref.index >= static_cast<int>(nodes.size()))
@@ -405,6 +435,19 @@ Result Plan::Finish() {
     const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
     I.subs[s].resultStorage = rn.storage[I.subs[s].resultPort];
   }
+  I.bodyUniformOutputs.assign(I.subs.size(), {});
+  for (size_t s = 1; s < I.subs.size(); ++s) {
+    std::vector<int> deps = uniformInputsOfBody(static_cast<int>(s));
+    const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
+    if (!rn.varying) deps.push_back(I.subs[s].resultNode);
+    std::sort(deps.begin(), deps.end());
+    deps.erase(std::unique(deps.begin(), deps.end()), deps.end());
+    for (int d : deps) {
+      const Impl::NodeInfo& n = I.nodes[d];
+      for (size_t p = 0; p < n.ports.size(); ++p)
+        if (!n.group->ports()[p].IsInput()) I.bodyUniformOutputs[s].push_back({n.storage[p], n.group->ports()[p].dataType});
+    }
+  }
   finished_ = true;
   return Result::Ok();
 }
@@ -414,6 +457,7 @@ Result Plan::Finish() {
 class PlanInstance::SubPlanFunction final : public FunctionInterface {
  public:
   SubPlanFunction(PlanInstance* owner, int body) : owner_(owner), body_(body) {}
+  int body() const { return body_; }
   FunctionType GetFunctionType() const override {
     return {owner_->plan_->impl_->subs[body_].resultType, &kShadingContextType};
   }
@@ -423,8 +467,10 @@ class PlanInstance::SubPlanFunction final : public FunctionInterface {
       return Result::Fail(errors::kIllegalArgument, "a function body takes a shading context");
     if (ret.type == nullptr || !ret.type->StoredLike(*s.resultType))
       return Result::Fail(errors::kIllegalArgument, "return slot of the wrong type for a function body");
-    TESSAROC_RETURN_IF_FAILED(owner_->RunSubPlan(body_, *static_cast<const ShadingContext*>(arg.value)));
-    s.resultType->copyAssign(ret.value, owner_->block_ + s.resultStorage);
+    PlanInstance* runner = owner_;
+    if (tlsActive != owner_) TESSAROC_RETURN_IF_FAILED(owner_->WorkerCopy(body_, runner));
+    TESSAROC_RETURN_IF_FAILED(runner->RunSubPlan(body_, *static_cast<const ShadingContext*>(arg.value)));
+    s.resultType->copyAssign(ret.value, runner->block_ + s.resultStorage);
     return Result::Ok();
   }
   Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
@@ -436,7 +482,33 @@ class PlanInstance::SubPlanFunction final : public FunctionInterface {
   int body_;
 };
 
-PlanInstance::PlanInstance(const Plan& plan) : plan_(&plan) {}
+PlanInstance::PlanInstance(const Plan& plan) : plan_(&plan), serial_(gNextSerial.fetch_add(1)) {}
+
+Result PlanInstance::WorkerCopy(int body, PlanInstance*& out) {
+  for (const WorkerCacheEntry& e : tlsWorkerCache)
+    if (e.serial == serial_ && e.body == body) {
+      out = e.copy;
+      return Result::Ok();
+    }
+  std::lock_guard<std::mutex> lock(workerMutex_);
+  const std::thread::id me = std::this_thread::get_id();
+  PlanInstance* copy = nullptr;
+  for (const Worker& w : workers_)
+    if (w.thread == me && w.body == body) copy = w.instance.get();
+  if (copy == nullptr) {
+    // A fresh instance with the plan's constants, plus what the body reads of
+    // the uniform nodes, which finished before anything could call the body.
+    std::unique_ptr<PlanInstance> fresh;
+    TESSAROC_RETURN_IF_FAILED(Create(*plan_, fresh));
+    for (const Plan::Impl::StorageEntry& e : plan_->impl_->bodyUniformOutputs[body])
+      e.type->copyAssign(fresh->block_ + e.offset, block_ + e.offset);
+    copy = fresh.get();
+    workers_.push_back({me, body, std::move(fresh)});
+  }
+  tlsWorkerCache[tlsWorkerNext++ % 8] = {serial_, body, copy};
+  out = copy;
+  return Result::Ok();
+}
 
 PlanInstance::~PlanInstance() {
   if (block_) {
@@ -507,9 +579,13 @@ Result PlanInstance::Create(const Plan& plan, std::unique_ptr<PlanInstance>& out
   return Result::Ok();
 }
 
-Result PlanInstance::Prepare() { return RunSteps(plan_->impl_->uniformSteps, block_); }
+Result PlanInstance::Prepare() {
+  ActiveScope active(this);
+  return RunSteps(plan_->impl_->uniformSteps, block_);
+}
 
 Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) {
+  ActiveScope active(this);
   const Plan::Impl::SubPlanInfo& s = plan_->impl_->subs[sub];
   for (size_t off : s.contextSlots)
     reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);

@@ -9,6 +9,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <span>
 #include <string>
 #include <vector>
@@ -91,6 +93,9 @@ Result Plan::Set(NodeRef node, const Id& port, const T& value) {
 
 // One value block of a finished plan and the function objects bound to it. An
 // instance is used by one thread at a time; give each thread its own Clone().
+// A function of the instance may also be called from other threads while the
+// instance runs (a pre node baking its input on a parallel loop): each such
+// thread gets a copy of its own for that function, made once.
 class PlanInstance {
  public:
   static Result Create(const Plan& plan, std::unique_ptr<PlanInstance>& out);
@@ -135,11 +140,21 @@ class PlanInstance {
   explicit PlanInstance(const Plan& plan);
   Result Allocate();
   void BindFunctions();
+  // The copy of this instance that runs `body` for the calling thread.
+  Result WorkerCopy(int body, PlanInstance*& out);
   class SubPlanFunction;
 
   const Plan* plan_;
+  uint64_t serial_;
   std::byte* block_ = nullptr;
   std::vector<std::unique_ptr<SubPlanFunction>> functions_;
+  struct Worker {
+    std::thread::id thread;
+    int body;
+    std::unique_ptr<PlanInstance> instance;
+  };
+  std::mutex workerMutex_;
+  std::vector<Worker> workers_;
 };
 
 // ---- Convenience runs of one node, for hosts, tests and benchmarks.

@@ -99,6 +99,42 @@ TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContext) {
   EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{1, 5, 0, 1}));
 }
 
+TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
+  // A pre node bakes a body that reads a uniform node and a per-sample node.
+  Plan plan;
+  NodeRef bake = Add(plan, kBakeNode);
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+  NodeRef pre = Add(plan, kCounterPreNode);
+  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 1000u).ok());
+  NodeRef use = Add(plan, kCounterUseNode, body);
+  ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
+  ASSERT_TRUE(plan.BindContext(use, "context").ok());
+  NodeRef color = Add(plan, kCallColorNode, body);  // calls nothing: shift only, via a nested body
+  (void)color;
+  SubPlanRef inner;
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, inner).ok());
+  NodeRef uvw = Add(plan, kUvwColorNode, inner);
+  ASSERT_TRUE(plan.BindContext(uvw, "context").ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(inner, uvw, "result").ok());
+  ASSERT_TRUE(plan.BindContext(color, "context").ok());
+  ASSERT_TRUE(plan.Link(color, "shift", use, "result").ok());  // shift by 1000 * builds + seed + u
+  ASSERT_TRUE(plan.LinkFunction(color, "color", inner).ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, color, "result").ok());
+  ASSERT_TRUE(plan.LinkFunction(bake, "color", body).ok());
+  ASSERT_TRUE(plan.RequestOutput(bake, "sum").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  EXPECT_TRUE(plan.IsUniform(bake));
+
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  // Each call gives u + shift = 2u + 2000 (one build, seed 1000), u = 0..255.
+  double expected = 0;
+  for (int u = 0; u < 256; ++u) expected += 2.0 * u + 2000.0;
+  EXPECT_EQ(inst->Get<double>(bake, "sum"), expected);
+}
+
 TEST_F(RuntimeTest, PreNodeRunTwiceWithUnchangedInputsKeepsItsTable) {
   Plan plan;
   NodeRef pre = Add(plan, kCounterPreNode);

@@ -3,6 +3,9 @@
 #include "core/function.h"
 #include "core/node_decl.h"
 
+#include <thread>
+#include <vector>
+
 namespace tessaroc::testing {
 
 using MicroNode::FLAGS::PERMANENT;
@@ -171,9 +174,43 @@ constexpr AccessDecl kFlagsAccess[] = {{0, "a"}, {1, "report"}, {2, "spare"}};
 constexpr MicroNodeDecl kFlagsMicro[] = {{"", kFlagsAccess, &FlagsKernel}};
 constexpr CoreNodeDecl kFlags{kFlagsNode, "tests/core/test_nodes", true, kFlagsPorts, kFlagsMicro};
 
+// --- a pre node that bakes its function from several threads at once, as
+// the 2D filters do on the parallel loop
+void BakeKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  const FunctionRef fn = p.In<FunctionRef>(0);
+  constexpr int kThreads = 4, kPerThread = 64;
+  std::vector<double> sums(kThreads, 0.0);
+  std::vector<Result> errs(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      ShadingContext ctx;
+      for (int i = 0; i < kPerThread; ++i) {
+        ctx.uvw = {static_cast<double>(t * kPerThread + i), 0, 0};
+        ColorA c;
+        Result e = InvokeColor(fn, ctx, c);
+        if (e.failed()) errs[t] = e;
+        sums[t] += c.r;
+      }
+    });
+  for (std::thread& t : threads) t.join();
+  for (const Result& e : errs)
+    if (e.failed()) r = e;
+  double total = 0;
+  for (double s : sums) total += s;
+  p.Out<double>(1) = total;
+}
+constexpr PortDecl kBakePorts[] = {{"color", PortDir::kIn, &kColorFunctionType},
+                                   {"sum", PortDir::kOut, &kFloat64Type, PERMANENT}};
+constexpr AccessDecl kBakeAccess[] = {{0, "color"}, {1, "sum"}};
+constexpr MicroNodeDecl kBakeMicro[] = {{"", kBakeAccess, &BakeKernel}};
+constexpr CoreNodeDecl kBake{kBakeNode, "tests/core/test_nodes", false, kBakePorts, kBakeMicro};
+
 }  // namespace
 
 Result RegisterTestNodes(CoreNodeRegistry& registry) {
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kBake>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kOrder>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCallColor>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kUvwColor>(registry));

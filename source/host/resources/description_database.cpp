@@ -118,10 +118,16 @@ struct Reader {
           p.defaultIsContext = true;
         } else if (p.array) {
           if (!it->is_array()) return Fail(path + "/default", "an array port's default is a list");
-          // The element default is the list's first entry, when there is one.
-          std::string why;
-          if (!it->empty() && !ValueFromJson((*it)[0], *p.type, p.defaultValue, why))
-            return Fail(path + "/default/0", why);
+          // The default elements; the first also stands for elements a
+          // document adds beyond them.
+          for (size_t k = 0; k < it->size(); ++k) {
+            std::string why;
+            Data element;
+            if (!ValueFromJson((*it)[k], *p.type, element, why))
+              return Fail(path + "/default/" + std::to_string(k), why);
+            p.arrayDefaults.push_back(element);
+          }
+          if (!p.arrayDefaults.empty()) p.defaultValue = p.arrayDefaults.front();
           p.hasDefault = !it->empty();
         } else {
           std::string why;

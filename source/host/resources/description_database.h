@@ -27,7 +27,8 @@ struct PortDescription {
   std::string typeName;
   bool hasDefault = false;
   bool defaultIsContext = false;  // "context": an unconnected input reads the node's context
-  Data defaultValue;
+  Data defaultValue;                 // an array port: its first element's default
+  std::vector<Data> arrayDefaults;   // an array port: the default elements
   std::vector<std::string> values;  // enumeration values
   std::vector<PortTarget> targets;  // inputs: core ports fed; outputs: the one core port read
   std::string group, label, doc;

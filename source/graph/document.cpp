@@ -1,0 +1,508 @@
+#include "graph/document.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "core/registry.h"
+#include "graph/passthrough_node.h"
+#include "host/resources/values.h"
+
+namespace tessaroc::graph {
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  return true;
+}
+
+bool ValidName(const std::string& s) {
+  if (s.empty()) return false;
+  return std::all_of(s.begin(), s.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; });
+}
+
+std::string Join(const std::vector<std::string>& items) {
+  std::string s;
+  for (const std::string& i : items) {
+    if (!s.empty()) s += ", ";
+    s += i;
+  }
+  return s;
+}
+
+// Whether a core port belongs to the node's own machinery: private state and
+// value types nobody can write or read from outside.
+bool IsPrivateCorePort(const Port& p) {
+  if (p.flags & MicroNode::FLAGS::PERMANENT) return true;
+  const DataType* t = p.dataType->IsFunction() ? p.dataType->functionResult : p.dataType;
+  return host::TypeName(*t) == t->id.str();  // no short name: a node record
+}
+
+// The type a literal of no declared type has (for the pass-through node).
+const DataType* LiteralType(const json& j) {
+  if (j.is_boolean()) return &kBoolType;
+  if (j.is_number_integer()) return &kInt64Type;
+  if (j.is_number()) return &kFloat64Type;
+  if (j.is_string()) return (j == "nan" || j == "inf" || j == "-inf") ? &kFloat64Type : &kStringType;
+  if (j.is_array() && std::all_of(j.begin(), j.end(), [](const json& e) { return e.is_number(); })) {
+    switch (j.size()) {
+      case 2: return &kVector2dType;
+      case 3: return &kColorType;
+      case 4: return &kColorAType;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool CanConvert(const DataType& from, const DataType& to) {
+  if (from.StoredLike(to)) return true;
+  const DataType* f = from.Storage();
+  const DataType* t = to.Storage();
+  if (f == &kFloat64Type && (t == &kColorAType || t == &kColorType)) return true;
+  if ((f == &kColorType && t == &kColorAType) || (f == &kColorAType && t == &kColorType)) return true;
+  if ((f == &kInt64Type || f == &kInt32Type || f == &kUInt32Type) && t == &kFloat64Type) return true;
+  if ((f == &kIdType && t == &kInternedIdType) || (f == &kInternedIdType && t == &kIdType)) return true;
+  return false;
+}
+
+const DocumentPort* DocumentNode::FindPort(std::string_view id, bool output) const {
+  for (const DocumentPort& p : ports)
+    if (p.output == output && p.id == id) return &p;
+  for (const DocumentPort& p : ports)
+    if (p.output == output && EqualNoCase(p.id, id)) return &p;
+  return nullptr;
+}
+
+Result ResolveNodeType(const std::string& name, DocumentNode& node) {
+  if (name == "passthrough" || name == kPassThroughId) {
+    node.kind = NodeKind::kBuiltin;
+    node.typeId = kPassThroughId;
+    node.ports = {{"color", nullptr, false}, {"passthrough", nullptr, true}};
+    return Result::Ok();
+  }
+  const host::AssetDescription* asset = nullptr;
+  TESSAROC_RETURN_IF_FAILED(host::Descriptions().Find(name, asset));
+  if (asset) {
+    node.kind = NodeKind::kAsset;
+    node.typeId = asset->id;
+    node.asset = asset;
+    for (const host::PortDescription& p : asset->ports) {
+      DocumentPort dp;
+      dp.id = p.id;
+      dp.type = p.type;
+      dp.output = p.output;
+      dp.array = p.array;
+      dp.hidden = p.hidden;
+      dp.description = &p;
+      node.ports.push_back(dp);
+    }
+    return Result::Ok();
+  }
+  if (CoreNodes().Find(Id(std::string_view(name)))) {
+    node.kind = NodeKind::kCoreNode;
+    node.typeId = name;
+    TESSAROC_RETURN_IF_FAILED(CoreNodes().GetGroup(Id(std::string_view(name)), node.group));
+    const auto& ports = node.group->ports();
+    for (size_t i = 0; i < ports.size(); ++i) {
+      const Port& p = ports[i];
+      DocumentPort dp;
+      dp.id = p.id.str();
+      dp.type = p.dataType->IsFunction() ? p.dataType->functionResult : p.dataType;
+      dp.output = !p.IsInput();
+      dp.hidden = IsPrivateCorePort(p);
+      dp.corePort = static_cast<int>(i);
+      node.ports.push_back(dp);
+    }
+    return Result::Ok();
+  }
+  return Result::Fail(errors::kUnresolved, "unknown node \"" + name + "\"");
+}
+
+class DocumentReader {
+ public:
+  DocumentReader(Document& doc, std::string origin) : doc_(doc), origin_(std::move(origin)) {}
+
+  Result Fail(const std::string& path, const std::string& why) {
+    return Result::Fail(errors::kIllegalArgument, origin_ + ": " + path + ": " + why);
+  }
+
+  Result Read(const json& top) {
+    if (!top.is_object()) return Fail("/", "a document is a JSON object");
+    for (auto it = top.begin(); it != top.end(); ++it)
+      if (it.key() != "tessaroc" && it.key() != "nodes" && it.key() != "output" && it.key() != "description")
+        return Fail("/" + it.key(), "unknown field; a document has tessaroc, nodes, output and description");
+    auto version = top.find("tessaroc");
+    if (version == top.end()) return Fail("/tessaroc", "missing: the document format version, 1");
+    if (!version->is_number_integer() || version->get<int64_t>() != kDocumentVersion)
+      return Fail("/tessaroc", "unknown version " + version->dump() + "; this build reads version 1");
+    auto nodes = top.find("nodes");
+    if (nodes == top.end() || !nodes->is_object() || nodes->empty())
+      return Fail("/nodes", "expected an object of named nodes");
+
+    // Nodes first, so that links can point forward.
+    for (auto it = nodes->begin(); it != nodes->end(); ++it)
+      TESSAROC_RETURN_IF_FAILED(MakeNode(it.key(), it.value()));
+    for (auto it = nodes->begin(); it != nodes->end(); ++it)
+      TESSAROC_RETURN_IF_FAILED(ReadInputs(it.key(), it.value()));
+    TESSAROC_RETURN_IF_FAILED(SettlePassThroughTypes());
+    TESSAROC_RETURN_IF_FAILED(CheckLinks());
+    TESSAROC_RETURN_IF_FAILED(CheckCycles());
+    TESSAROC_RETURN_IF_FAILED(ReadOutput(top));
+    return Wire();
+  }
+
+ private:
+  struct Link {
+    std::string path;      // of the input in the document
+    DocumentNode* to;
+    std::string toPort;    // graph port id (element ports "id#i")
+    const DocumentPort* toDecl;
+    DocumentNode* from;
+    const DocumentPort* fromDecl;
+  };
+
+  DocumentNode* Node(const std::string& name) {
+    for (auto& n : doc_.nodes_)
+      if (n->name == name) return n.get();
+    return nullptr;
+  }
+
+  Result MakeNode(const std::string& name, const json& j) {
+    const std::string path = "/nodes/" + name;
+    if (!ValidName(name)) return Fail(path, "node names use letters, digits, '_' and '-'");
+    if (!j.is_object()) return Fail(path, "expected an object with \"node\" and \"inputs\"");
+    for (auto it = j.begin(); it != j.end(); ++it)
+      if (it.key() != "node" && it.key() != "inputs" && it.key() != "label")
+        return Fail(path + "/" + it.key(), "unknown field; a node has node, inputs and label");
+    auto type = j.find("node");
+    if (type == j.end() || !type->is_string()) return Fail(path + "/node", "missing: the node's asset, alias or core id");
+    auto node = std::make_unique<DocumentNode>();
+    node->name = name;
+    Result r = ResolveNodeType(type->get<std::string>(), *node);
+    if (r.failed()) {
+      if (r.Is(errors::kUnresolved)) return Fail(path + "/node", std::string(r.message()) + "; `tessaroc nodes` lists them");
+      return Fail(path + "/node", std::string(r.message()));
+    }
+    TESSAROC_RETURN_IF_FAILED(doc_.root().AddChild(Id(std::string_view(name)), node->kind, node->typeId, node->graphNode));
+    for (const DocumentPort& p : node->ports) {
+      if (p.array) continue;  // element ports come with their count
+      GraphPort* gp = nullptr;
+      PortList& list = p.output ? node->graphNode->outputs() : node->graphNode->inputs();
+      TESSAROC_RETURN_IF_FAILED(list.FindOrAddChild(Id(std::string_view(p.id)), gp));
+      gp->SetDataType(p.type);
+    }
+    doc_.nodes_.push_back(std::move(node));
+    return Result::Ok();
+  }
+
+  Result ReadInputs(const std::string& name, const json& j) {
+    DocumentNode* node = Node(name);
+    auto inputs = j.find("inputs");
+    std::set<std::string> given;
+    if (inputs != j.end()) {
+      if (!inputs->is_object()) return Fail("/nodes/" + name + "/inputs", "expected an object of port values");
+      for (auto it = inputs->begin(); it != inputs->end(); ++it) {
+        const std::string path = "/nodes/" + name + "/inputs/" + it.key();
+        const DocumentPort* port = node->FindPort(it.key(), false);
+        if (port == nullptr) {
+          if (node->FindPort(it.key(), true)) return Fail(path, "\"" + it.key() + "\" is an output, not an input");
+          std::vector<std::string> known;
+          for (const DocumentPort& p : node->ports)
+            if (!p.output && !p.hidden) known.push_back(p.id);
+          return Fail(path, "unknown port; " + node->name + " has " + (known.empty() ? "no inputs" : Join(known)));
+        }
+        if (port->type == &kShadingContextType && !IsLink(it.value()))
+          return Fail(path, "a context input takes a link from a node's context output");
+        given.insert(port->id);
+        if (port->array) {
+          if (!it.value().is_array()) return Fail(path, "expected a list of elements");
+          node->arrayCounts[port->id] = static_cast<int64_t>(it.value().size());
+          for (size_t i = 0; i < it.value().size(); ++i)
+            TESSAROC_RETURN_IF_FAILED(ReadValue(path + "/" + std::to_string(i), *node, *port,
+                                                port->id + "#" + std::to_string(i), it.value()[i]));
+        } else {
+          TESSAROC_RETURN_IF_FAILED(ReadValue(path, *node, *port, port->id, it.value()));
+        }
+      }
+    }
+    // Array ports not given take their default elements.
+    for (const DocumentPort& p : node->ports) {
+      if (!p.array || given.count(p.id)) continue;
+      const size_t n = p.description ? p.description->arrayDefaults.size() : 0;
+      node->arrayCounts[p.id] = static_cast<int64_t>(n);
+      for (size_t i = 0; i < n; ++i) {
+        GraphPort* gp = nullptr;
+        TESSAROC_RETURN_IF_FAILED(ElementPort(*node, p, p.id + "#" + std::to_string(i), gp));
+        gp->value() = p.description->arrayDefaults[i];
+      }
+    }
+    return Result::Ok();
+  }
+
+  static bool IsLink(const json& v) { return v.is_object() && v.contains("link"); }
+
+  Result ElementPort(DocumentNode& node, const DocumentPort& p, const std::string& id, GraphPort*& out) {
+    PortList& list = p.output ? node.graphNode->outputs() : node.graphNode->inputs();
+    TESSAROC_RETURN_IF_FAILED(list.FindOrAddChild(Id(std::string_view(id)), out));
+    out->SetDataType(p.type);
+    return Result::Ok();
+  }
+
+  Result ReadValue(const std::string& path, DocumentNode& node, const DocumentPort& port, const std::string& graphPortId,
+                   const json& v) {
+    GraphPort* gp = nullptr;
+    TESSAROC_RETURN_IF_FAILED(ElementPort(node, port, graphPortId, gp));
+    if (IsLink(v)) {
+      if (v.size() != 1 || !v["link"].is_string()) return Fail(path, "a link is {\"link\": \"node.port\"}");
+      const std::string text = v["link"].get<std::string>();
+      const size_t dot = text.find('.');
+      const std::string fromName = text.substr(0, dot);
+      DocumentNode* from = Node(fromName);
+      if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"");
+      const DocumentPort* fromPort = nullptr;
+      if (dot == std::string::npos) {
+        for (const DocumentPort& p : from->ports)
+          if (p.output && !p.hidden) {
+            fromPort = &p;
+            break;
+          }
+        if (fromPort == nullptr) return Fail(path, "node \"" + fromName + "\" has no output");
+      } else {
+        const std::string portName = text.substr(dot + 1);
+        fromPort = from->FindPort(portName, true);
+        if (fromPort == nullptr || fromPort->hidden) {
+          std::vector<std::string> outs;
+          for (const DocumentPort& p : from->ports)
+            if (p.output && !p.hidden) outs.push_back(p.id);
+          return Fail(path, "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " +
+                                Join(outs));
+        }
+      }
+      links_.push_back({path, &node, graphPortId, &port, from, fromPort});
+      return Result::Ok();
+    }
+    if (node.kind == NodeKind::kBuiltin) {
+      const DataType* t = LiteralType(v);
+      if (t == nullptr) return Fail(path, "the pass-through node takes a number, bool, text or a list of 2 to 4 numbers");
+      std::string why;
+      if (!host::ValueFromJson(v, *t, gp->value(), why)) return Fail(path, why);
+      gp->SetDataType(t);
+      return Result::Ok();
+    }
+    std::string why;
+    if (!host::ValueFromJson(v, *port.type, gp->value(), why)) return Fail(path, why);
+    if (port.description && !port.description->values.empty()) {
+      const std::string text = v.get<std::string>();
+      const auto& values = port.description->values;
+      if (std::find(values.begin(), values.end(), text) == values.end())
+        return Fail(path, "unknown value \"" + text + "\"; valid values are " + Join(values));
+    }
+    return Result::Ok();
+  }
+
+  // A pass-through takes the type of what feeds it.
+  Result SettlePassThroughTypes() {
+    std::function<const DataType*(DocumentNode*, int)> typeOf = [&](DocumentNode* n, int depth) -> const DataType* {
+      if (depth > 64) return nullptr;
+      GraphPort* in = nullptr;
+      (void)n->graphNode->inputs().FindChild("color", in);
+      if (in && in->dataType()) return in->dataType();
+      for (const Link& l : links_)
+        if (l.to == n) {
+          const DataType* t = l.fromDecl->type;
+          if (l.from->kind == NodeKind::kBuiltin) t = typeOf(l.from, depth + 1);
+          return t;
+        }
+      return nullptr;
+    };
+    for (auto& n : doc_.nodes_) {
+      if (n->kind != NodeKind::kBuiltin) continue;
+      const DataType* t = typeOf(n.get(), 0);
+      if (t == nullptr) return Fail("/nodes/" + n->name + "/inputs/color", "the pass-through node needs a value or a link");
+      for (DocumentPort& p : n->ports) p.type = t;
+      for (const auto& gp : n->graphNode->inputs().ports()) gp->SetDataType(t);
+      for (const auto& gp : n->graphNode->outputs().ports()) gp->SetDataType(t);
+    }
+    return Result::Ok();
+  }
+
+  Result CheckLinks() {
+    for (Link& l : links_) {
+      const DataType* from = l.fromDecl->type;
+      const DataType* to = l.toDecl->type;
+      if (l.from->kind == NodeKind::kBuiltin) from = l.from->ports[1].type;
+      if (l.to->kind == NodeKind::kBuiltin) continue;
+      if (!CanConvert(*from, *to))
+        return Fail(l.path, "type mismatch: " + l.from->name + "." + l.fromDecl->id + " is " + host::TypeName(*from) +
+                                ", " + l.toDecl->id + " takes " + host::TypeName(*to));
+    }
+    return Result::Ok();
+  }
+
+  Result CheckCycles() {
+    // Depth-first over links; a node met again on the current path is a cycle.
+    std::map<const DocumentNode*, int> state;  // 1 on the path, 2 done
+    std::vector<const DocumentNode*> stack;
+    std::function<Result(const DocumentNode*)> visit = [&](const DocumentNode* n) -> Result {
+      state[n] = 1;
+      stack.push_back(n);
+      for (const Link& l : links_) {
+        if (l.to != n) continue;
+        if (state[l.from] == 1) {
+          std::string cycle;
+          auto at = std::find(stack.begin(), stack.end(), l.from);
+          for (auto it = at; it != stack.end(); ++it) cycle += (*it)->name + " <- ";
+          return Fail(l.path, "cycle: " + cycle + l.from->name);
+        }
+        if (state[l.from] == 0) TESSAROC_RETURN_IF_FAILED(visit(l.from));
+      }
+      stack.pop_back();
+      state[n] = 2;
+      return Result::Ok();
+    };
+    for (const auto& n : doc_.nodes_)
+      if (state[n.get()] == 0) TESSAROC_RETURN_IF_FAILED(visit(n.get()));
+    return Result::Ok();
+  }
+
+  Result ReadOutput(const json& top) {
+    auto out = top.find("output");
+    if (out == top.end()) return Fail("/output", "missing: the port whose value is the material's result");
+    std::string text;
+    if (out->is_string()) text = out->get<std::string>();
+    else if (IsLink(*out) && (*out)["link"].is_string()) text = (*out)["link"].get<std::string>();
+    else return Fail("/output", "expected {\"link\": \"node.port\"}");
+    const size_t dot = text.find('.');
+    DocumentNode* node = Node(text.substr(0, dot));
+    if (node == nullptr) return Fail("/output", "link to a missing node \"" + text.substr(0, dot) + "\"");
+    const DocumentPort* port = nullptr;
+    if (dot == std::string::npos) {
+      for (const DocumentPort& p : node->ports)
+        if (p.output && !p.hidden) {
+          port = &p;
+          break;
+        }
+    } else {
+      port = node->FindPort(text.substr(dot + 1), true);
+    }
+    if (port == nullptr || port->hidden) return Fail("/output", "node \"" + node->name + "\" has no output \"" + text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
+    doc_.outputNode_ = node;
+    doc_.outputPort_ = port;
+    return Result::Ok();
+  }
+
+  Result Wire() {
+    for (const Link& l : links_) {
+      GraphPort *from = nullptr, *to = nullptr;
+      TESSAROC_RETURN_IF_FAILED(l.from->graphNode->outputs().FindChild(Id(std::string_view(l.fromDecl->id)), from));
+      TESSAROC_RETURN_IF_FAILED(l.to->graphNode->inputs().FindChild(Id(std::string_view(l.toPort)), to));
+      if (!from || !to) return Fail(l.path, "internal: link ends not found");
+      TESSAROC_RETURN_IF_FAILED(Connect(from, to, kWireValue));
+    }
+    return Result::Ok();
+  }
+
+  Document& doc_;
+  std::string origin_;
+  std::vector<Link> links_;
+};
+
+Document::Document() : system_(std::make_unique<NodeSystem>("root")) {}
+
+const DocumentNode* Document::FindNode(std::string_view name) const {
+  for (const auto& n : nodes_)
+    if (n->name == name) return n.get();
+  return nullptr;
+}
+
+Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out) {
+  json top;
+  try {
+    top = json::parse(text);
+  } catch (const json::parse_error& e) {
+    size_t line = 1, col = 1;
+    for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
+      if (text[i] == '\n') {
+        ++line;
+        col = 1;
+      } else {
+        ++col;
+      }
+    }
+    std::string what = e.what();
+    const size_t colon = what.rfind(": ");
+    return Result::Fail(errors::kIllegalArgument, origin + ": line " + std::to_string(line) + ", column " +
+                                                      std::to_string(col) + ": invalid JSON" +
+                                                      (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
+  }
+  std::unique_ptr<Document> doc(new Document());
+  doc->folder_ = std::filesystem::path(origin).parent_path().string();
+  DocumentReader reader(*doc, origin);
+  TESSAROC_RETURN_IF_FAILED(reader.Read(top));
+  out = std::move(doc);
+  return Result::Ok();
+}
+
+Result Document::Load(const std::string& path, std::unique_ptr<Document>& out) {
+  std::ifstream in(path);
+  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return Parse(ss.str(), path, out);
+}
+
+Result Document::ForNode(const std::string& node, const std::vector<std::pair<std::string, std::string>>& settings,
+                         std::unique_ptr<Document>& out) {
+  DocumentNode probe;
+  Result r = ResolveNodeType(node, probe);
+  if (r.failed()) return Result::Fail(r.id(), std::string(r.message()) + "; `tessaroc nodes` lists them");
+  json doc;
+  doc["tessaroc"] = kDocumentVersion;
+  json inputs = json::object();
+  for (const auto& [port, value] : settings) {
+    const DocumentPort* p = probe.FindPort(port, false);
+    if (p == nullptr) {
+      std::vector<std::string> known;
+      for (const DocumentPort& q : probe.ports)
+        if (!q.output && !q.hidden) known.push_back(q.id);
+      return Result::Fail(errors::kIllegalArgument,
+                          "--set " + port + ": unknown port; " + node + " has " + (known.empty() ? "no inputs" : Join(known)));
+    }
+    json v = host::JsonFromNotation(value);
+    if (p->array && !v.is_array()) v = json::array({v});
+    inputs[p->id] = v;
+  }
+  doc["nodes"]["node"] = {{"node", node}, {"inputs", inputs}};
+  const DocumentPort* first = nullptr;
+  for (const DocumentPort& p : probe.ports)
+    if (p.output && !p.hidden) {
+      first = &p;
+      break;
+    }
+  if (first == nullptr) return Result::Fail(errors::kIllegalArgument, node + " has no output to evaluate");
+  doc["output"] = {{"link", "node." + first->id}};
+  Result parsed = Parse(doc.dump(), "--node " + node, out);
+  if (parsed.failed()) {
+    // Name the setting, not the document made from it.
+    std::string m(parsed.message());
+    const std::string prefix = "--node " + node + ": /nodes/node/inputs/";
+    if (m.rfind(prefix, 0) == 0) m = "--set " + m.substr(prefix.size());
+    return Result::Fail(parsed.id(), m);
+  }
+  return Result::Ok();
+}
+
+}  // namespace tessaroc::graph

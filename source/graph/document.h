@@ -1,0 +1,85 @@
+// Graph documents: the versioned JSON form of a material graph that the
+// command line reads. Loading builds the graph model, checks every node, port,
+// value and link against the description resources and the core nodes, and
+// reports the first mistake as one line with the document path of the
+// offending value.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "graph/graph_model.h"
+#include "host/resources/description_database.h"
+
+namespace tessaroc::graph {
+
+inline constexpr int kDocumentVersion = 1;
+
+// A port as a document sees it: its published id, type and where it leads.
+struct DocumentPort {
+  std::string id;
+  const DataType* type = nullptr;
+  bool output = false;
+  bool array = false;
+  bool hidden = false;
+  const host::PortDescription* description = nullptr;  // for assets
+  int corePort = -1;                                   // for core nodes: index in the group
+};
+
+// A node of the document and the graph node made for it.
+struct DocumentNode {
+  std::string name;
+  std::string typeId;  // what "node" named, resolved to the full id
+  NodeKind kind = NodeKind::kAsset;
+  const host::AssetDescription* asset = nullptr;
+  const MicroNodeGroup* group = nullptr;  // for core nodes
+  GraphNode* graphNode = nullptr;
+  std::vector<DocumentPort> ports;
+  std::map<std::string, int64_t> arrayCounts;  // array port id -> element count
+
+  const DocumentPort* FindPort(std::string_view id, bool output) const;
+};
+
+class Document {
+ public:
+  // Reads and checks a document. `origin` names it in messages (a path).
+  static Result Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out);
+  static Result Load(const std::string& path, std::unique_ptr<Document>& out);
+
+  NodeSystem& system() { return *system_; }
+  GraphNode& root() { return system_->root(); }
+  const GraphNode& root() const { return system_->root(); }
+  const std::vector<std::unique_ptr<DocumentNode>>& nodes() const { return nodes_; }
+  const DocumentNode* FindNode(std::string_view name) const;
+  // The node and port the document's output names.
+  const DocumentNode* outputNode() const { return outputNode_; }
+  const DocumentPort* outputPort() const { return outputPort_; }
+  // The folder the document was read from (for relative file names).
+  const std::string& folder() const { return folder_; }
+
+  // Builds a one-node document for `tessaroc eval --node`: every input at
+  // its default, then the settings given (port id -> JSON literal).
+  static Result ForNode(const std::string& node, const std::vector<std::pair<std::string, std::string>>& settings,
+                        std::unique_ptr<Document>& out);
+
+ private:
+  Document();
+  std::unique_ptr<NodeSystem> system_;
+  std::vector<std::unique_ptr<DocumentNode>> nodes_;
+  const DocumentNode* outputNode_ = nullptr;
+  const DocumentPort* outputPort_ = nullptr;
+  std::string folder_;
+  friend class DocumentReader;
+};
+
+// Resolves what a "node" field names: an asset id or alias, a core node id,
+// or the pass-through node. Fills kind, typeId, asset, group and ports.
+Result ResolveNodeType(const std::string& name, DocumentNode& node);
+
+// Whether a value of `from` may flow into a port of `to`, converting where
+// needed (Float to colours, Color to ColorA and back).
+bool CanConvert(const DataType& from, const DataType& to);
+
+}  // namespace tessaroc::graph
