@@ -1,0 +1,48 @@
+// The commands of the `tessaroc` tool. Each returns the process exit status
+// and prints errors as one line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/result.h"
+#include "core/shading_context.h"
+
+namespace tessaroc::app {
+
+struct RenderOptions {
+  std::string graph;
+  std::string output;
+  std::string size = "512";
+  int threads = 0;
+  double time = 0;
+  double fps = 24;
+  std::optional<int64_t> frame;
+  bool quiet = false;
+};
+
+struct EvalOptions {
+  std::string graph;
+  std::string node;
+  std::vector<std::string> settings;  // PORT=VALUE
+  std::optional<std::string> uv;      // U,V
+  std::optional<std::string> contextFile;
+};
+
+int RunRender(const RenderOptions& options);
+int RunEval(const EvalOptions& options);
+int RunNodes(bool json);
+int RunDescribe(const std::string& node);
+
+// Prints "tessaroc: error: <message>" and returns 1.
+int Fail(const Result& r);
+int Fail(const std::string& message);
+
+// Reads a context file: a JSON object of context fields by name.
+Result ReadContextFile(const std::string& path, ShadingContext& ctx);
+// Parses "W" or "WxH".
+Result ParseSize(const std::string& text, int& width, int& height);
+
+}  // namespace tessaroc::app

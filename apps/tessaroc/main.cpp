@@ -1,0 +1,60 @@
+// tessaroc: render and evaluate material graphs, list and describe nodes.
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "host/host_services.h"
+#include "register.h"
+
+int main(int argc, char** argv) {
+  using namespace tessaroc;
+  CLI::App app{"Tessaroc: procedural shading patterns. Render a material graph, evaluate one sample, "
+               "list and describe the nodes."};
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "tessaroc 0.1.0");
+
+  app::RenderOptions render;
+  CLI::App* r = app.add_subcommand("render", "Render a material graph over the UV square to an image file");
+  r->add_option("graph", render.graph, "Material graph document (JSON)")->required()->check(CLI::ExistingFile);
+  r->add_option("-o,--output", render.output, "Image to write: .png, .jpg (8-bit sRGB), .exr, .tif (linear float)")
+      ->required();
+  r->add_option("--size", render.size, "Image size: W (square) or WxH")->capture_default_str();
+  r->add_option("--threads", render.threads, "Threads to use; 0 uses every core")->capture_default_str()
+      ->check(CLI::NonNegativeNumber);
+  r->add_option("--time", render.time, "Scene time in seconds")->capture_default_str();
+  r->add_option("--fps", render.fps, "Frames per second")->capture_default_str()->check(CLI::PositiveNumber);
+  r->add_option("--frame", render.frame, "Frame number; sets the time to FRAME / FPS");
+  r->add_flag("--quiet,-q", render.quiet, "No progress bar and no summary");
+
+  app::EvalOptions eval;
+  CLI::App* e = app.add_subcommand("eval", "Evaluate one sample and print every output as JSON");
+  e->add_option("graph", eval.graph, "Material graph document (JSON)")->check(CLI::ExistingFile);
+  e->add_option("--node", eval.node, "Evaluate one node instead: asset id, alias or core node id");
+  e->add_option("--set", eval.settings, "PORT=VALUE for --node, e.g. color=1,0,0.25,1 or mode=srgb");
+  e->add_option("--uv", eval.uv, "U,V: the sample's uvw, uvwdx and uvwdy are all (U, V, 0)");
+  e->add_option("--context", eval.contextFile, "JSON file of context fields by name (uvw, time, ...)")
+      ->check(CLI::ExistingFile);
+
+  bool json = false;
+  CLI::App* n = app.add_subcommand("nodes", "List the registered core node ids, or with --json assets and nodes");
+  n->add_flag("--json", json, "Assets and core nodes with their ports, as JSON");
+
+  std::string node;
+  CLI::App* d = app.add_subcommand("describe", "Ports, types, defaults and values of a node");
+  d->add_option("node", node, "Asset id, alias or core node id")->required();
+
+  CLI11_PARSE(app, argc, argv);
+
+  if (Result ok = host::InstallHostServices(); ok.failed()) return app::Fail(ok);
+  if (Result ok = module::LoadModule(); ok.failed()) return app::Fail(ok);
+
+  int status = 0;
+  if (*r) status = app::RunRender(render);
+  else if (*e) {
+    if (eval.graph.empty() == eval.node.empty()) return app::Fail("eval takes a graph or --node, one of the two");
+    if (!eval.graph.empty() && !eval.settings.empty()) return app::Fail("--set goes with --node");
+    status = app::RunEval(eval);
+  } else if (*n) status = app::RunNodes(json);
+  else if (*d) status = app::RunDescribe(node);
+  (void)module::UnloadModule();
+  return status;
+}

@@ -1,0 +1,159 @@
+#include "graph/render.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <atomic>
+#include <mutex>
+
+namespace tessaroc::graph {
+
+namespace {
+
+constexpr int kTile = 32;
+
+// A pixel's four channels from the output value.
+void ToPixel(const DataType& type, const void* v, float* px) {
+  const DataType* t = type.Storage();
+  double c[4] = {0, 0, 0, 1};
+  if (t == &kColorAType) {
+    const auto& x = *static_cast<const ColorA*>(v);
+    c[0] = x.r, c[1] = x.g, c[2] = x.b, c[3] = x.a;
+  } else if (t == &kColorType) {
+    const auto& x = *static_cast<const Color*>(v);
+    c[0] = x.r, c[1] = x.g, c[2] = x.b;
+  } else if (t == &kFloat64Type) {
+    c[0] = c[1] = c[2] = *static_cast<const double*>(v);
+  } else if (t == &kVectorType) {
+    const auto& x = *static_cast<const Vector*>(v);
+    c[0] = x.x, c[1] = x.y, c[2] = x.z;
+  } else if (t == &kVector2dType) {
+    const auto& x = *static_cast<const Vector2d*>(v);
+    c[0] = x.x, c[1] = x.y;
+  } else if (t == &kVector4dType) {
+    const auto& x = *static_cast<const Vector4d*>(v);
+    c[0] = x.x, c[1] = x.y, c[2] = x.z, c[3] = x.w;
+  } else if (t == &kBoolType) {
+    c[0] = c[1] = c[2] = *static_cast<const uint8_t*>(v) ? 1.0 : 0.0;
+  } else if (t == &kInt64Type) {
+    c[0] = c[1] = c[2] = static_cast<double>(*static_cast<const int64_t*>(v));
+  } else if (t == &kInt32Type) {
+    c[0] = c[1] = c[2] = *static_cast<const int32_t*>(v);
+  } else if (t == &kFloat32Type) {
+    c[0] = c[1] = c[2] = *static_cast<const float*>(v);
+  }
+  for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+}
+
+}  // namespace
+
+bool Renderable(const DataType& type) {
+  const DataType* t = type.Storage();
+  return t == &kColorAType || t == &kColorType || t == &kFloat64Type || t == &kVectorType || t == &kVector2dType ||
+         t == &kVector4dType || t == &kBoolType || t == &kInt64Type || t == &kInt32Type || t == &kFloat32Type;
+}
+
+ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
+  const double w = s.width, h = s.height;
+  auto uv = [&](double px, double py) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; };
+  ShadingContext c;
+  c.uvw = uv(x, y);
+  c.uvwdx = uv(x + 1, y);
+  c.uvwdy = uv(x, y + 1);
+  c.uvwvalid = 1;
+  c.position = c.uvw;
+  c.positiondx = c.uvwdx;
+  c.positiondy = c.uvwdy;
+  c.geometricnormal = {0, 0, 1};
+  c.shadingnormal = {0, 0, 1};
+  c.tangent = {1, 0, 0};
+  c.bitangent = {0, 1, 0};
+  // An orthographic camera one unit above the plane, looking down.
+  c.rayorigin = {c.uvw.x, c.uvw.y, 1};
+  c.rayorigindx = {c.uvwdx.x, c.uvwdx.y, 1};
+  c.rayorigindy = {c.uvwdy.x, c.uvwdy.y, 1};
+  c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, 0, -1};
+  c.raymindistance = 0;
+  c.pixelx = x;
+  c.pixely = y;
+  c.subpixelx = 0.5;
+  c.subpixely = 0.5;
+  c.time = s.time;
+  c.framerate = s.fps;
+  c.searchpaths = &s.searchPaths;
+  c.messagesink = s.messages;
+  return c;
+}
+
+Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
+  if (settings.width < 1 || settings.height < 1)
+    return Result::Fail(errors::kIllegalArgument, "the image size must be at least 1x1");
+  const DataType& type = *material.mainOutput().type;
+  if (!Renderable(type))
+    return Result::Fail(errors::kIllegalArgument,
+                        "the output " + material.mainOutput().id + " is a " + type.id.str() + ", which has no colour");
+  if (!material.prepared())
+    TESSAROC_RETURN_IF_FAILED(material.Prepare(PixelContext(settings.width / 2, settings.height / 2, settings)));
+
+  out.width = settings.width;
+  out.height = settings.height;
+  out.channels = 4;
+  out.pixels.assign(static_cast<size_t>(settings.width) * settings.height * 4, 0.0f);
+
+  const int tilesX = (settings.width + kTile - 1) / kTile;
+  const int tilesY = (settings.height + kTile - 1) / kTile;
+  const int tiles = tilesX * tilesY;
+  std::atomic<int> done{0};
+  std::atomic<bool> failed{false};
+  std::mutex errorMutex;
+  Result firstError;
+  std::mutex progressMutex;
+
+  tbb::enumerable_thread_specific<std::unique_ptr<PlanInstance>> evaluators;
+  auto renderTile = [&](int tile) {
+    if (failed.load(std::memory_order_relaxed)) return;
+    std::unique_ptr<PlanInstance>& ev = evaluators.local();
+    if (!ev) {
+      Result r = material.NewEvaluator(ev);
+      if (r.failed()) {
+        std::lock_guard<std::mutex> lock(errorMutex);
+        if (firstError.ok()) firstError = r;
+        failed = true;
+        return;
+      }
+    }
+    const int x0 = (tile % tilesX) * kTile, y0 = (tile / tilesX) * kTile;
+    const int x1 = std::min(x0 + kTile, settings.width), y1 = std::min(y0 + kTile, settings.height);
+    for (int y = y0; y < y1; ++y)
+      for (int x = x0; x < x1; ++x) {
+        Result r = ev->Evaluate(PixelContext(x, y, settings));
+        if (r.failed()) {
+          std::lock_guard<std::mutex> lock(errorMutex);
+          if (firstError.ok())
+            firstError = Result::Fail(r.id(), "pixel (" + std::to_string(x) + ", " + std::to_string(y) + "): " +
+                                                  std::string(r.message()));
+          failed = true;
+          return;
+        }
+        ToPixel(type, ev->Output().value, &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4]);
+      }
+    const int n = done.fetch_add(1) + 1;
+    if (settings.progress) {
+      std::lock_guard<std::mutex> lock(progressMutex);
+      settings.progress(static_cast<double>(n) / tiles);
+    }
+  };
+
+  const int threads = settings.threads > 0 ? settings.threads : tbb::this_task_arena::max_concurrency();
+  tbb::task_arena arena(threads);
+  arena.execute([&] {
+    tbb::parallel_for(tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& r) {
+      for (int t = r.begin(); t < r.end(); ++t) renderTile(t);
+    });
+  });
+  return firstError;
+}
+
+}  // namespace tessaroc::graph

@@ -1,0 +1,74 @@
+#include "host/imageio/image_writer.h"
+
+#include <OpenImageIO/imageio.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <filesystem>
+
+namespace tessaroc::host {
+
+namespace {
+std::string Extension(const std::string& path) {
+  std::string ext = std::filesystem::path(path).extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ext;
+}
+
+float DecodeSrgb(float v) { return v <= 0.04045f ? v / 12.92f : std::pow((v + 0.055f) / 1.055f, 2.4f); }
+}  // namespace
+
+bool WritesEightBit(const std::string& path) {
+  const std::string ext = Extension(path);
+  return ext == ".png" || ext == ".jpg" || ext == ".jpeg" || ext == ".bmp" || ext == ".tga" || ext == ".webp" ||
+         ext == ".gif";
+}
+
+float EncodeSrgb(float v) {
+  if (!(v > 0.0f)) return 0.0f;
+  if (v >= 1.0f) return 1.0f;
+  return v <= 0.0031308f ? v * 12.92f : 1.055f * std::pow(v, 1.0f / 2.4f) - 0.055f;
+}
+
+Result WriteImage(const std::string& path, const Image& image) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return Result::Fail(errors::kIo, path + ": no writer for this file type (" + OIIO::geterror() + ")");
+  const bool eight = WritesEightBit(path);
+  int channels = image.channels;
+  const std::string ext = Extension(path);
+  if (ext == ".jpg" || ext == ".jpeg") channels = std::min(channels, 3);  // JPEG has no alpha
+  OIIO::ImageSpec spec(image.width, image.height, channels, eight ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT);
+  spec.attribute("oiio:ColorSpace", eight ? "sRGB" : "Linear");
+  if (!out->open(path, spec)) return Result::Fail(errors::kIo, path + ": " + out->geterror());
+  std::vector<float> data(static_cast<size_t>(image.width) * image.height * channels);
+  for (size_t p = 0, n = static_cast<size_t>(image.width) * image.height; p < n; ++p)
+    for (int c = 0; c < channels; ++c) {
+      float v = image.pixels[p * image.channels + c];
+      if (eight) v = c < 3 ? EncodeSrgb(v) : std::clamp(v, 0.0f, 1.0f);
+      data[p * channels + c] = v;
+    }
+  // OIIO converts the floats to the file's 8 bits with rounding.
+  if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data()))
+    return Result::Fail(errors::kIo, path + ": " + out->geterror());
+  if (!out->close()) return Result::Fail(errors::kIo, path + ": " + out->geterror());
+  return Result::Ok();
+}
+
+Result ReadImage(const std::string& path, Image& out) {
+  auto in = OIIO::ImageInput::open(path);
+  if (!in) return Result::Fail(errors::kIo, path + ": " + OIIO::geterror());
+  const OIIO::ImageSpec& spec = in->spec();
+  out.width = spec.width;
+  out.height = spec.height;
+  out.channels = spec.nchannels;
+  out.pixels.resize(static_cast<size_t>(spec.width) * spec.height * spec.nchannels);
+  if (!in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, out.pixels.data()))
+    return Result::Fail(errors::kIo, path + ": " + in->geterror());
+  if (spec.format == OIIO::TypeDesc::UINT8)
+    for (size_t i = 0; i < out.pixels.size(); ++i)
+      if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = DecodeSrgb(out.pixels[i]);
+  return Result::Ok();
+}
+
+}  // namespace tessaroc::host
