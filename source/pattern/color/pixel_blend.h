@@ -166,7 +166,8 @@ class BlendPixelHandlerRef {
   const BlendPixelHandler* get() const { return handler_; }
   void reset() { *this = BlendPixelHandlerRef(); }
 
-  // One pixel of the rgba f64 layout. The destination may be the background.
+  // One pixel of the rgba f64 layout; the reference must hold a handler. The
+  // destination may be the background.
   Result Blend(ColorA& destination, const ColorA& background, const ColorA& foreground) const {
     return handler_->Blend({&destination, 0}, {&background, 0}, {&foreground, 0}, 1);
   }
