@@ -1,10 +1,12 @@
 #include "pattern/catalogue.h"
 
 #include "pattern/color/bias_node.h"
+#include "pattern/color/blend_node.h"
 #include "pattern/color/colortemperature_node.h"
 #include "pattern/color/contrast_node.h"
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"
+#include "pattern/color/layer_node.h"
 #include "pattern/color/premultiply_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
@@ -14,10 +16,12 @@ namespace tessaroc::pattern {
 namespace {
 constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/bias_node", &RegisterBiasGainNode},
+    {"source/pattern/color/blend_node", &RegisterBlendNode},
     {"source/pattern/color/colortemperature_node", &RegisterColorTemperatureNode},
     {"source/pattern/color/contrast_node", &RegisterContrastNode},
     {"source/pattern/color/exposure_node", &RegisterExposureNode},
     {"source/pattern/color/invert_color_node", &RegisterInvertColorNode},
+    {"source/pattern/color/layer_node", &RegisterLayerNode},
     {"source/pattern/color/premultiply_node", &RegisterPremultiplyNode},
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},

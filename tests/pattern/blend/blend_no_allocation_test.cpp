@@ -1,0 +1,85 @@
+// Once their handlers are made, blend and layer allocate nothing per sample:
+// counted through the global allocation functions of this test binary.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "core/runtime.h"
+#include "host/blend/blend_modes.h"
+#include "pattern/catalogue.h"
+#include "pattern/color/blend_node.h"
+#include "pattern/color/layer_node.h"
+#include "test_nodes.h"
+
+namespace {
+std::atomic<long> gAllocations{0};
+}
+
+void* operator new(std::size_t n) {
+  gAllocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+  gAllocations.fetch_add(1, std::memory_order_relaxed);
+  return std::malloc(n ? n : 1);
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace tessaroc {
+namespace {
+
+TEST(BlendNoAllocation, PrimedBlendAndLayerAllocateNothingPerSample) {
+  ASSERT_TRUE(host::InstallBlendModes().ok());
+  CoreNodeRegistry registry;
+  ASSERT_TRUE(pattern::RegisterCatalogue(registry).ok());
+  ASSERT_TRUE(testing::RegisterTestNodes(registry).ok());
+
+  // uvw colour -> blend (screen) -> layer 0 (multiply) over layer 1 (over).
+  const MicroNodeGroup *uvwGroup = nullptr, *blendGroup = nullptr, *layerGroup = nullptr;
+  const int64_t two[] = {2, 2, 2, 2};
+  ASSERT_TRUE(registry.GetGroup(testing::kUvwColorNode, uvwGroup).ok());
+  ASSERT_TRUE(registry.GetGroup(pattern::kBlendId, blendGroup).ok());
+  ASSERT_TRUE(registry.GetGroup(pattern::kLayerId, two, layerGroup).ok());
+  Plan plan;
+  NodeRef uvw, blend, layer;
+  ASSERT_TRUE(plan.AddNode(uvwGroup, "uvw", uvw).ok());
+  ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
+  ASSERT_TRUE(plan.AddNode(layerGroup, "layer", layer).ok());
+  ASSERT_TRUE(plan.BindContext(uvw, "context").ok());
+  ASSERT_TRUE(plan.Link(blend, "background", uvw, "result").ok());
+  ASSERT_TRUE(plan.Set(blend, "foreground", ColorA{0.3, 0.6, 0.9, 0.75}).ok());
+  ASSERT_TRUE(plan.Set(blend, "blendMode", Id("net.zovan.render.blendmode.screen")).ok());
+  ASSERT_TRUE(plan.Set(blend, "alphaHandling", InternedId::Intern("compositing")).ok());
+  ASSERT_TRUE(plan.Set(blend, "maskblend", 1.0).ok());
+  for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) ASSERT_TRUE(plan.Set(blend, m, true).ok());
+  ASSERT_TRUE(plan.Link(layer, "color#0", blend, "result").ok());
+  ASSERT_TRUE(plan.Set(layer, "mode#0", Id("net.zovan.render.blendmode.multiply")).ok());
+  ASSERT_TRUE(plan.Set(layer, "color#1", ColorA{0.5, 0.5, 0.5, 1.0}).ok());
+  ASSERT_TRUE(plan.Set(layer, "mode#1", Id("net.zovan.render.blendmode.over")).ok());
+  for (const char* s : {"strength#0", "strength#1"}) ASSERT_TRUE(plan.Set(layer, s, 0.8).ok());
+  for (const char* a : {"active#0", "active#1"}) ASSERT_TRUE(plan.Set(layer, a, true).ok());
+  ASSERT_TRUE(plan.SetOutput(layer, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+
+  ShadingContext ctx;
+  ASSERT_TRUE(inst->Evaluate(ctx).ok());  // makes the handlers
+  const long before = gAllocations.load();
+  double sum = 0;
+  for (int i = 0; i < 1000; ++i) {
+    ctx.uvw = {i * 0.001, 0.5, 0.25};
+    if (inst->Evaluate(ctx).failed()) break;
+    sum += inst->OutputAs<ColorA>().r;
+  }
+  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_GT(sum, 0.0);
+}
+
+}  // namespace
+}  // namespace tessaroc
