@@ -17,7 +17,7 @@ constexpr int kLogMeta = 1;
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const String& s = ports.In<String>(kString);
-  if (s.GetLength() == 0) return;  // nothing logged, passthrough not written
+  if (s.empty()) return;  // null or no characters: nothing logged, passthrough not written
   // Logged once per evaluation; without a logger the text is dropped.
   if (Logger* logger = DefaultLogger())
     logger->Write(kLogTarget, s.view(), SourceLocation::From(std::source_location::current()), kLogMeta);
