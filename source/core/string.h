@@ -5,8 +5,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "core/result.h"
 
 namespace tessaroc {
 
@@ -48,6 +51,28 @@ class String {
   void MakeUnique();
   // Mutable access after MakeUnique.
   std::string& Mutable();
+
+  // ---- Text operations. Characters are Unicode code points of the UTF-8
+  // text; positions and counts are in characters. Case mapping is ASCII only.
+
+  // The number of characters; 0 for a null handle.
+  int64_t GetLength() const;
+  // Appends `other`, making this handle's text its own first. Fails with the
+  // out-of-memory error and leaves the text as it was.
+  Result Append(const String& other);
+  // The characters from `from` up to but excluding `end`; `end` -1 means the
+  // end of the text. Positions are clamped to the text. A null handle for an
+  // empty part.
+  String GetPart(int64_t from, int64_t end) const;
+  // The same with a character count in place of an end position.
+  String GetPartByCount(int64_t from, int64_t count) const;
+  // A new text with ASCII letters in upper or lower case; null for an empty one.
+  String ToUpper() const;
+  String ToLower() const;
+  // Replaces every occurrence of `search` (left to right, not overlapping) by
+  // `replace`, in this handle's own text. An empty `search` changes nothing.
+  // Fails with the out-of-memory error and leaves the text as it was.
+  Result Replace(const String& search, const String& replace);
 
   friend bool operator==(const String& a, const String& b) { return a.view() == b.view(); }
 

@@ -302,14 +302,22 @@ class DocumentReader {
       gp->SetDataType(t);
       return Result::Ok();
     }
-    std::string why;
-    if (!host::ValueFromJson(v, *port.type, gp->value(), why)) return Fail(path, why);
-    if (port.description && !port.description->values.empty()) {
+    json value = v;
+    if (port.description && !port.description->values.empty() && v.is_string()) {
       const std::string text = v.get<std::string>();
       const auto& values = port.description->values;
-      if (std::find(values.begin(), values.end(), text) == values.end())
-        return Fail(path, "unknown value \"" + text + "\"; valid values are " + Join(values));
+      if (std::find(values.begin(), values.end(), text) == values.end()) {
+        // Values that share a dotted prefix also go by their last part.
+        auto full = std::find_if(values.begin(), values.end(), [&](const std::string& x) {
+          return x.size() > text.size() && x.compare(x.size() - text.size(), text.size(), text) == 0 &&
+                 x[x.size() - text.size() - 1] == '.';
+        });
+        if (full == values.end()) return Fail(path, "unknown value \"" + text + "\"; valid values are " + Join(values));
+        value = *full;
+      }
     }
+    std::string why;
+    if (!host::ValueFromJson(value, *port.type, gp->value(), why)) return Fail(path, why);
     return Result::Ok();
   }
 

@@ -33,7 +33,7 @@ class Material {
   Result Prepare(const ShadingContext& priming = ShadingContext());
   bool prepared() const { return prepared_; }
 
-  // A copy of the primed instance, for one thread.
+  // A copy of the primed instance, for one thread. It must not outlive the material.
   Result NewEvaluator(std::unique_ptr<PlanInstance>& out) const;
 
   // The document's output, and every connectable output of its node.

@@ -163,6 +163,7 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
 
   std::string second = text;
   second.replace(second.find(R"("link": "call.result")"), 21, R"("link": "call2.result")");
+  ev.reset();  // an evaluator does not outlive its material
   ASSERT_TRUE(Compile(second, &m).ok());
   ASSERT_TRUE(m->Prepare().ok());
   ASSERT_TRUE(m->NewEvaluator(ev).ok());

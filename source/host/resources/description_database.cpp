@@ -58,7 +58,7 @@ struct Reader {
   bool Port(const json& j, const std::string& path, const AssetDescription& asset, PortDescription& p) {
     if (!j.is_object()) return Fail(path, "expected an object");
     static const std::set<std::string> known = {"id", "direction", "type", "default", "values", "to", "from",
-                                                "group", "label", "doc", "hidden", "array"};
+                                                "group", "label", "doc", "hidden", "array", "elements"};
     for (auto it = j.begin(); it != j.end(); ++it)
       if (!known.count(it.key())) return Fail(path + "/" + it.key(), "unknown field");
     if (!String(j, "id", path, p.id, true)) return false;
@@ -99,8 +99,12 @@ struct Reader {
       p.targets.push_back(t);
     } else {
       if (j.contains("from")) return Fail(path + "/from", "inputs use \"to\"");
-      if (auto it = j.find("to"); it != j.end()) {
-        if (!it->is_array() || it->empty()) return Fail(path + "/to", "expected a list of instance.port");
+      if (auto it = j.find("to"); it != j.end() && it->is_string()) {
+        PortTarget t;
+        if (!Target(it->get<std::string>(), path + "/to", t)) return false;
+        p.targets.push_back(t);
+      } else if (it != j.end()) {
+        if (!it->is_array() || it->empty()) return Fail(path + "/to", "expected instance.port or a list of them");
         for (size_t i = 0; i < it->size(); ++i) {
           const std::string tp = path + "/to/" + std::to_string(i);
           if (!(*it)[i].is_string()) return Fail(tp, "expected text");
@@ -117,24 +121,25 @@ struct Reader {
           if (*it != "context") return Fail(path + "/default", "a context port's default is \"context\"");
           p.defaultIsContext = true;
         } else if (p.array) {
-          if (!it->is_array()) return Fail(path + "/default", "an array port's default is a list");
-          // The default elements; the first also stands for elements a
-          // document adds beyond them.
-          for (size_t k = 0; k < it->size(); ++k) {
-            std::string why;
-            Data element;
-            if (!ValueFromJson((*it)[k], *p.type, element, why))
-              return Fail(path + "/default/" + std::to_string(k), why);
-            p.arrayDefaults.push_back(element);
-          }
-          if (!p.arrayDefaults.empty()) p.defaultValue = p.arrayDefaults.front();
-          p.hasDefault = !it->empty();
+          // An array port's default is the default of each element.
+          std::string why;
+          if (!ValueFromJson(*it, *p.type, p.defaultValue, why)) return Fail(path + "/default", why);
         } else {
           std::string why;
           if (!ValueFromJson(*it, *p.type, p.defaultValue, why)) return Fail(path + "/default", why);
           if (!p.values.empty() && std::find(p.values.begin(), p.values.end(), it->get<std::string>()) == p.values.end())
             return Fail(path + "/default", "\"" + it->get<std::string>() + "\" is not one of its values");
         }
+      }
+    }
+    if (auto it = j.find("elements"); it != j.end()) {
+      if (!p.array) return Fail(path + "/elements", "only array ports have default elements");
+      if (!it->is_array()) return Fail(path + "/elements", "expected a list of element values");
+      for (size_t k = 0; k < it->size(); ++k) {
+        std::string why;
+        Data element;
+        if (!ValueFromJson((*it)[k], *p.type, element, why)) return Fail(path + "/elements/" + std::to_string(k), why);
+        p.arrayDefaults.push_back(element);
       }
     }
     for (const PortTarget& t : p.targets)

@@ -27,8 +27,8 @@ struct PortDescription {
   std::string typeName;
   bool hasDefault = false;
   bool defaultIsContext = false;  // "context": an unconnected input reads the node's context
-  Data defaultValue;                 // an array port: its first element's default
-  std::vector<Data> arrayDefaults;   // an array port: the default elements
+  Data defaultValue;                 // an array port: each element's default
+  std::vector<Data> arrayDefaults;   // an array port: the elements a document that gives none gets
   std::vector<std::string> values;  // enumeration values
   std::vector<PortTarget> targets;  // inputs: core ports fed; outputs: the one core port read
   std::string group, label, doc;

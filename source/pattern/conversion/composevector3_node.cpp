@@ -1,0 +1,27 @@
+#include "pattern/conversion/composevector3_node.h"
+
+#include "core/data_types.h"
+#include "core/node_decl.h"
+#include "pattern/conversion/compose_batch.h"
+
+namespace tessaroc::pattern {
+
+namespace {
+
+constexpr PortDecl kPorts[] = {
+    {"x", PortDir::kIn, &kFloat64Type},
+    {"y", PortDir::kIn, &kFloat64Type},
+    {"z", PortDir::kIn, &kFloat64Type},
+    {"result", PortDir::kOut, &kVectorType},
+};
+constexpr AccessDecl kAccess[] = {{0, "x"}, {1, "y"}, {2, "z"}, {3, "result"}};
+static_assert(AccessInOrder(kAccess));
+constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ComposeBatchKernel<Vector, 3>, MicroNode::BATCH}};
+constexpr CoreNodeDecl kNode{kComposeVector3Id, "source/pattern/conversion/composevector3_node", true, kPorts,
+                             kMicro};
+
+}  // namespace
+
+Result RegisterComposeVector3Node(CoreNodeRegistry& registry) { return RegisterDeclaredNode<kNode>(registry); }
+
+}  // namespace tessaroc::pattern

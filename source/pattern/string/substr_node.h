@@ -1,0 +1,12 @@
+// Substring: `count` characters from `start`, clamped to the string.
+#pragma once
+
+#include "core/registry.h"
+
+namespace tessaroc::pattern {
+
+inline constexpr const char* kSubstrId = "net.zovan.pattern.corenode.string.substr";
+
+Result RegisterSubstrNode(CoreNodeRegistry& registry);
+
+}  // namespace tessaroc::pattern

@@ -1,0 +1,256 @@
+// The conversion nodes: float/colour/vector glue, its mode tables and the
+// outputs some cases leave unwritten; the composevector batch kernels.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "../color/node_runner.h"
+#include "pattern/conversion/colortofloat_node.h"
+#include "pattern/conversion/composecolor_node.h"
+#include "pattern/conversion/composecolora_node.h"
+#include "pattern/conversion/composevector2_node.h"
+#include "pattern/conversion/composevector3_node.h"
+#include "pattern/conversion/composevector4_node.h"
+#include "pattern/conversion/degrees_node.h"
+#include "pattern/conversion/splitcolorcomponents_node.h"
+#include "pattern/conversion/splitvectorcomponents_node.h"
+#include "pattern/conversion/vectortofloat_node.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+using testing::CatalogueRegistry;
+using testing::MakeRunner;
+using testing::SetEnum;
+
+double ColorToFloatNode(const ColorA& c, const char* mode, bool useAlpha) {
+  auto run = MakeRunner(kColorToFloatId);
+  EXPECT_TRUE(run->Set("color", c).ok());
+  SetEnum(*run, "mode", mode);
+  EXPECT_TRUE(run->Set("useAlpha", useAlpha).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<double>("result");
+}
+
+TEST(ColorToFloat, Modes) {
+  const ColorA c{1.0, -2.0, 4.0, 2.0};
+  struct Case {
+    const char* mode;
+    double without, with;
+  };
+  const Case cases[] = {
+      {"red", 1, 1},           {"green", -2, -2},     {"blue", 4, 4},        {"alpha", 2, 2},
+      {"sum", 3, 5},           {"min", -2, -2},       {"max", 4, 4},         {"squaredlength", 21, 25},
+      {"length", std::sqrt(21.0), 5},                 {"average", 3 * 0.3333333333333333, 1.25},
+      {"", 0, 0},              {"Red", 0, 0},         {"x", 0, 0},
+  };
+  for (const Case& k : cases) {
+    EXPECT_EQ(ColorToFloatNode(c, k.mode, false), k.without) << k.mode;
+    EXPECT_EQ(ColorToFloatNode(c, k.mode, true), k.with) << k.mode;
+  }
+  // Alpha only counts for min and max when asked.
+  EXPECT_EQ(ColorToFloatNode({0.5, 0.6, 0.7, 0.1}, "min", false), 0.5);
+  EXPECT_EQ(ColorToFloatNode({0.5, 0.6, 0.7, 0.1}, "min", true), 0.1);
+  EXPECT_EQ(ColorToFloatNode({0.5, 0.6, 0.7, 0.9}, "max", true), 0.9);
+}
+
+TEST(ColorToFloat, LuminanceHasItsOwnWeightsAndIgnoresAlpha) {
+  const ColorA c{0.2, 0.5, 0.8, 7.0};
+  const double want = 0.2125 * 0.2 + 0.7154 * 0.5 + 0.0721 * 0.8;
+  EXPECT_EQ(ColorToFloatNode(c, "luminance", false), want);
+  EXPECT_EQ(ColorToFloatNode(c, "luminance", true), want);
+  EXPECT_NEAR(ColorToFloatNode({1, 1, 1, 0}, "luminance", false), 1.0, 1e-15);
+  // The average is exact for equal channels, with and without alpha.
+  EXPECT_EQ(ColorToFloatNode({1, 1, 1, 1}, "average", false), 1.0);
+  EXPECT_EQ(ColorToFloatNode({1, 1, 1, 1}, "average", true), 1.0);
+}
+
+double VectorToFloatNode(const Vector4d& v, const char* mode) {
+  auto run = MakeRunner(kVectorToFloatId);
+  EXPECT_TRUE(run->Set("vector", v).ok());
+  SetEnum(*run, "mode", mode);
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<double>("result");
+}
+
+TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
+  const Vector4d v{1.0, -2.0, 4.0, 2.0};
+  EXPECT_EQ(VectorToFloatNode(v, "x"), 1.0);
+  EXPECT_EQ(VectorToFloatNode(v, "y"), -2.0);
+  EXPECT_EQ(VectorToFloatNode(v, "z"), 4.0);
+  EXPECT_EQ(VectorToFloatNode(v, "w"), 2.0);
+  EXPECT_EQ(VectorToFloatNode(v, "average"), 1.25);
+  EXPECT_EQ(VectorToFloatNode(v, "sum"), 5.0);
+  EXPECT_EQ(VectorToFloatNode(v, "min"), -2.0);
+  EXPECT_EQ(VectorToFloatNode(v, "max"), 4.0);
+  EXPECT_EQ(VectorToFloatNode(v, "squaredlength"), 25.0);
+  EXPECT_EQ(VectorToFloatNode(v, "length"), 5.0);
+  // luminance is an accepted value with no measure behind it.
+  EXPECT_EQ(VectorToFloatNode(v, "luminance"), 0.0);
+  EXPECT_EQ(VectorToFloatNode(v, ""), 0.0);
+  EXPECT_EQ(VectorToFloatNode(v, "red"), 0.0);
+}
+
+TEST(Compose, ColourAndColourWithAlpha) {
+  auto rgb = MakeRunner(kComposeColorId);
+  ASSERT_TRUE(rgb->Set("red", 0.1).ok());
+  ASSERT_TRUE(rgb->Set("green", 0.2).ok());
+  ASSERT_TRUE(rgb->Set("blue", 0.3).ok());
+  ASSERT_TRUE(rgb->Run().ok());
+  EXPECT_EQ(rgb->Get<Color>("result"), (Color{0.1, 0.2, 0.3}));
+
+  // Unset scalar ports leave the channels of rgb; alpha is used as it is.
+  auto rgba = MakeRunner(kComposeColorAId);
+  ASSERT_TRUE(rgba->Set("rgb", Color{0.4, 0.5, 0.6}).ok());
+  ASSERT_TRUE(rgba->Set("alpha", 0.7).ok());
+  ASSERT_TRUE(rgba->Run().ok());
+  EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.5, 0.6, 0.7}));
+  // A set scalar port takes over its channel, even when it is 0.
+  ASSERT_TRUE(rgba->Set("green", 0.0).ok());
+  ASSERT_TRUE(rgba->Run().ok());
+  EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.0, 0.6, 0.7}));
+  ASSERT_TRUE(rgba->Set("red", 9.0).ok());
+  ASSERT_TRUE(rgba->Set("blue", -1.0).ok());
+  ASSERT_TRUE(rgba->Run().ok());
+  EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{9.0, 0.0, -1.0, 0.7}));
+}
+
+TEST(ConvertDegrees, BothWaysAndUnknownModeLeavesResult) {
+  auto run = MakeRunner(kConvertDegreesId);
+  ASSERT_TRUE(run->Set("value", 180.0).ok());
+  SetEnum(*run, "mode", "degtorad");
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_NEAR(run->Get<double>("result"), M_PI, 1e-15);
+  ASSERT_TRUE(run->Set("value", M_PI / 2).ok());
+  SetEnum(*run, "mode", "radtodeg");
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
+  // Unknown or empty mode: result keeps what it held.
+  ASSERT_TRUE(run->Set("value", 1234.0).ok());
+  for (const char* mode : {"gradtodeg", ""}) {
+    SetEnum(*run, "mode", mode);
+    ASSERT_TRUE(run->Run().ok());
+    EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
+  }
+}
+
+TEST(SplitComponents, ColourChannelsAndIndex) {
+  auto run = MakeRunner(kSplitColorComponentsId);
+  ASSERT_TRUE(run->Set("color", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
+  ASSERT_TRUE(run->Set<int64_t>("index", 3).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<Color>("rgb"), (Color{0.1, 0.2, 0.3}));
+  EXPECT_EQ(run->Get<double>("r"), 0.1);
+  EXPECT_EQ(run->Get<double>("g"), 0.2);
+  EXPECT_EQ(run->Get<double>("b"), 0.3);
+  EXPECT_EQ(run->Get<double>("a"), 0.4);
+  EXPECT_EQ(run->Get<double>("indexedComponent"), 0.4);
+  // Out of range (negative included): the other outputs are written,
+  // indexedComponent keeps its value.
+  for (int64_t index : {int64_t{-1}, int64_t{4}, INT64_MIN}) {
+    ASSERT_TRUE(run->Set("color", ColorA{0.5, 0.6, 0.7, 0.8}).ok());
+    ASSERT_TRUE(run->Set<int64_t>("index", index).ok());
+    ASSERT_TRUE(run->Run().ok());
+    EXPECT_EQ(run->Get<double>("r"), 0.5);
+    EXPECT_EQ(run->Get<double>("a"), 0.8);
+    EXPECT_EQ(run->Get<double>("indexedComponent"), 0.4) << index;
+  }
+  ASSERT_TRUE(run->Set<int64_t>("index", 0).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<double>("indexedComponent"), 0.5);
+}
+
+TEST(SplitComponents, VectorPartsAndIndex) {
+  auto run = MakeRunner(kSplitVectorComponentsId);
+  ASSERT_TRUE(run->Set("vector", Vector4d{1, 2, 3, 4}).ok());
+  ASSERT_TRUE(run->Set<int64_t>("index", 2).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<Vector>("xyz"), (Vector{1, 2, 3}));
+  EXPECT_EQ(run->Get<Vector2d>("xy"), (Vector2d{1, 2}));
+  EXPECT_EQ(run->Get<double>("x"), 1.0);
+  EXPECT_EQ(run->Get<double>("y"), 2.0);
+  EXPECT_EQ(run->Get<double>("z"), 3.0);
+  EXPECT_EQ(run->Get<double>("w"), 4.0);
+  EXPECT_EQ(run->Get<double>("indexedComponent"), 3.0);
+  ASSERT_TRUE(run->Set("vector", Vector4d{5, 6, 7, 8}).ok());
+  ASSERT_TRUE(run->Set<int64_t>("index", -1).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<double>("w"), 8.0);
+  EXPECT_EQ(run->Get<double>("indexedComponent"), 3.0);
+}
+
+// ---- the batch kernels
+
+const MicroNodeGroup& Group(const char* id) {
+  const MicroNodeGroup* g = nullptr;
+  EXPECT_TRUE(CatalogueRegistry().GetGroup(id, g).ok());
+  return *g;
+}
+
+TEST(ComposeVectorBatch, DeclaredAsBatchKernels) {
+  for (const char* id : {kComposeVector2Id, kComposeVector3Id, kComposeVector4Id})
+    EXPECT_EQ(Group(id).microNodes()[0].impl->kind, MicroNode::BATCH) << id;
+  EXPECT_EQ(Group(kComposeColorId).microNodes()[0].impl->kind, MicroNode::BASIC);
+}
+
+TEST(ComposeVectorBatch, StridedRange) {
+  // x and w from an interleaved record, y from a plain array, z a single
+  // value with stride 0; the output every other slot of a padded array.
+  struct Record {
+    double x, pad, w;
+  };
+  const Record rec[3] = {{1, -1, 10}, {2, -1, 20}, {3, -1, 30}};
+  const double ys[3] = {4, 5, 6};
+  const double z = 7;
+  Vector4d out[6] = {};
+  const BatchBinding bind[] = {{const_cast<double*>(&rec[0].x), sizeof(Record)},
+                               {const_cast<double*>(ys), sizeof(double)},
+                               {const_cast<double*>(&z), 0},
+                               {const_cast<double*>(&rec[0].w), sizeof(Record)},
+                               {out, 2 * sizeof(Vector4d)}};
+  ASSERT_TRUE(RunBatch(Group(kComposeVector4Id), 0, bind, 3).ok());
+  EXPECT_EQ(out[0], (Vector4d{1, 4, 7, 10}));
+  EXPECT_EQ(out[2], (Vector4d{2, 5, 7, 20}));
+  EXPECT_EQ(out[4], (Vector4d{3, 6, 7, 30}));
+  for (int i : {1, 3, 5}) EXPECT_EQ(out[i], (Vector4d{})) << i;
+
+  Vector v3[2] = {};
+  const BatchBinding bind3[] = {{const_cast<double*>(ys), sizeof(double)},
+                                {const_cast<double*>(&z), 0},
+                                {const_cast<double*>(ys), sizeof(double)},
+                                {v3, sizeof(Vector)}};
+  ASSERT_TRUE(RunBatch(Group(kComposeVector3Id), 0, bind3, 2).ok());
+  EXPECT_EQ(v3[0], (Vector{4, 7, 4}));
+  EXPECT_EQ(v3[1], (Vector{5, 7, 5}));
+
+  Vector2d v2[2] = {};
+  const BatchBinding bind2[] = {{const_cast<double*>(&z), 0}, {const_cast<double*>(ys), sizeof(double)},
+                                {v2, sizeof(Vector2d)}};
+  ASSERT_TRUE(RunBatch(Group(kComposeVector2Id), 0, bind2, 2).ok());
+  EXPECT_EQ(v2[0], (Vector2d{7, 4}));
+  EXPECT_EQ(v2[1], (Vector2d{7, 5}));
+}
+
+TEST(ComposeVectorBatch, EmptyRangeWritesNothing) {
+  const double x = 1, y = 2, z = 3;
+  Vector sentinel{-9, -9, -9};
+  const BatchBinding bind[] = {{const_cast<double*>(&x), 0},
+                               {const_cast<double*>(&y), 0},
+                               {const_cast<double*>(&z), 0},
+                               {&sentinel, sizeof(Vector)}};
+  ASSERT_TRUE(RunBatch(Group(kComposeVector3Id), 0, bind, 0).ok());
+  EXPECT_EQ(sentinel, (Vector{-9, -9, -9}));
+}
+
+TEST(ComposeVectorBatch, InAPlanItIsOneEvaluation) {
+  auto run = MakeRunner(kComposeVector3Id);
+  ASSERT_TRUE(run->Set("x", 1.5).ok());
+  ASSERT_TRUE(run->Set("y", -2.5).ok());
+  ASSERT_TRUE(run->Set("z", 3.5).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<Vector>("result"), (Vector{1.5, -2.5, 3.5}));
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern

@@ -1,0 +1,273 @@
+// blackbody and thin film: the CIE tables they integrate against, the
+// blackbody curve, the thin film's bins and its reflectance.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "../color/node_runner.h"
+#include "pattern/color/color_math.h"
+#include "pattern/generator/blackbody_node.h"
+#include "pattern/generator/cie1931_tables.h"
+#include "pattern/generator/thinfilm_node.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+using testing::CatalogueRegistry;
+using testing::ColorNear;
+using testing::MakeRunner;
+
+TEST(CieTables, PublishedRowsAreInPlace) {
+  const CieRow5nm& first = kCie1931_5nm[0];
+  EXPECT_EQ(first.x, 0.0014);
+  EXPECT_EQ(first.y, 0.0);
+  EXPECT_EQ(first.z, 0.0065);
+  EXPECT_EQ(kCie1931_5nm[1].x, 0.0022);
+  EXPECT_EQ(kCie1931_5nm[1].y, 0.0001);
+  EXPECT_EQ(kCie1931_5nm[1].z, 0.0105);
+  EXPECT_EQ(kCie1931_5nm[79].x, 0.0001);  // 775 nm: y and z round to zero
+  EXPECT_EQ(kCie1931_5nm[79].y + kCie1931_5nm[79].z, 0.0);
+  EXPECT_EQ(kCie1931_5nm[80].x + kCie1931_5nm[80].y + kCie1931_5nm[80].z, 0.0);
+  // The peak of ȳ is 1 at 555 nm in both tables.
+  EXPECT_EQ(kCie1931_5nm[35].y, 1.0);
+  EXPECT_EQ(kCie1931_1nmY[195], 1.0f);
+
+  EXPECT_EQ(kCie1931_1nmWavelength[0], 360.0f);
+  EXPECT_EQ(kCie1931_1nmWavelength[470], 830.0f);
+  EXPECT_EQ(static_cast<double>(kCie1931_1nmX[0]), 0.00012989999959245324);
+  EXPECT_EQ(static_cast<double>(kCie1931_1nmY[0]), 3.916999958164524e-06);
+  EXPECT_EQ(static_cast<double>(kCie1931_1nmZ[0]), 0.0006061000167392194);
+  EXPECT_EQ(static_cast<double>(kCie1931_1nmX[470]), 1.2511410432125558e-06);
+  EXPECT_EQ(static_cast<double>(kCie1931_1nmY[470]), 4.518099956385413e-07);
+  EXPECT_EQ(kCie1931_1nmZ[470], 0.0f);
+  for (size_t i = 1; i < kCie1931_1nmCount; ++i)
+    ASSERT_EQ(kCie1931_1nmWavelength[i] - kCie1931_1nmWavelength[i - 1], 1.0f);
+}
+
+// ---- blackbody
+
+TEST(Blackbody, LargestOfXyzIsExactlyOne) {
+  for (double t : {10.0, 30.0, 60.0, 100.0, 200.0, 1000.0}) {
+    const BlackbodyXyz xyz = BlackbodyToXyz(t);
+    EXPECT_EQ(std::max(std::max(xyz.x, xyz.y), xyz.z), 1.0) << t;
+  }
+}
+
+TEST(Blackbody, HotIsBlueAndCoolIsRed) {
+  const Color cool = BlackbodyColor(30.0);  // about 1720 K
+  const Color hot = BlackbodyColor(200.0);  // about 11460 K
+  EXPECT_GT(cool.r, cool.b);
+  EXPECT_GT(hot.b, hot.r);
+  // Hotter is always bluer: b / r rises with temperature.
+  double last = -1.0;
+  for (double t = 20.0; t <= 400.0; t += 20.0) {
+    const Color c = BlackbodyColor(t);
+    EXPECT_GT(c.b / c.r, last) << t;
+    last = c.b / c.r;
+  }
+}
+
+TEST(Blackbody, MatchesAnIndependentIntegration) {
+  // python3 over the 5 nm four-decimal CSV: T = 100 * 57.29577951308232,
+  // M = 3.7417748794402714e29 / lambda^5 / exp(14387686.6 / (lambda T) - 1),
+  // halved at both ends, normalised to the largest, through the XYZ matrix.
+  auto run = MakeRunner(kBlackbodyId);
+  ASSERT_TRUE(run->Set("temperature", 100.0).ok());
+  ASSERT_TRUE(run->Run().ok());
+  const Color c = run->Get<Color>("result");
+  EXPECT_NEAR(c.r, 1.1030273140957385, 1e-12);
+  EXPECT_NEAR(c.g, 0.9715039866466926, 1e-12);
+  EXPECT_NEAR(c.b, 0.908074889322972, 1e-12);
+  // Out of gamut at the cool end: negative blue, not clamped.
+  EXPECT_NEAR(BlackbodyColor(30.0).b, -0.02398855086591936, 1e-12);
+}
+
+TEST(Blackbody, ZeroTemperatureIsNaN) {
+  const Color c = BlackbodyColor(0.0);
+  EXPECT_TRUE(std::isnan(c.r) && std::isnan(c.g) && std::isnan(c.b));
+}
+
+// ---- thin film: the spectrum average and the bins
+
+float AverageY(float s, float e) {
+  return SpectrumAverage(kCie1931_1nmWavelength, kCie1931_1nmY, kCie1931_1nmCount, s, e);
+}
+
+TEST(ThinFilmPre, SpectrumAverageIntegratesTheTable) {
+  // python3: trapezoids of the 1 nm ȳ (as 32-bit floats) divided by the width.
+  EXPECT_NEAR(AverageY(500, 600), 0.8097546362876892, 1e-6);
+  EXPECT_NEAR(AverageY(400, 700), 0.3559797579252821, 1e-6);
+  EXPECT_NEAR(SpectrumAverage(kCie1931_1nmWavelength, kCie1931_1nmX, kCie1931_1nmCount, 400, 500),
+              0.1773728305241093, 1e-6);
+  // Inside one 1 nm step the curve is linear: the average is its value at the middle.
+  EXPECT_NEAR(AverageY(555.25, 555.75), (1.0f + kCie1931_1nmY[196]) * 0.5f, 1e-6);
+  // Outside the table the end values hold; across its start they extend.
+  EXPECT_EQ(AverageY(300, 350), kCie1931_1nmY[0]);
+  EXPECT_EQ(AverageY(900, 950), kCie1931_1nmY[470]);
+  EXPECT_NEAR(AverageY(355, 365), 4.608956601259706e-06, 1e-12);
+}
+
+TEST(ThinFilmPre, BinsCoverFourToSevenHundred) {
+  ThinFilmInit init;
+  ASSERT_TRUE(FillThinFilmInit(3, init).ok());
+  ASSERT_EQ(init.count, 3);
+  ASSERT_EQ(init.samples.size(), 3u);
+  EXPECT_EQ(init.step, 1.0f / 3.0f);
+  EXPECT_EQ(init.scale, (1.0f / 3.0f * 300.0f) / 106.85689544677734f);
+  const float edges[] = {400, 500, 600, 700};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_NEAR(init.samples[i][1], AverageY(edges[i], edges[i + 1]), 1e-6) << i;
+    EXPECT_NEAR(init.samples[i][0],
+                SpectrumAverage(kCie1931_1nmWavelength, kCie1931_1nmX, kCie1931_1nmCount, edges[i], edges[i + 1]),
+                1e-6);
+  }
+  EXPECT_NEAR(init.samples[1][1], 0.8097546362876892, 1e-6);
+}
+
+TEST(ThinFilmPre, ZeroOrNegativeSamplesMakeOneBin) {
+  for (int64_t n : {0, -5}) {
+    ThinFilmInit init;
+    ASSERT_TRUE(FillThinFilmInit(n, init).ok());
+    ASSERT_EQ(init.count, 1);
+    EXPECT_EQ(init.step, 1.0f);
+    EXPECT_NEAR(init.samples[0][1], 0.3559797579252821, 1e-6);
+  }
+}
+
+TEST(ThinFilmPre, UnchangedCountKeepsTheTableAndAChangeRefillsIt) {
+  ThinFilmInit init;
+  ASSERT_TRUE(FillThinFilmInit(32, init).ok());
+  const auto* data = init.samples.data();
+  ASSERT_TRUE(FillThinFilmInit(32, init).ok());
+  EXPECT_EQ(init.samples.data(), data);
+  ASSERT_TRUE(FillThinFilmInit(81, init).ok());
+  EXPECT_EQ(init.count, 81);
+  EXPECT_EQ(init.samples.size(), 81u);
+}
+
+// ---- thin film per sample
+
+ShadingContext FacingContext() {
+  ShadingContext ctx;
+  ctx.shadingnormal = {0, 0, 1};
+  ctx.geometricnormal = {0, 0, 1};
+  ctx.raydirection = {0, 0, -1};
+  return ctx;
+}
+
+ThinFilmInit Bins(int64_t n) {
+  ThinFilmInit init;
+  EXPECT_TRUE(FillThinFilmInit(n, init).ok());
+  return init;
+}
+
+TEST(ThinFilm, QuarterWaveAtNormalIncidenceMatchesTheClosedForm) {
+  // One bin, read at its start (400 nm). With eta 1.5 and thickness
+  // 400 / (4 * 1.5) the round trip is half a wave: the two reflections add to
+  // R = 4 r^2 / (1 + r^2)^2 with r = (eta - 1) / (eta + 1) = 0.2, the exact
+  // single-film reflectance at that point. Y is R times the bin's ȳ average
+  // times 300 / 106.85689544677734 (python3: 0.14784182326343667).
+  const ThinFilmInit init = Bins(1);
+  const ColorA c = ThinFilmColor(FacingContext(), {1.5, 400.0 / 6.0, 0.0}, init);
+  const Xyz xyz = RgbToXyz(c.r, c.g, c.b);
+  EXPECT_NEAR(xyz.y, 0.14784182326343667, 2e-6);
+  EXPECT_EQ(c.a, 1.0);
+  // Half a wave thicker the reflections cancel: black.
+  const ColorA dark = ThinFilmColor(FacingContext(), {1.5, 400.0 / 3.0, 0.0}, init);
+  EXPECT_NEAR(dark.r, 0.0, 1e-6);
+  EXPECT_NEAR(dark.g, 0.0, 1e-6);
+  EXPECT_NEAR(dark.b, 0.0, 1e-6);
+}
+
+TEST(ThinFilm, NormalIncidenceSumMatchesAnIndependentComputation) {
+  // At normal incidence a film in air has r = (eta - 1) / (eta + 1) at both
+  // faces with opposite signs, and the averaged real-part sum reduces to
+  // R = r^2 (1 - k)^2 / (1 - r^2 k)^2 with k = cos(4 pi d eta / lambda), lambda
+  // the start of each bin. python3, in doubles, with the bin averages of the
+  // 1 nm table (as 32-bit floats) over 81 bins, eta 1.33, d 420 nm, times the
+  // scale (300 / 81) / 106.85689544677734:
+  const double kX = 0.015774264626073176, kY = 0.006139702576747972, kZ = 0.0596920912535696;
+  const ColorA c = ThinFilmColor(FacingContext(), {1.33, 420.0, 0.0}, Bins(81));
+  const Xyz xyz = RgbToXyz(c.r, c.g, c.b);
+  // 32-bit arithmetic in the node: a few parts in a million.
+  EXPECT_NEAR(xyz.x, kX, 2e-6);
+  EXPECT_NEAR(xyz.y, kY, 2e-6);
+  EXPECT_NEAR(xyz.z, kZ, 2e-6);
+}
+
+TEST(ThinFilm, InvalidUvwAndTotalInternalReflection) {
+  const ThinFilmInit init = Bins(32);
+  ShadingContext ctx = FacingContext();
+  ctx.uvwvalid = 0;
+  EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.5, 300, 0}, init), {0, 0, 0, 0}, 0));
+  // From the dense side (eta 0.5) at 60 degrees from the normal.
+  ShadingContext grazing = FacingContext();
+  grazing.raydirection = {std::sqrt(0.75), 0, -0.5};
+  EXPECT_TRUE(ColorNear(ThinFilmColor(grazing, {0.5, 300, 0}, init), {1, 1, 1, 1}, 0));
+  // Below the critical angle the same film is coloured, not white.
+  grazing.raydirection = {0.3, 0, -std::sqrt(1 - 0.09)};
+  const ColorA below = ThinFilmColor(grazing, {0.5, 300, 0}, init);
+  EXPECT_LT(below.g, 0.9);
+}
+
+TEST(ThinFilm, ThicknessAndFacing) {
+  const ThinFilmInit init = Bins(32);
+  const ShadingContext ctx = FacingContext();
+  // Thickness plus variation below 1 acts as 1.
+  EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.4, 0.2, 0.3}, init), ThinFilmColor(ctx, {1.4, 1.0, 0.0}, init), 0));
+  EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.4, -50.0, 0.0}, init), ThinFilmColor(ctx, {1.4, 1.0, 0.0}, init), 0));
+  // Variation adds to the thickness.
+  EXPECT_TRUE(
+      ColorNear(ThinFilmColor(ctx, {1.4, 250.0, 100.0}, init), ThinFilmColor(ctx, {1.4, 350.0, 0.0}, init), 0));
+  // A back face (geometric normal along the ray) is turned to face the ray.
+  ShadingContext back = ctx;
+  back.raydirection = {0, 0, 1};
+  back.geometricnormal = {0, 0, 1};
+  back.shadingnormal = {0, 0, -1};
+  ShadingContext front = ctx;
+  front.raydirection = {0, 0, 1};
+  front.geometricnormal = {0, 0, -1};
+  front.shadingnormal = {0, 0, 1};
+  EXPECT_TRUE(ColorNear(ThinFilmColor(back, {1.4, 350.0, 0.0}, init), ThinFilmColor(ctx, {1.4, 350.0, 0.0}, init), 0));
+  // Different thicknesses give different colours (the interference moves).
+  const ColorA a = ThinFilmColor(ctx, {1.4, 300.0, 0.0}, init);
+  const ColorA b = ThinFilmColor(ctx, {1.4, 400.0, 0.0}, init);
+  EXPECT_GT(std::fabs(a.r - b.r) + std::fabs(a.g - b.g) + std::fabs(a.b - b.b), 0.01);
+}
+
+TEST(ThinFilm, PreNodeFeedsTheSampleNodeThroughTheRuntime) {
+  const MicroNodeGroup* preGroup = nullptr;
+  const MicroNodeGroup* mainGroup = nullptr;
+  ASSERT_TRUE(CatalogueRegistry().GetGroup(kThinFilmPreId, preGroup).ok());
+  ASSERT_TRUE(CatalogueRegistry().GetGroup(kThinFilmId, mainGroup).ok());
+  Plan plan;
+  NodeRef pre, film;
+  ASSERT_TRUE(plan.AddNode(preGroup, "pre", pre).ok());
+  ASSERT_TRUE(plan.AddNode(mainGroup, "main", film).ok());
+  ASSERT_TRUE(plan.Set<int64_t>(pre, "spectralsamples", 81).ok());
+  ASSERT_TRUE(plan.LinkPreNode(pre, film).ok());
+  ASSERT_TRUE(plan.BindContext(film, "context").ok());
+  ASSERT_TRUE(plan.Set(film, "ior", 1.33).ok());
+  ASSERT_TRUE(plan.Set(film, "thickness", 420.0).ok());
+  ASSERT_TRUE(plan.Set(film, "variation", 15.0).ok());
+  ASSERT_TRUE(plan.SetOutput(film, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  EXPECT_TRUE(plan.IsUniform(pre));
+  EXPECT_FALSE(plan.IsUniform(film));
+
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  const ThinFilmInit& table = inst->Get<ThinFilmInit>(pre, "thinfilminit");
+  ASSERT_EQ(table.count, 81);
+  const auto* data = table.samples.data();
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->Get<ThinFilmInit>(pre, "thinfilminit").samples.data(), data);
+
+  ASSERT_TRUE(inst->Evaluate(FacingContext()).ok());
+  EXPECT_TRUE(ColorNear(inst->OutputAs<ColorA>(), ThinFilmColor(FacingContext(), {1.33, 420.0, 15.0}, Bins(81)), 0));
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern

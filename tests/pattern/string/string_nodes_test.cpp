@@ -1,0 +1,250 @@
+// The string nodes: shared handles, edges of the part nodes, print's logging.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "../color/node_runner.h"
+#include "core/services.h"
+#include "pattern/string/concat_node.h"
+#include "pattern/string/length_node.h"
+#include "pattern/string/lettercase_node.h"
+#include "pattern/string/prefixsuffix_node.h"
+#include "pattern/string/print_node.h"
+#include "pattern/string/searchandreplace_node.h"
+#include "pattern/string/substr_node.h"
+#include "pattern/string/truncate_node.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+using testing::CatalogueRegistry;
+using testing::MakeRunner;
+using testing::SetEnum;
+
+std::unique_ptr<SingleNodeRunner> Concat(const std::vector<const char*>& parts) {
+  const int64_t counts[] = {static_cast<int64_t>(parts.size())};
+  const MicroNodeGroup* g = nullptr;
+  EXPECT_TRUE(CatalogueRegistry().GetGroup(kConcatId, counts, g).ok());
+  std::unique_ptr<SingleNodeRunner> run;
+  EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
+  for (size_t i = 0; i < parts.size(); ++i)
+    EXPECT_TRUE(run->Set(Id::Owned("strings#" + std::to_string(i)), String(parts[i])).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run;
+}
+
+TEST(Concat, JoinsInOrder) {
+  EXPECT_EQ(Concat({"ab", "", "cd", "e"})->Get<String>("result").view(), "abcde");
+  EXPECT_EQ(Concat({"only"})->Get<String>("result").view(), "only");
+  EXPECT_TRUE(Concat({})->Get<String>("result").empty());
+  EXPECT_TRUE(Concat({"", ""})->Get<String>("result").empty());
+}
+
+TEST(Concat, DoesNotChangeItsInputs) {
+  const int64_t counts[] = {2};
+  const MicroNodeGroup* g = nullptr;
+  ASSERT_TRUE(CatalogueRegistry().GetGroup(kConcatId, counts, g).ok());
+  std::unique_ptr<SingleNodeRunner> run;
+  ASSERT_TRUE(SingleNodeRunner::Create(g, run).ok());
+  ASSERT_TRUE(run->Set("strings#0", String("x")).ok());
+  ASSERT_TRUE(run->Set("strings#1", String("y")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  ASSERT_TRUE(run->Run().ok());  // a second run starts from the inputs again
+  EXPECT_EQ(run->Get<String>("result").view(), "xy");
+  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "strings#0", true).value)->view(), "x");
+}
+
+int64_t Length(const String& s) {
+  auto run = MakeRunner(kLengthId);
+  EXPECT_TRUE(run->Set("string", s).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<int64_t>("result");
+}
+
+TEST(Length, CountsCharacters) {
+  EXPECT_EQ(Length(String()), 0);
+  EXPECT_EQ(Length(String("")), 0);
+  EXPECT_EQ(Length(String("shader")), 6);
+  EXPECT_EQ(Length(String("caf\xc3\xa9")), 4);
+}
+
+String Case(const String& s, const char* mode) {
+  auto run = MakeRunner(kCaseId);
+  EXPECT_TRUE(run->Set("string", s).ok());
+  SetEnum(*run, "mode", mode);
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<String>("result");
+}
+
+TEST(LetterCase, Modes) {
+  EXPECT_EQ(Case(String("hELLO wOrld"), "lowercase").view(), "hello world");
+  EXPECT_EQ(Case(String("hELLO wOrld"), "uppercase").view(), "HELLO WORLD");
+  EXPECT_EQ(Case(String("hELLO wOrld"), "capitalize").view(), "Hello world");
+  EXPECT_EQ(Case(String("q"), "capitalize").view(), "Q");
+  EXPECT_TRUE(Case(String(""), "capitalize").empty());
+  EXPECT_TRUE(Case(String(), "capitalize").empty());
+}
+
+TEST(LetterCase, UnknownModeHandsOnTheSameHandle) {
+  const String s("Mixed Case");
+  for (const char* mode : {"", "titlecase"}) {
+    const String out = Case(s, mode);
+    EXPECT_TRUE(out.SameHandle(s)) << mode;
+  }
+}
+
+String PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
+  auto run = MakeRunner(kPrefixSuffixId);
+  EXPECT_TRUE(run->Set("string", String(s)).ok());
+  EXPECT_TRUE(run->Set("prefix", String(prefix)).ok());
+  EXPECT_TRUE(run->Set("suffix", String(suffix)).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<String>("result");
+}
+
+TEST(PrefixSuffix, WrapsTheString) {
+  EXPECT_EQ(PrefixSuffix("body", "pre_", "_post").view(), "pre_body_post");
+  EXPECT_EQ(PrefixSuffix("body", "", "").view(), "body");
+  EXPECT_EQ(PrefixSuffix("", "a", "b").view(), "ab");
+}
+
+TEST(PrefixSuffix, LeavesThePrefixUntouched) {
+  auto run = MakeRunner(kPrefixSuffixId);
+  const String prefix("pre_");
+  ASSERT_TRUE(run->Set("string", String("x")).ok());
+  ASSERT_TRUE(run->Set("prefix", prefix).ok());
+  ASSERT_TRUE(run->Set("suffix", String("!")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<String>("result").view(), "pre_x!");
+  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "prefix", true).value)->view(), "pre_");
+}
+
+class RecordingLogger : public Logger {
+ public:
+  struct Line {
+    int target;
+    std::string text;
+    std::string file;
+    int meta;
+  };
+  void Write(int target, std::string_view text, const SourceLocation& where, int meta) override {
+    lines.push_back({target, std::string(text), where.file, meta});
+  }
+  std::vector<Line> lines;
+};
+
+class PrintTest : public ::testing::Test {
+ protected:
+  void SetUp() override { SetDefaultLogger(&logger_); }
+  void TearDown() override { SetDefaultLogger(nullptr); }
+  RecordingLogger logger_;
+};
+
+TEST_F(PrintTest, LogsOncePerEvaluationAndPassesTheString) {
+  auto run = MakeRunner(kPrintId);
+  const String s("sample reached");
+  ASSERT_TRUE(run->Set("string", s).ok());
+  ASSERT_TRUE(run->Run().ok());
+  ASSERT_EQ(logger_.lines.size(), 1u);
+  EXPECT_EQ(logger_.lines[0].target, 8);
+  EXPECT_EQ(logger_.lines[0].meta, 1);
+  EXPECT_EQ(logger_.lines[0].text, "sample reached");
+  EXPECT_NE(logger_.lines[0].file.find("print_node"), std::string::npos);
+  EXPECT_EQ(run->Get<String>("passthrough").view(), "sample reached");
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(logger_.lines.size(), 2u);
+}
+
+TEST_F(PrintTest, EmptyStringLogsNothingAndLeavesPassthrough) {
+  auto run = MakeRunner(kPrintId);
+  ASSERT_TRUE(run->Set("string", String("first")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  for (const String& empty : {String(), String("")}) {
+    ASSERT_TRUE(run->Set("string", empty).ok());
+    ASSERT_TRUE(run->Run().ok());
+    EXPECT_EQ(run->Get<String>("passthrough").view(), "first");
+  }
+  EXPECT_EQ(logger_.lines.size(), 1u);
+}
+
+TEST(Print, WithoutALoggerStillPassesTheString) {
+  ASSERT_EQ(DefaultLogger(), nullptr);
+  auto run = MakeRunner(kPrintId);
+  ASSERT_TRUE(run->Set("string", String("quiet")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<String>("passthrough").view(), "quiet");
+}
+
+TEST(SearchAndReplace, ReplacesEveryOccurrence) {
+  auto run = MakeRunner(kSearchAndReplaceId);
+  const String input("a.b.c");
+  ASSERT_TRUE(run->Set("string", input).ok());
+  ASSERT_TRUE(run->Set("search", String(".")).ok());
+  ASSERT_TRUE(run->Set("replace", String("/")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<String>("result").view(), "a/b/c");
+  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "string", true).value)->view(),
+            "a.b.c");
+  ASSERT_TRUE(run->Set("search", String("x")).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<String>("result").view(), "a.b.c");
+}
+
+String Substr(const char* s, int64_t start, int64_t count) {
+  auto run = MakeRunner(kSubstrId);
+  EXPECT_TRUE(run->Set("string", String(s)).ok());
+  EXPECT_TRUE(run->Set("start", start).ok());
+  EXPECT_TRUE(run->Set("count", count).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<String>("result");
+}
+
+TEST(Substr, ClampsStartThenCount) {
+  EXPECT_EQ(Substr("abcdef", 1, 3).view(), "bcd");
+  // The negative start is raised to 0 before the count is added.
+  EXPECT_EQ(Substr("abcdef", -5, 3).view(), "abc");
+  EXPECT_EQ(Substr("abcdef", 2, 100).view(), "cdef");
+  EXPECT_EQ(Substr("abcdef", 2, INT64_MAX).view(), "cdef");
+  EXPECT_TRUE(Substr("abcdef", 2, 0).empty());
+  EXPECT_TRUE(Substr("abcdef", 2, -1).empty());
+  EXPECT_TRUE(Substr("abcdef", 9, 2).empty());
+  EXPECT_TRUE(Substr("", 0, 3).empty());
+  EXPECT_EQ(Substr("\xc3\xa9t\xc3\xa9", 1, 2).view(), "t\xc3\xa9");
+}
+
+TEST(Substr, EmptyPartClearsAnEarlierResult) {
+  auto run = MakeRunner(kSubstrId);
+  ASSERT_TRUE(run->Set("string", String("abcdef")).ok());
+  ASSERT_TRUE(run->Set<int64_t>("start", 0).ok());
+  ASSERT_TRUE(run->Set<int64_t>("count", 2).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_EQ(run->Get<String>("result").view(), "ab");
+  ASSERT_TRUE(run->Set<int64_t>("count", 0).ok());
+  ASSERT_TRUE(run->Run().ok());
+  EXPECT_TRUE(run->Get<String>("result").IsNull());
+}
+
+String Truncate(const String& s, int64_t count) {
+  auto run = MakeRunner(kTruncateId);
+  EXPECT_TRUE(run->Set("string", s).ok());
+  EXPECT_TRUE(run->Set("count", count).ok());
+  EXPECT_TRUE(run->Run().ok());
+  return run->Get<String>("result");
+}
+
+TEST(Truncate, Edges) {
+  const String s("abcdef");
+  EXPECT_EQ(Truncate(s, 3).view(), "abc");
+  EXPECT_TRUE(Truncate(s, 0).empty());
+  EXPECT_TRUE(Truncate(s, -4).empty());
+  EXPECT_EQ(Truncate(s, 6).view(), "abcdef");
+  // Longer than the string: the whole string, shared rather than copied.
+  EXPECT_TRUE(Truncate(s, 1000).SameHandle(s));
+  EXPECT_TRUE(Truncate(s, INT64_MAX).SameHandle(s));
+  EXPECT_TRUE(Truncate(String(), 5).empty());
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern
