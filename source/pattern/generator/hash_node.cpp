@@ -3,7 +3,6 @@
 #include "core/data_types.h"
 #include "core/node_decl.h"
 #include "core/random.h"
-#include "pattern/generator/random_ports.h"
 #include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {
@@ -41,17 +40,15 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   WriteDraws(DrawFromKey(key, ports.In<double>(kMinimum), ports.In<double>(kMaximum)), ports, kFirstResult);
 }
 
-constexpr PortDecl kPorts[] = {
+constexpr PortDecl kInputs[] = {
     {"seed", PortDir::kIn, &kInt64Type},
     {"salt", PortDir::kIn, &kInt64Type},
     {"minimum", PortDir::kIn, &kFloat64Type},
     {"maximum", PortDir::kIn, &kFloat64Type},
-    TESSAROC_RANDOM_RESULT_PORTS,
 };
-constexpr AccessDecl kAccess[] = {
-    {kSeed, "seed"}, {kSalt, "salt"}, {kMinimum, "minimum"}, {kMaximum, "maximum"},
-    TESSAROC_RANDOM_RESULT_ACCESS(kFirstResult),
-};
+constexpr auto kPorts = Join(kInputs, kRandomResultPorts);
+constexpr AccessDecl kInputAccess[] = {{kSeed, "seed"}, {kSalt, "salt"}, {kMinimum, "minimum"}, {kMaximum, "maximum"}};
+constexpr auto kAccess = Join(kInputAccess, RandomResultAccess<kFirstResult>());
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};
 constexpr CoreNodeDecl kNode{kHashId, "source/pattern/generator/hash_node", true, kPorts, kMicro};

@@ -4,7 +4,6 @@
 #include "core/node_decl.h"
 #include "core/random.h"
 #include "pattern/generator/hash_node.h"
-#include "pattern/generator/random_ports.h"
 #include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {
@@ -31,18 +30,17 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   WriteDraws(DrawFromKey(key, ports.In<double>(kMinimum), ports.In<double>(kMaximum)), ports, kFirstResult);
 }
 
-constexpr PortDecl kPorts[] = {
+constexpr PortDecl kInputs[] = {
     {"context", PortDir::kIn, &kShadingContextType},
     {"seed", PortDir::kIn, &kInt64Type},
     {"salt", PortDir::kIn, &kInt64Type},
     {"minimum", PortDir::kIn, &kFloat64Type},
     {"maximum", PortDir::kIn, &kFloat64Type},
-    TESSAROC_RANDOM_RESULT_PORTS,
 };
-constexpr AccessDecl kAccess[] = {
-    {kContext, "context"}, {kSeed, "seed"}, {kSalt, "salt"}, {kMinimum, "minimum"}, {kMaximum, "maximum"},
-    TESSAROC_RANDOM_RESULT_ACCESS(kFirstResult),
-};
+constexpr auto kPorts = Join(kInputs, kRandomResultPorts);
+constexpr AccessDecl kInputAccess[] = {
+    {kContext, "context"}, {kSeed, "seed"}, {kSalt, "salt"}, {kMinimum, "minimum"}, {kMaximum, "maximum"}};
+constexpr auto kAccess = Join(kInputAccess, RandomResultAccess<kFirstResult>());
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};
 constexpr CoreNodeDecl kNode{kRandomId, "source/pattern/generator/random_node", false, kPorts, kMicro};
