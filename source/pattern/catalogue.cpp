@@ -1,5 +1,4 @@
 #include "pattern/catalogue.h"
-
 #include "pattern/color/bias_node.h"
 #include "pattern/color/blend_node.h"
 #include "pattern/color/colorcorrection_node.h"
@@ -16,6 +15,10 @@
 #include "pattern/color/shufflecombine_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
+#include "pattern/context/distort_node.h"
+#include "pattern/context/placement2d_node.h"
+#include "pattern/context/placement3d_node.h"
+#include "pattern/context/setshadingcontext_node.h"
 #include "pattern/conversion/colortofloat_node.h"
 #include "pattern/conversion/composecolor_node.h"
 #include "pattern/conversion/composecolora_node.h"
@@ -27,9 +30,22 @@
 #include "pattern/conversion/splitvectorcomponents_node.h"
 #include "pattern/conversion/vectortofloat_node.h"
 #include "pattern/generator/blackbody_node.h"
+#include "pattern/generator/checkerboard_node.h"
+#include "pattern/generator/grid_node.h"
+#include "pattern/generator/hash_node.h"
 #include "pattern/generator/keyer_node.h"
+#include "pattern/generator/random_node.h"
+#include "pattern/generator/scratches_node.h"
 #include "pattern/generator/thinfilm_node.h"
 #include "pattern/math/strength_node.h"
+#include "pattern/math/transform2d_node.h"
+#include "pattern/shading/bump_node.h"
+#include "pattern/shading/fresnel_node.h"
+#include "pattern/shapes/circle_node.h"
+#include "pattern/shapes/line_node.h"
+#include "pattern/shapes/ngon_node.h"
+#include "pattern/shapes/spiral_node.h"
+#include "pattern/shapes/star_node.h"
 #include "pattern/string/concat_node.h"
 #include "pattern/string/length_node.h"
 #include "pattern/string/lettercase_node.h"
@@ -59,6 +75,10 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/shufflecombine_node", &RegisterShuffleCombineNode},
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
+    {"source/pattern/context/distort_node", &RegisterDistorterNode},
+    {"source/pattern/context/placement2d_node", &RegisterPlacement2dNode},
+    {"source/pattern/context/placement3d_node", &RegisterPlacement3dNode},
+    {"source/pattern/context/setshadingcontext_node", &RegisterSetShadingContextNode},
     {"source/pattern/conversion/colortofloat_node", &RegisterColorToFloatNode},
     {"source/pattern/conversion/composecolor_node", &RegisterComposeColorNode},
     {"source/pattern/conversion/composecolora_node", &RegisterComposeColorANode},
@@ -70,9 +90,22 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/conversion/splitvectorcomponents_node", &RegisterSplitVectorComponentsNode},
     {"source/pattern/conversion/vectortofloat_node", &RegisterVectorToFloatNode},
     {"source/pattern/generator/blackbody_node", &RegisterBlackbodyNode},
+    {"source/pattern/generator/checkerboard_node", &RegisterCheckerboardNode},
+    {"source/pattern/generator/grid_node", &RegisterGridNode},
+    {"source/pattern/generator/hash_node", &RegisterHashNode},
     {"source/pattern/generator/keyer_node", &RegisterKeyerNode},
+    {"source/pattern/generator/random_node", &RegisterRandomNode},
+    {"source/pattern/generator/scratches_node", &RegisterScratchesNode},
     {"source/pattern/generator/thinfilm_node", &RegisterThinFilmNodes},
     {"source/pattern/math/strength_node", &RegisterStrengthNode},
+    {"source/pattern/math/transform2d_node", &RegisterTransform2dNode},
+    {"source/pattern/shading/bump_node", &RegisterBumpNode},
+    {"source/pattern/shading/fresnel_node", &RegisterFresnelNodes},
+    {"source/pattern/shapes/circle_node", &RegisterCircleNode},
+    {"source/pattern/shapes/line_node", &RegisterLineNode},
+    {"source/pattern/shapes/ngon_node", &RegisterNgonNode},
+    {"source/pattern/shapes/spiral_node", &RegisterSpiralNode},
+    {"source/pattern/shapes/star_node", &RegisterStarNode},
     {"source/pattern/string/concat_node", &RegisterConcatNode},
     {"source/pattern/string/length_node", &RegisterLengthNode},
     {"source/pattern/string/lettercase_node", &RegisterCaseNode},

@@ -1,0 +1,231 @@
+#include "pattern/context/placement2d_node.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/data_types.h"
+#include "core/node_decl.h"
+#include "pattern/math/numeric.h"
+
+namespace tessaroc::pattern {
+
+constinit const DataType kPlacement2dDataType =
+    MakeDataType<Placement2dData>("net.zovan.render.datatype.placement2ddata", "Placement2dData");
+
+Placement2dData BuildPlacement2d(const Placement2dParams& p) {
+  const double c = std::cos(p.rotation), s = std::sin(p.rotation);
+  // M = R * diag(length): columns (a, b) and (e, d).
+  const double a = c * p.length.x, b = s * p.length.x;
+  const double e = -s * p.length.y, d = c * p.length.y;
+  const double det = d * a - e * b;
+  const Vector2d& rep = p.repetitions;
+  Placement2dData out;
+  if (det == 0.0) {
+    // A squashed image has no inverse: fall back to the plain repetition, and
+    // offset and pivot lose their meaning.
+    out.axisU = {rep.x, 0.0};
+    out.axisV = {0.0, rep.y};
+    out.offset = {0.0, 0.0};
+  } else {
+    // A = M^-1, by columns (a00, a10) and (a01, a11).
+    const double a00 = d / det, a01 = -e / det, a10 = -b / det, a11 = a / det;
+    out.axisU = {rep.x * a00, rep.y * a10};
+    out.axisV = {rep.x * a01, rep.y * a11};
+    const double sx = p.offset.x + p.pivot.x, sy = p.offset.y + p.pivot.y;
+    const double ax = a00 * sx + a01 * sy, ay = a10 * sx + a11 * sy;
+    out.offset = {rep.x * (p.pivot.x - ax), rep.y * (p.pivot.y - ay)};
+  }
+  out.inverseRepetitionsU = rep.x != 0.0 ? 1.0 / rep.x : 0.0;
+  out.inverseRepetitionsV = rep.y != 0.0 ? 1.0 / rep.y : 0.0;
+  out.built = true;
+  return out;
+}
+
+namespace {
+
+struct Mapped {
+  double u, v;
+};
+
+Mapped Apply(const Placement2dData& m, const Vector& p) {
+  return {m.offset.x + m.axisU.x * p.x + m.axisV.x * p.y, m.offset.y + m.axisU.y * p.x + m.axisV.y * p.y};
+}
+
+// Wraps one coordinate of the sample itself and returns the cell it fell in
+// (for repeat and mirror), so its differentials can stay in the same cell.
+double WrapMain(double x, uint8_t code, double rep, int64_t& cell) {
+  cell = 0;
+  switch (code) {
+    case kWrapRepeat:
+    case kWrapMirror: {
+      const double f = std::fabs(x) >= 4503599627370496.0 ? x : std::floor(x);
+      cell = SaturateToInt64(f);
+      x = x - f;
+      if (code == kWrapMirror && (cell & 1) != 0) x = 1.0 - x;
+      return x;
+    }
+    case kWrapClamp:
+      return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
+    default:
+      return x;
+  }
+}
+
+// A differential is wrapped with the sample's cell, not its own: a neighbour
+// across a cell border stays continuous with the sample.
+double WrapDifferential(double x, uint8_t code, double rep, int64_t cell) {
+  switch (code) {
+    case kWrapRepeat:
+    case kWrapMirror:
+      x = x - static_cast<double>(cell);
+      if (code == kWrapMirror && (cell & 1) != 0) x = 1.0 - x;
+      return x;
+    case kWrapClamp:
+      return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
+    default:
+      return x;
+  }
+}
+
+bool InUnit(double t) { return t >= 0.0 && 1.0 >= t; }
+
+}  // namespace
+
+void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV,
+                     uint8_t wrapU, uint8_t wrapV, const Vector2d& rep, ShadingContext& out) {
+  out.uvw = in.uvw;
+  out.uvwdx = in.uvwdx;
+  out.uvwdy = in.uvwdy;
+  out.uvwvalid = in.uvwvalid;
+  out.wrapmodeu = in.wrapmodeu;
+  out.wrapmodev = in.wrapmodev;
+
+  // Only uvwdy's w takes part here; a NaN anywhere counts as a differential.
+  const bool noDifferentials = in.uvw.x == in.uvwdx.x && in.uvw.x == in.uvwdy.x && in.uvw.y == in.uvwdx.y &&
+                               in.uvw.y == in.uvwdy.y && in.uvwdy.z == in.uvw.z;
+
+  const Mapped m = Apply(map, in.uvw);
+  bool valid = true;
+  if (decalU) valid = valid && InUnit(map.inverseRepetitionsU * m.u);
+  if (decalV) valid = valid && InUnit(map.inverseRepetitionsV * m.v);
+  out.uvwvalid = valid ? 1 : 0;
+
+  int64_t cellU = 0, cellV = 0;
+  const double u = WrapMain(m.u, wrapU, rep.x, cellU);
+  const double v = WrapMain(m.v, wrapV, rep.y, cellV);
+  out.uvw = {u, v, 0.0};
+
+  if (noDifferentials || out.uvwvalid == 0) {
+    out.uvwdx = out.uvw;
+    out.uvwdy = out.uvw;
+  } else {
+    for (Vector* d : {&out.uvwdx, &out.uvwdy}) {
+      const Mapped md = Apply(map, *d);
+      *d = {WrapDifferential(md.u, wrapU, rep.x, cellU), WrapDifferential(md.v, wrapV, rep.y, cellV), 0.0};
+    }
+  }
+
+  out.wrapmodeu = wrapU;
+  out.wrapmodev = wrapV;
+  // A decal that isn't repeated shows once: outside it nothing wraps.
+  if (decalU && 1.0 >= std::fabs(rep.x)) out.wrapmodeu = kWrapClamp;
+  if (decalV && 1.0 >= std::fabs(rep.y)) out.wrapmodev = kWrapClamp;
+}
+
+namespace {
+
+enum Access {
+  kContext, kOffset, kLength, kPivot, kRotation, kRepetitions, kDecalU, kDecalV, kModeU, kModeV, kResult, kData,
+  kOffsetCached, kLengthCached, kPivotCached, kRotationCached, kRepetitionsCached,
+};
+
+uint8_t WrapCodeOf(const InternedId& mode) {
+  static const InternedId clamp = InternedId::Intern("clamp");
+  static const InternedId repeat = InternedId::Intern("repeat");
+  static const InternedId mirror = InternedId::Intern("mirror");
+  if (mode == clamp) return kWrapClamp;
+  if (mode == repeat) return kWrapRepeat;
+  if (mode == mirror) return kWrapMirror;
+  return kWrapExtend;
+}
+
+bool ReadFlag(const PortAccess& ports, int i) { return *static_cast<const uint8_t*>(ports.slot(i).value) != 0; }
+
+void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
+  const ShadingContext& in = ports.In<ShadingContext>(kContext);
+  ShadingContext& out = ports.Out<ShadingContext>(kResult);
+  out = in;
+
+  const uint8_t wrapU = WrapCodeOf(ports.In<InternedId>(kModeU));
+  const uint8_t wrapV = WrapCodeOf(ports.In<InternedId>(kModeV));
+
+  Placement2dParams p;
+  p.offset = ports.In<Vector2d>(kOffset);
+  p.length = ports.In<Vector2d>(kLength);
+  p.pivot = ports.In<Vector2d>(kPivot);
+  p.rotation = ports.In<double>(kRotation);
+  p.repetitions = ports.In<Vector2d>(kRepetitions);
+
+  // The cached ports are compared but never written, so the map is rebuilt on
+  // almost every call; the result does not depend on it.
+  Placement2dData& data = ports.Out<Placement2dData>(kData);
+  const bool same = p.offset == ports.In<Vector2d>(kOffsetCached) && p.length == ports.In<Vector2d>(kLengthCached) &&
+                    p.pivot == ports.In<Vector2d>(kPivotCached) && p.rotation == ports.In<double>(kRotationCached) &&
+                    p.repetitions == ports.In<Vector2d>(kRepetitionsCached);
+  if (!same || !data.built) data = BuildPlacement2d(p);
+
+  PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), wrapU, wrapV, p.repetitions, out);
+}
+
+constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
+
+constexpr PortDecl kPorts[] = {
+    {"context", PortDir::kIn, &kShadingContextType},
+    {"localOffset", PortDir::kIn, &kVector2dType},
+    {"localLength", PortDir::kIn, &kVector2dType},
+    {"localPivot", PortDir::kIn, &kVector2dType},
+    {"localRotation", PortDir::kIn, &kFloat64Type},
+    {"localRepetitions", PortDir::kIn, &kVector2dType},
+    {"localDecalU", PortDir::kIn, &kBoolType},
+    {"localDecalV", PortDir::kIn, &kBoolType},
+    {"localModeU", PortDir::kIn, &kInternedIdType},
+    {"localModeV", PortDir::kIn, &kInternedIdType},
+    {"result", PortDir::kOut, &kShadingContextType},
+    {"pdata", PortDir::kOut, &kPlacement2dDataType, kPrivate},
+    {"localOffsetCached", PortDir::kOut, &kVector2dType, kPrivate},
+    {"localLengthCached", PortDir::kOut, &kVector2dType, kPrivate},
+    {"localPivotCached", PortDir::kOut, &kVector2dType, kPrivate},
+    {"localRotationCached", PortDir::kOut, &kFloat64Type, kPrivate},
+    {"localRepetitionsCached", PortDir::kOut, &kVector2dType, kPrivate},
+};
+constexpr AccessDecl kAccess[] = {
+    {kContext, "context"},
+    {kOffset, "localOffset"},
+    {kLength, "localLength"},
+    {kPivot, "localPivot"},
+    {kRotation, "localRotation"},
+    {kRepetitions, "localRepetitions"},
+    {kDecalU, "localDecalU"},
+    {kDecalV, "localDecalV"},
+    {kModeU, "localModeU"},
+    {kModeV, "localModeV"},
+    {kResult, "result"},
+    {kData, "pdata"},
+    {kOffsetCached, "localOffsetCached"},
+    {kLengthCached, "localLengthCached"},
+    {kPivotCached, "localPivotCached"},
+    {kRotationCached, "localRotationCached"},
+    {kRepetitionsCached, "localRepetitionsCached"},
+};
+static_assert(AccessInOrder(kAccess));
+constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};
+constexpr CoreNodeDecl kNode{kPlacement2dId, "source/pattern/context/placement2d_node", false, kPorts, kMicro};
+
+}  // namespace
+
+Result RegisterPlacement2dNode(CoreNodeRegistry& registry) {
+  TESSAROC_RETURN_IF_FAILED(RegisterDataType(&kPlacement2dDataType));
+  return RegisterDeclaredNode<kNode>(registry);
+}
+
+}  // namespace tessaroc::pattern

@@ -1,0 +1,87 @@
+// What the nodes declare to the runtime: port order, access order, private
+// state flags and micro nodes. A host lays out and wires ports from these.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "../pattern_test_util.h"
+#include "pattern/context/placement2d_node.h"
+#include "pattern/context/placement3d_node.h"
+#include "pattern/context/setshadingcontext_node.h"
+#include "pattern/generator/checkerboard_node.h"
+#include "pattern/shading/bump_node.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+std::vector<std::string> AccessOrder(const MicroNodeGroup& g, size_t micro) {
+  std::vector<std::string> out;
+  for (int port : g.microNodes()[micro].portOfAccess) out.push_back(g.ports()[port].id.str());
+  return out;
+}
+
+std::vector<std::string> CreationOrder(const MicroNodeGroup& g) {
+  std::vector<std::string> out;
+  for (const Port& p : g.ports()) out.push_back(p.id.str());
+  return out;
+}
+
+uint32_t FlagsOf(const MicroNodeGroup& g, const char* port) { return g.ports()[g.FindPortIndex(port, false)].flags; }
+
+TEST(Declarations, PlacementsKeepTheirStateInPrivatePorts) {
+  const MicroNodeGroup& p2 = *testutil::Group(kPlacement2dId);
+  ASSERT_EQ(p2.microNodes().size(), 1u);
+  EXPECT_EQ(p2.microNodes()[0].impl->portCount, 17u);
+  const std::vector<std::string> order2 = {
+      "context", "localOffset", "localLength", "localPivot", "localRotation", "localRepetitions", "localDecalU",
+      "localDecalV", "localModeU", "localModeV", "result", "pdata", "localOffsetCached", "localLengthCached",
+      "localPivotCached", "localRotationCached", "localRepetitionsCached"};
+  EXPECT_EQ(AccessOrder(p2, 0), order2);
+  for (const char* port : {"pdata", "localOffsetCached", "localRotationCached", "localRepetitionsCached"})
+    EXPECT_EQ(FlagsOf(p2, port), 0x28u) << port;
+  EXPECT_EQ(FlagsOf(p2, "result"), 0u);
+  EXPECT_EQ(p2.ports()[p2.FindPortIndex("pdata", false)].dataType->id, Id("net.zovan.render.datatype.placement2ddata"));
+
+  const MicroNodeGroup& p3 = *testutil::Group(kPlacement3dId);
+  EXPECT_EQ(p3.microNodes()[0].impl->portCount, 14u);
+  EXPECT_EQ(AccessOrder(p3, 0)[5], "spaceRotationOrder");
+  EXPECT_EQ(AccessOrder(p3, 0)[12], "spaceRotationOrderCached");
+  EXPECT_EQ(FlagsOf(p3, "pdata"), 0x28u);
+  EXPECT_EQ(FlagsOf(p3, "pivotCached"), 0x28u);
+  EXPECT_EQ(p3.ports()[p3.FindPortIndex("pdata", false)].dataType->id, Id("net.zovan.render.datatype.placement3ddata"));
+  EXPECT_NE(FindDataType("net.zovan.render.datatype.placement2ddata"), nullptr);
+}
+
+TEST(Declarations, SetShadingContextReadsTimeBeforeItIsCreated) {
+  const MicroNodeGroup& g = *testutil::Group(kSetShadingContextId);
+  EXPECT_EQ(CreationOrder(g), (std::vector<std::string>{"context", "rayorigin", "raydirection", "uvw", "uvwdelta",
+                                                        "time", "shadingnormal", "result"}));
+  EXPECT_EQ(AccessOrder(g, 0), (std::vector<std::string>{"context", "rayorigin", "raydirection", "time", "uvw",
+                                                         "uvwdelta", "shadingnormal", "result"}));
+}
+
+TEST(Declarations, CheckerboardCachesArePrivateAndBumpHasTwoMicroNodes) {
+  const MicroNodeGroup& board = *testutil::Group(kCheckerboardId);
+  EXPECT_EQ(FlagsOf(board, "cache1"), 0x28u);
+  EXPECT_EQ(FlagsOf(board, "cache2"), 0x28u);
+  EXPECT_TRUE(board.ports()[board.FindPortIndex("color1", true)].dataType->IsFunction());
+
+  const MicroNodeGroup& bump = *testutil::Group(kBumpId);
+  ASSERT_EQ(bump.microNodes().size(), 2u);
+  bool phong = false, main = false;
+  for (size_t m = 0; m < 2; ++m) {
+    const std::vector<std::string> order = AccessOrder(bump, m);
+    if (bump.microNodes()[m].name == Id(kGetPhongNormalName)) {
+      phong = true;
+      EXPECT_EQ(order, (std::vector<std::string>{"context", "result"}));
+    } else {
+      main = true;
+      EXPECT_EQ(order, (std::vector<std::string>{"context", "color", "strength", "epsilonuv", "epsilon3d", "result"}));
+    }
+  }
+  EXPECT_TRUE(phong && main);
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern
