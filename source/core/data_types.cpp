@@ -27,6 +27,8 @@ constinit const DataType kRenderModeType =
     MakeDataType<RenderMode>("net.zovan.render.datatype.rendermode", "RenderMode", nullptr, &kUInt32Type);
 constinit const DataType kShadingContextType =
     MakeDataType<ShadingContext>("net.zovan.render.datatype.shadingcontext", "ShadingContext");
+constinit const DataType kSearchPathsType =
+    MakeDataType<SearchPathsType>("net.zovan.render.datatype.searchpathstype", "SearchPathsType");
 
 constinit const DataType kColorFunctionType =
     MakeDataType<FunctionRef>("zovan::Function", "ColorFunction", &kColorAType);
@@ -47,7 +49,7 @@ const DataType* const kBuiltins[] = {
     &kUInt32Type,        &kInt64Type,          &kColorAType,        &kColorType,
     &kVectorType,        &kVector2dType,       &kVector4dType,      &kStringType,
     &kUrlType,           &kIdType,             &kInternedIdType,    &kTimeValueType,
-    &kDataType,          &kRenderModeType,     &kShadingContextType, &kColorFunctionType,
+    &kDataType,          &kRenderModeType,     &kShadingContextType, &kSearchPathsType, &kColorFunctionType,
     &kFloatFunctionType, &kVectorFunctionType, &kVector2dFunctionType, &kBoolFunctionType,
     &kIdFunctionType,
 };
