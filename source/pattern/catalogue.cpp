@@ -8,6 +8,8 @@
 #include "pattern/color/premultiply_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
+#include "pattern/context/reprojection_node.h"
+#include "pattern/generator/gradient_node.h"
 
 namespace tessaroc::pattern {
 
@@ -21,6 +23,8 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/premultiply_node", &RegisterPremultiplyNode},
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
+    {"source/pattern/context/reprojection_node", &RegisterGradientPlacementNode},
+    {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
 };
 }  // namespace
 
