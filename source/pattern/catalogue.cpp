@@ -10,6 +10,7 @@
 #include "pattern/color/whitebalance_node.h"
 #include "pattern/context/reprojection_node.h"
 #include "pattern/generator/gradient_node.h"
+#include "pattern/generator/spline_node.h"
 
 namespace tessaroc::pattern {
 
@@ -25,6 +26,7 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
     {"source/pattern/context/reprojection_node", &RegisterGradientPlacementNode},
     {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
+    {"source/pattern/generator/spline_node", &RegisterSplineNode},
 };
 }  // namespace
 
