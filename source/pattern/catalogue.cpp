@@ -9,6 +9,7 @@
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
 #include "pattern/context/reprojection_node.h"
+#include "pattern/context/scatter_node.h"
 #include "pattern/generator/gradient_node.h"
 #include "pattern/generator/spline_node.h"
 
@@ -25,6 +26,7 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
     {"source/pattern/context/reprojection_node", &RegisterGradientPlacementNode},
+    {"source/pattern/context/scatter_node", &RegisterScatterNode},
     {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
     {"source/pattern/generator/spline_node", &RegisterSplineNode},
 };
