@@ -10,6 +10,7 @@
 #include "pattern/color/whitebalance_node.h"
 #include "pattern/context/reprojection_node.h"
 #include "pattern/context/scatter_node.h"
+#include "pattern/generator/cells_node.h"
 #include "pattern/generator/gradient_node.h"
 #include "pattern/generator/spline_node.h"
 
@@ -27,6 +28,7 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
     {"source/pattern/context/reprojection_node", &RegisterGradientPlacementNode},
     {"source/pattern/context/scatter_node", &RegisterScatterNode},
+    {"source/pattern/generator/cells_node", &RegisterCellsNodes},
     {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
     {"source/pattern/generator/spline_node", &RegisterSplineNode},
 };
