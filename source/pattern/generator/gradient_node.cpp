@@ -36,10 +36,20 @@ ColorA GradientSrgbToLinear(const ColorA& c) {
   return {f(c.r), f(c.g), f(c.b), c.a};
 }
 
-uint32_t KnotPositionsCrc(std::span<const double> positions) {
+namespace {
+
+// The checksum of n positions in port order, each as its eight bytes.
+template <class Position>
+uint32_t CrcOfPositions(int64_t n, Position position) {
   uint32_t state = kCrc32cStart;
-  for (double p : positions) state = Crc32cExtendDouble(state, p);
+  for (int64_t i = 0; i < n; ++i) state = Crc32cExtendDouble(state, position(i));
   return ~state;
+}
+
+}  // namespace
+
+uint32_t KnotPositionsCrc(std::span<const double> positions) {
+  return CrcOfPositions(static_cast<int64_t>(positions.size()), [&](int64_t i) { return positions[i]; });
 }
 
 namespace {
@@ -78,10 +88,8 @@ void PreKernel(Result& result, const MicroNodeImpl& impl, const PortAccess& port
     }
   }
   const ArrayPortWords& w = ArrayWords(impl, 0);
-  uint32_t state = kCrc32cStart;
-  for (int64_t i = 0; i < w.count; ++i)
-    state = Crc32cExtendDouble(state, ports.In<double>(static_cast<int>(w.firstIndex + i)));
-  const uint32_t crc = ~state;
+  auto position = [&](int64_t i) { return ports.In<double>(static_cast<int>(w.firstIndex + i)); };
+  const uint32_t crc = CrcOfPositions(w.count, position);
   uint32_t& stored = ports.Out<uint32_t>(kPreCrc);
   if (crc == stored) return;
 
@@ -92,7 +100,7 @@ void PreKernel(Result& result, const MicroNodeImpl& impl, const PortAccess& port
     result = Result::Fail(errors::kOutOfMemory, "cannot allocate the knot positions");
     return;
   }
-  for (int64_t i = 0; i < w.count; ++i) positions.push_back(ports.In<double>(static_cast<int>(w.firstIndex + i)));
+  for (int64_t i = 0; i < w.count; ++i) positions.push_back(position(i));
   result = BuildSortedKnots(positions, *table);
   // Stored last: a failed build is tried again at the next evaluation.
   if (result.ok()) stored = crc;
