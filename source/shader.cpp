@@ -1,14 +1,11 @@
 #include "shader.h"
 
-#include "core/shading_context.h"
+#include "core/data_types.h"
 
 namespace tessaroc::module {
 
-constinit const DataType kSearchPathsDataType =
-    MakeDataType<SearchPathsType>("net.zovan.render.datatype.searchpathstype", "SearchPathsType");
+Result RegisterShaderDataTypes() { return RegisterDataType(&kSearchPathsType); }
 
-Result RegisterShaderDataTypes() { return RegisterDataType(&kSearchPathsDataType); }
-
-Result UnregisterShaderDataTypes() { return UnregisterDataType(&kSearchPathsDataType); }
+Result UnregisterShaderDataTypes() { return UnregisterDataType(&kSearchPathsType); }
 
 }  // namespace tessaroc::module

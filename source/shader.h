@@ -6,8 +6,6 @@
 
 namespace tessaroc::module {
 
-extern const DataType kSearchPathsDataType;  // net.zovan.render.datatype.searchpathstype
-
 Result RegisterShaderDataTypes();
 Result UnregisterShaderDataTypes();
 

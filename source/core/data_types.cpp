@@ -27,6 +27,8 @@ constinit const DataType kRenderModeType =
     MakeDataType<RenderMode>("net.zovan.render.datatype.rendermode", "RenderMode", nullptr, &kUInt32Type);
 constinit const DataType kShadingContextType =
     MakeDataType<ShadingContext>("net.zovan.render.datatype.shadingcontext", "ShadingContext");
+constinit const DataType kSearchPathsType =
+    MakeDataType<SearchPathsType>("net.zovan.render.datatype.searchpathstype", "SearchPathsType");
 
 constinit const DataType kColorFunctionType =
     MakeDataType<FunctionRef>("zovan::Function", "ColorFunction", &kColorAType);

@@ -30,6 +30,9 @@ extern const DataType kTimeValueType;
 extern const DataType kDataType;
 extern const DataType kRenderModeType;
 extern const DataType kShadingContextType;
+// An array of locations where files are looked up (see ShadingContext::searchpaths).
+// Declared here so nodes can name it; the module registers it at load.
+extern const DataType kSearchPathsType;
 
 // Function types: a FunctionInterface pointer (or null) in the port.
 using FunctionRef = const FunctionInterface*;
@@ -63,6 +66,7 @@ const DataType* DataTypeOf() {
   else if constexpr (std::is_same_v<T, Id>) return &kIdType;
   else if constexpr (std::is_same_v<T, InternedId>) return &kInternedIdType;
   else if constexpr (std::is_same_v<T, ShadingContext>) return &kShadingContextType;
+  else if constexpr (std::is_same_v<T, SearchPathsType>) return &kSearchPathsType;
   else return nullptr;
 }
 

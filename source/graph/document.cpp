@@ -226,6 +226,8 @@ class DocumentReader {
         }
         if (port->type == &kShadingContextType && !IsLink(it.value()))
           return Fail(path, "a context input takes a link from a node's context output");
+        if (port->description && port->description->build && IsLink(it.value()))
+          return Fail(path, "\"" + port->id + "\" is fixed when the node is made: give a number, not a link");
         given.insert(port->id);
         if (port->array) {
           if (!it.value().is_array()) return Fail(path, "expected a list of elements");

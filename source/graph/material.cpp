@@ -135,11 +135,19 @@ class Compiler {
       for (const std::string& array : def->arrayPorts()) {
         int64_t count = 0;
         for (const host::PortDescription& p : n.asset->ports)
-          for (const host::PortTarget& t : p.targets)
-            if (p.array && t.instance == instance && EqualNoCase(t.port, array)) {
+          for (const host::PortTarget& t : p.targets) {
+            if (t.instance != instance || !EqualNoCase(t.port, array)) continue;
+            if (p.array) {
               auto it = n.arrayCounts.find(p.id);
               if (it != n.arrayCounts.end()) count = std::max(count, it->second);
+            } else if (p.build) {
+              // A build parameter: the document's literal, else the default.
+              GraphPort* gp = nullptr;
+              TESSAROC_RETURN_IF_FAILED(n.graphNode->inputs().FindChild(Id(std::string_view(p.id)), gp));
+              const Data* v = gp && !gp->value().empty() ? &gp->value() : (p.hasDefault ? &p.defaultValue : nullptr);
+              if (v) count = *static_cast<const int64_t*>(v->get());
             }
+          }
         counts.push_back(count);
       }
       Inst in;

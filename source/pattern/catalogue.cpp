@@ -18,6 +18,8 @@
 #include "pattern/context/distort_node.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/context/placement3d_node.h"
+#include "pattern/context/reprojection_node.h"
+#include "pattern/context/scatter_node.h"
 #include "pattern/context/setshadingcontext_node.h"
 #include "pattern/conversion/colortofloat_node.h"
 #include "pattern/conversion/composecolor_node.h"
@@ -30,12 +32,15 @@
 #include "pattern/conversion/splitvectorcomponents_node.h"
 #include "pattern/conversion/vectortofloat_node.h"
 #include "pattern/generator/blackbody_node.h"
+#include "pattern/generator/cells_node.h"
 #include "pattern/generator/checkerboard_node.h"
+#include "pattern/generator/gradient_node.h"
 #include "pattern/generator/grid_node.h"
 #include "pattern/generator/hash_node.h"
 #include "pattern/generator/keyer_node.h"
 #include "pattern/generator/random_node.h"
 #include "pattern/generator/scratches_node.h"
+#include "pattern/generator/spline_node.h"
 #include "pattern/generator/thinfilm_node.h"
 #include "pattern/math/strength_node.h"
 #include "pattern/math/transform2d_node.h"
@@ -78,6 +83,8 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/context/distort_node", &RegisterDistorterNode},
     {"source/pattern/context/placement2d_node", &RegisterPlacement2dNode},
     {"source/pattern/context/placement3d_node", &RegisterPlacement3dNode},
+    {"source/pattern/context/reprojection_node", &RegisterGradientPlacementNode},
+    {"source/pattern/context/scatter_node", &RegisterScatterNode},
     {"source/pattern/context/setshadingcontext_node", &RegisterSetShadingContextNode},
     {"source/pattern/conversion/colortofloat_node", &RegisterColorToFloatNode},
     {"source/pattern/conversion/composecolor_node", &RegisterComposeColorNode},
@@ -90,12 +97,15 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/conversion/splitvectorcomponents_node", &RegisterSplitVectorComponentsNode},
     {"source/pattern/conversion/vectortofloat_node", &RegisterVectorToFloatNode},
     {"source/pattern/generator/blackbody_node", &RegisterBlackbodyNode},
+    {"source/pattern/generator/cells_node", &RegisterCellsNodes},
     {"source/pattern/generator/checkerboard_node", &RegisterCheckerboardNode},
+    {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
     {"source/pattern/generator/grid_node", &RegisterGridNode},
     {"source/pattern/generator/hash_node", &RegisterHashNode},
     {"source/pattern/generator/keyer_node", &RegisterKeyerNode},
     {"source/pattern/generator/random_node", &RegisterRandomNode},
     {"source/pattern/generator/scratches_node", &RegisterScratchesNode},
+    {"source/pattern/generator/spline_node", &RegisterSplineNode},
     {"source/pattern/generator/thinfilm_node", &RegisterThinFilmNodes},
     {"source/pattern/math/strength_node", &RegisterStrengthNode},
     {"source/pattern/math/transform2d_node", &RegisterTransform2dNode},

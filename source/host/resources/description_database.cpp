@@ -58,7 +58,7 @@ struct Reader {
   bool Port(const json& j, const std::string& path, const AssetDescription& asset, PortDescription& p) {
     if (!j.is_object()) return Fail(path, "expected an object");
     static const std::set<std::string> known = {"id", "direction", "type", "default", "values", "to", "from",
-                                                "group", "label", "doc", "hidden", "array", "elements"};
+                                                "group", "label", "doc", "hidden", "array", "elements", "build"};
     for (auto it = j.begin(); it != j.end(); ++it)
       if (!known.count(it.key())) return Fail(path + "/" + it.key(), "unknown field");
     if (!String(j, "id", path, p.id, true)) return false;
@@ -74,12 +74,13 @@ struct Reader {
     if (!String(j, "group", path, p.group, false) || !String(j, "label", path, p.label, false) ||
         !String(j, "doc", path, p.doc, false))
       return false;
-    for (const char* flag : {"hidden", "array"}) {
+    for (auto [flag, field] : {std::pair<const char*, bool*>{"hidden", &p.hidden}, {"array", &p.array}, {"build", &p.build}}) {
       auto it = j.find(flag);
       if (it == j.end()) continue;
       if (!it->is_boolean()) return Fail(path + "/" + flag, "expected true or false");
-      (std::string_view(flag) == "hidden" ? p.hidden : p.array) = it->get<bool>();
+      *field = it->get<bool>();
     }
+    if (p.build && p.type != &kInt64Type) return Fail(path + "/type", "a build parameter is an int");
     if (auto it = j.find("values"); it != j.end()) {
       if (!it->is_array() || it->empty()) return Fail(path + "/values", "expected a list of values");
       for (size_t i = 0; i < it->size(); ++i) {
@@ -390,7 +391,7 @@ Result DescriptionDatabase::Validate(const CoreNodeRegistry& registry, std::vect
         const Port* port = nullptr;
         const std::string* core = a->CoreNodeOf(t.instance);
         if (core && !registry.Find(Id(std::string_view(*core)))) continue;  // reported above
-        if (p.array) continue;  // element ports exist per count; checked when built
+        if (p.array || p.build) continue;  // element ports exist per count; build parameters are no ports
         if (!corePort(t, !p.output, &port)) {
           problems.push_back(a->file + ": " + a->id + ": port " + p.id + ": " + t.instance + " has no " +
                              (p.output ? "output " : "input ") + t.port);

@@ -34,6 +34,7 @@ struct PortDescription {
   std::string group, label, doc;
   bool hidden = false;
   bool array = false;
+  bool build = false;  // a build parameter of the core node (scatter's item count): a literal, fixed per instance
 };
 
 struct WireDescription {

@@ -15,7 +15,7 @@ struct NamedType {
   const DataType* type;
 };
 
-const DataType* SearchPathsDataType() { return FindDataType("net.zovan.render.datatype.searchpathstype"); }
+const DataType* SearchPathsDataType() { return &kSearchPathsType; }
 
 const NamedType kNames[] = {
     {"float", &kFloat64Type},     {"float32", &kFloat32Type},   {"bool", &kBoolType},

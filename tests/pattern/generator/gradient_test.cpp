@@ -1,0 +1,391 @@
+// The gradient: gradientpre and gradient wired in one plan, knot functions
+// that count their calls. Golden values were computed with python3 from the
+// formulas of each interpolation (Catmull-Rom, Bernstein weights, the sRGB
+// curves) and the CRC-32C of the positions with a bitwise reference.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/function.h"
+#include "core/runtime.h"
+#include "core/services.h"
+#include "pattern/catalogue.h"
+#include "pattern/generator/gradient_node.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+struct Knot {
+  double position;
+  double grey;  // the knot's colour is (grey, grey, grey, 1)
+  const char* interpolation = "linearknot";
+  double bias = 0.5;
+};
+
+ColorA Grey(double g) { return {g, g, g, 1.0}; }
+
+class CapturingLogger final : public Logger {
+ public:
+  void Write(int, std::string_view text, const SourceLocation&, int) override { lines.emplace_back(text); }
+  std::vector<std::string> lines;
+};
+
+CoreNodeRegistry& Registry() {
+  static CoreNodeRegistry* r = [] {
+    auto* reg = new CoreNodeRegistry;
+    EXPECT_TRUE(RegisterCatalogue(*reg).ok());
+    return reg;
+  }();
+  return *r;
+}
+
+// A ramp in a plan of its own: the pre node's table wired to the gradient.
+class Ramp {
+ public:
+  explicit Ramp(std::vector<Knot> knots, Id space = CanonicalId("linear")) : knots_(std::move(knots)) {
+    const int64_t n = static_cast<int64_t>(knots_.size());
+    const int64_t preCounts[] = {n};
+    const int64_t counts[] = {n, n, n};
+    const MicroNodeGroup *pre = nullptr, *main = nullptr;
+    EXPECT_TRUE(Registry().GetGroup(kGradientPreId, preCounts, pre).ok());
+    EXPECT_TRUE(Registry().GetGroup(kGradientId, counts, main).ok());
+    EXPECT_TRUE(plan_.AddNode(pre, "pre", pre_).ok());
+    EXPECT_TRUE(plan_.AddNode(main, "ramp", main_).ok());
+    EXPECT_TRUE(plan_.LinkPreNode(pre_, main_).ok());
+    EXPECT_TRUE(plan_.BindContext(main_, "context").ok());
+    EXPECT_TRUE(plan_.BindContext(main_, "contextLocal").ok());
+    EXPECT_TRUE(plan_.Set(main_, "colorspace", space).ok());
+    colorCalls.assign(n, 0);
+    biasCalls.assign(n, 0);
+    interpolationCalls.assign(n, 0);
+    for (int64_t i = 0; i < n; ++i) {
+      const std::string k = "#" + std::to_string(i);
+      EXPECT_TRUE(plan_.Set(pre_, Id::Owned("position" + k), knots_[i].position).ok());
+      fns_.push_back(std::make_unique<CallableFunction<ColorA>>(kColorAType, [this, i](const ShadingContext&, ColorA& c) {
+        ++colorCalls[i];
+        c = Grey(knots_[i].grey);
+        return Result::Ok();
+      }));
+      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("color" + k), fns_.back().get()).ok());
+      fns_.push_back(std::make_unique<CallableFunction<double>>(kFloat64Type, [this, i](const ShadingContext&, double& b) {
+        ++biasCalls[i];
+        b = knots_[i].bias;
+        return Result::Ok();
+      }));
+      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("bias" + k), fns_.back().get()).ok());
+      fns_.push_back(std::make_unique<CallableFunction<Id>>(kIdType, [this, i](const ShadingContext&, Id& id) {
+        ++interpolationCalls[i];
+        id = Id::Owned(knots_[i].interpolation);
+        return Result::Ok();
+      }));
+      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("interpolation" + k), fns_.back().get()).ok());
+    }
+    EXPECT_TRUE(plan_.SetOutput(main_, "result").ok());
+    EXPECT_TRUE(plan_.RequestOutput(pre_, "crc").ok());
+    EXPECT_TRUE(plan_.Finish().ok());
+    EXPECT_TRUE(PlanInstance::Create(plan_, inst_).ok());
+    EXPECT_TRUE(inst_->Prepare().ok());
+  }
+
+  Result Evaluate(double t, uint8_t uvwvalid = 1) {
+    ShadingContext ctx;
+    ctx.uvw = {t, 0.25, 0.0};
+    ctx.uvwvalid = uvwvalid;
+    return inst_->Evaluate(ctx);
+  }
+  ColorA At(double t) {
+    EXPECT_TRUE(Evaluate(t).ok());
+    return inst_->OutputAs<ColorA>();
+  }
+  double GreyAt(double t) { return At(t).r; }
+  void ResetCalls() {
+    std::fill(colorCalls.begin(), colorCalls.end(), 0);
+    std::fill(biasCalls.begin(), biasCalls.end(), 0);
+    std::fill(interpolationCalls.begin(), interpolationCalls.end(), 0);
+  }
+  int TotalColorCalls() const {
+    int s = 0;
+    for (int c : colorCalls) s += c;
+    return s;
+  }
+  void MovePosition(int64_t i, double p) {
+    knots_[i].position = p;
+    EXPECT_TRUE(inst_->Set(pre_, Id::Owned("position#" + std::to_string(i)), p).ok());
+    EXPECT_TRUE(inst_->Prepare().ok());
+  }
+  std::vector<Knot>& knots() { return knots_; }
+  PlanInstance& instance() { return *inst_; }
+  uint32_t Crc() const { return inst_->Get<uint32_t>(pre_, "crc"); }
+  const SortedKnots* Table() const { return inst_->Get<SortedKnotsRef>(pre_, "sortedKnots").get(); }
+  NodeRef main() const { return main_; }
+
+  std::vector<int> colorCalls, biasCalls, interpolationCalls;
+
+ private:
+  std::vector<Knot> knots_;
+  std::vector<std::unique_ptr<FunctionInterface>> fns_;
+  Plan plan_;
+  NodeRef pre_, main_;
+  std::unique_ptr<PlanInstance> inst_;
+};
+
+// ---- lookup
+
+TEST(GradientLookup, AtBetweenAndBeyondKnots) {
+  Ramp ramp({{0.25, 0.2}, {0.75, 0.6}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.4);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.2);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.75), 0.6);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(-3.0), 0.2);  // Bend clamps: the first knot holds
+  EXPECT_EQ(ramp.At(0.5).a, 1.0);
+  // Right of the last knot the span is empty: only that knot's colour is called.
+  ramp.ResetCalls();
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(9.0), 0.6);
+  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 1}));
+  EXPECT_EQ(ramp.interpolationCalls, (std::vector<int>{0, 0}));
+  EXPECT_EQ(ramp.biasCalls, (std::vector<int>{0, 0}));
+}
+
+TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
+  // With "none" a span shows its left knot: t on knot 1 still reads knot 0,
+  // while t on knot 0 reads knot 0 as the left end of its own span.
+  Ramp ramp({{0.0, 0.1, "none"}, {0.5, 0.5, "none"}, {1.0, 0.9, "none"}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.1);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5000001), 0.5);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.0), 0.1);
+  ramp.ResetCalls();
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.1);
+  EXPECT_EQ(ramp.biasCalls, (std::vector<int>{0, 0, 0}));  // "none" asks no bias
+  // With "linearknot" the same t is s = 1 on the left span: knot 1's colour.
+  Ramp linear({{0.0, 0.1}, {0.5, 0.5}, {1.0, 0.9}});
+  EXPECT_DOUBLE_EQ(linear.GreyAt(0.5), 0.5);
+}
+
+TEST(GradientLookup, CoincidingKnotsAndSingleKnot) {
+  // Knots 1 and 2 share 0.5: at 0.5 the span on the left ends there (s = 1,
+  // knot 1); just past it the ramp runs on from knot 2.
+  Ramp ramp({{0.0, 0.0}, {0.5, 0.3}, {0.5, 0.7}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.0 + (0.3 - 0.0) * 1.0);
+  ramp.ResetCalls();
+  EXPECT_NEAR(ramp.GreyAt(0.75), 0.85, 1e-15);
+  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 0, 1, 1}));
+  // Coinciding knots with knot 0 among them: the span between them is empty
+  // and shows knot 0.
+  Ramp swapped({{0.5, 0.7}, {0.5, 0.3}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(swapped.GreyAt(0.5), 0.7);
+  EXPECT_NEAR(swapped.GreyAt(0.75), 0.65, 1e-15);
+
+  Ramp one({{0.4, 0.35, "cubicknot"}});
+  for (double t : {-1.0, 0.4, 0.5, 3.0}) EXPECT_DOUBLE_EQ(one.GreyAt(t), 0.35);
+  EXPECT_EQ(one.interpolationCalls[0], 0);
+  EXPECT_EQ(one.biasCalls[0], 0);
+}
+
+TEST(GradientLookup, OnlyTheSpansKnotsAreCalled) {
+  std::vector<Knot> knots;
+  for (int i = 0; i < 32; ++i) knots.push_back({(31 - i) / 31.0, i / 31.0});  // ports in falling order
+  Ramp ramp(knots);
+  const double t = 10.5 / 31.0;  // between positions 10/31 (port 21) and 11/31 (port 20)
+  EXPECT_NEAR(ramp.GreyAt(t), 20.5 / 31.0, 1e-12);
+  EXPECT_EQ(ramp.TotalColorCalls(), 2);
+  EXPECT_EQ(ramp.colorCalls[21], 1);
+  EXPECT_EQ(ramp.colorCalls[20], 1);
+  EXPECT_EQ(ramp.interpolationCalls[21], 1);
+  EXPECT_EQ(ramp.biasCalls[21], 1);
+  int others = 0;
+  for (int i = 0; i < 32; ++i)
+    if (i != 21) others += ramp.interpolationCalls[i] + ramp.biasCalls[i];
+  EXPECT_EQ(others, 0);
+}
+
+// ---- interpolations
+
+TEST(GradientInterpolation, LinearAndSmoothAtEndsAndMiddle) {
+  Ramp lin({{0.0, 0.2}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(lin.GreyAt(0.0), 0.2);
+  EXPECT_DOUBLE_EQ(lin.GreyAt(0.5), 0.6);
+  EXPECT_DOUBLE_EQ(lin.GreyAt(1.0), 1.0);
+  // The bias point lands in the middle of the colour range.
+  lin.knots()[0].bias = 0.2;
+  EXPECT_DOUBLE_EQ(lin.GreyAt(0.2), 0.6);
+  EXPECT_DOUBLE_EQ(lin.GreyAt(0.1), 0.4);
+  // Bias 0: s = 0 already takes the upper branch and lands at 0.5.
+  lin.knots()[0].bias = 0.0;
+  EXPECT_DOUBLE_EQ(lin.GreyAt(0.0), 0.6);
+
+  Ramp smooth({{0.0, 0.0, "smoothknot"}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.0), 0.0);
+  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.25), 0.15625);  // (3 - 2u) u^2 at u = 0.25
+  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.5), 0.5);
+  EXPECT_DOUBLE_EQ(smooth.GreyAt(1.0), 1.0);
+  EXPECT_DOUBLE_EQ(smooth.GreyAt(-0.5), 0.0);
+}
+
+TEST(GradientInterpolation, CatmullRomThroughFourKnotsClampedToThem) {
+  Ramp ramp({{0.0, 0.0, "cubicknot"}, {1.0, 0.2, "cubicknot"}, {2.0, 0.6, "cubicknot"}, {3.0, 1.0, "cubicknot"}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.5), 0.3875);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 0.2);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(2.0), 0.6);
+  // First span: A is L itself and its colour is fetched once.
+  ramp.ResetCalls();
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.07500000000000001);
+  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{1, 1, 1, 0}));
+  // Last span: D is R itself.
+  ramp.ResetCalls();
+  ramp.GreyAt(2.5);
+  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 1, 1, 1}));
+  // 0, 1, 1, 0 would overshoot to 1.125 mid-span; the clamp holds it at 1.
+  Ramp bump({{0.0, 0.0, "cubicknot"}, {1.0, 1.0, "cubicknot"}, {2.0, 1.0, "cubicknot"}, {3.0, 0.0, "cubicknot"}});
+  EXPECT_DOUBLE_EQ(bump.GreyAt(1.5), 1.0);
+}
+
+TEST(GradientInterpolation, CubicBiasExtrapolatesOutsideTheKnots) {
+  Ramp ramp({{0.0, 0.2, "cubicbias"}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.6);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.0), 0.2);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(-0.5), -0.35);  // s is not clamped
+  ramp.knots()[0].bias = 0.2;
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.7350000000000001);
+  ramp.knots()[0].bias = 0.3;
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 1.0);  // s = 1 is the right knot whatever the bias
+}
+
+TEST(GradientInterpolation, BlendHoldsTheLeftColourUpToTheBias) {
+  Ramp ramp({{0.0, 0.2, "blend", 0.3}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.2), 0.2);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.65), 0.6);  // u = (0.65 - 0.3) / 0.7 = 0.5
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(-2.0), 0.2);
+  // Bias 1: left colour all the way up to the next knot.
+  ramp.knots()[0].bias = 1.0;
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.999), 0.2);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 1.0);
+
+  Ramp none({{0.0, 0.2, "none"}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(none.GreyAt(0.99), 0.2);
+}
+
+TEST(GradientInterpolation, BendKeepsEndsAndMapsTheBiasToHalf) {
+  for (double b : {0.1, 0.5, 0.9}) {
+    EXPECT_EQ(Bend(0.0, b), 0.0);
+    EXPECT_EQ(Bend(1.0, b), 1.0);
+    EXPECT_EQ(Bend(b, b), 0.5);
+    EXPECT_EQ(Bend(-5.0, b), 0.0);
+    EXPECT_EQ(Bend(5.0, b), 1.0);
+  }
+  for (double s = 0.0; s <= 1.0; s += 0.125) EXPECT_DOUBLE_EQ(Bend(s, 0.5), s);
+}
+
+// ---- failures and early exits
+
+TEST(GradientFailures, UnknownInterpolationAndMissingFunctions) {
+  Ramp ramp({{0.0, 0.2, "zigzag"}, {1.0, 1.0}});
+  ramp.At(2.0);  // right of the last knot: no interpolation asked, so no error
+  const ColorA before = ramp.instance().OutputAs<ColorA>();
+  Result r = ramp.Evaluate(0.5);
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_EQ(r.message(), "Unknown gradient interpolation mode.");
+  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), before);  // result untouched on error
+
+  Ramp empty({{0.0, 0.2, ""}, {1.0, 1.0}});
+  EXPECT_TRUE(empty.Evaluate(0.5).Is(errors::kIllegalState));
+
+  Ramp unset({{0.0, 0.2}, {1.0, 1.0}});
+  ASSERT_TRUE(unset.instance().Set(unset.main(), "color#0", FunctionRef{nullptr}).ok());
+  EXPECT_TRUE(unset.Evaluate(0.5).Is(errors::kNullPtr));
+  EXPECT_TRUE(unset.Evaluate(2.0).ok());  // right of the last knot only knot 1 is asked
+}
+
+TEST(GradientFailures, OutsideContextAndNoKnotsGiveTransparentBlack) {
+  Ramp ramp({{0.0, 0.2}, {1.0, 1.0}});
+  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());
+  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(ramp.TotalColorCalls(), 0);
+  Ramp none({});
+  EXPECT_EQ(none.At(0.5), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(none.Crc(), 0u);
+}
+
+TEST(GradientInput, SetInputOverridesTheContextsU) {
+  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
+  ASSERT_TRUE(ramp.instance().Set(ramp.main(), "input", 0.75).ok());
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.75);
+}
+
+// ---- colour spaces
+
+TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
+  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("srgb"));
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.21404114048223255);
+  EXPECT_EQ(ramp.At(0.5).a, 1.0);
+  Ramp mid({{0.0, 0.1}, {1.0, 0.8}}, CanonicalId("srgb"));
+  EXPECT_DOUBLE_EQ(mid.GreyAt(0.5), 0.35191596126392566);
+  // Round trip at a knot gives the knot's linear colour back.
+  EXPECT_DOUBLE_EQ(mid.GreyAt(0.0), 0.1);
+  EXPECT_DOUBLE_EQ(mid.GreyAt(1.0), 0.8);
+  // Negative channels go through the linear segment both ways.
+  EXPECT_DOUBLE_EQ(GradientSrgbToLinear(GradientLinearToSrgb({-0.5, 0, 0, 1})).r, -0.5 * 12.92);
+}
+
+TEST(GradientColorSpace, UnknownSpaceReportsAndStaysUnconverted) {
+  CapturingLogger log;
+  SetDefaultLogger(&log);
+  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("aces"));
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.5);
+  SetDefaultLogger(nullptr);
+  ASSERT_FALSE(log.lines.empty());
+  for (const std::string& line : log.lines) EXPECT_EQ(line, "Stop: Unsupported color space in gradient: aces");
+  EXPECT_EQ(log.lines.size(), 3u);  // two knot colours and the way back
+}
+
+TEST(GradientColorSpace, LookalikeIdGivesMagentaKnotsAndLeavesTheResult) {
+  static const char text[] = "srgb";  // same text, not the registered constant
+  const Id lookalike = Id::FromParts(text, Id::MakeWord("srgb"));
+  ASSERT_EQ(ClassifyGradientSpace(lookalike), GradientSpace::kSrgbLookalike);
+  ASSERT_EQ(ClassifyGradientSpace(CanonicalId("srgb")), GradientSpace::kSrgb);
+  ASSERT_EQ(ClassifyGradientSpace(CanonicalId("linear")), GradientSpace::kLinear);
+  ASSERT_EQ(ClassifyGradientSpace(Id()), GradientSpace::kUnknown);
+
+  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, lookalike);
+  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());  // early exit writes (0, 0, 0, 0)
+  ASSERT_TRUE(ramp.Evaluate(0.5).ok());
+  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(ramp.TotalColorCalls(), 2);
+}
+
+// ---- the table and its checksum
+
+TEST(GradientTable, ChecksumFollowsPortOrderAndReorderingRebuilds) {
+  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
+  EXPECT_EQ(ramp.Crc(), 0x681ac101u);  // CRC-32C of the bytes of 0.0 then 1.0
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
+  ramp.MovePosition(0, 1.0);
+  ramp.MovePosition(1, 0.0);
+  EXPECT_EQ(ramp.Crc(), 0x765dc065u);
+  // Same set of positions, new order: the ramp now runs from white to black.
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.75);
+  const SortedKnots* table = ramp.Table();
+  ASSERT_NE(table, nullptr);
+  ASSERT_EQ(table->knots.size(), 2u);
+  EXPECT_EQ(table->knots[0].index, 1);
+  EXPECT_EQ(table->rank, (std::vector<int64_t>{1, 0}));
+  EXPECT_EQ(KnotPositionsCrc(std::vector<double>{0.25, 0.5, 0.75}), 0x6548cc53u);
+}
+
+TEST(GradientTable, RankInvertsTheOrderAndNanDoesNotBreakIt) {
+  SortedKnots t;
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  ASSERT_TRUE(BuildSortedKnots(std::vector<double>{0.7, nan, 0.1, 0.7, -2.0}, t).ok());
+  ASSERT_EQ(t.knots.size(), 5u);
+  const int64_t order[] = {4, 2, 0, 3, 1};
+  for (size_t p = 0; p < 5; ++p) {
+    EXPECT_EQ(t.knots[p].index, order[p]);
+    EXPECT_EQ(t.rank[t.knots[p].index], static_cast<int64_t>(p));
+  }
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern
