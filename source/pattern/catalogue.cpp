@@ -8,6 +8,9 @@
 #include "pattern/color/premultiply_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
+#include "pattern/generator/flakes_node.h"
+#include "pattern/generator/noise_node.h"
+#include "pattern/generator/voronoinoise_node.h"
 
 namespace tessaroc::pattern {
 
@@ -21,6 +24,9 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/premultiply_node", &RegisterPremultiplyNode},
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
+    {"source/pattern/generator/flakes_node", &RegisterFlakesNode},
+    {"source/pattern/generator/noise_node", &RegisterNoiseNodes},
+    {"source/pattern/generator/voronoinoise_node", &RegisterVoronoiNoiseNodes},
 };
 }  // namespace
 
