@@ -232,11 +232,11 @@ Centred DisplacedTurbulence(const NoiseState& st, const Sample& s) {
   const double q0 = Fbm(st, w).c;
   const double q1 = Fbm(st, Moved(w, 5.2, 1.3, 2.7)).c;
   const double q2 = Fbm(st, Moved(w, 3.1, 7.7, 4.4)).c;
-  const Sample v = Moved(w, 4.0 * q0, 4.0 * q1, 4.0 * q2);
+  const Sample v = Moved(w, 2.0 * q0, 2.0 * q1, 2.0 * q2);
   const double r0 = Fbm(st, Moved(v, 1.7, 9.2, 0.6)).c;
   const double r1 = Fbm(st, Moved(v, 8.3, 2.8, 5.1)).c;
   const double r2 = Fbm(st, Moved(v, 6.2, 0.9, 7.4)).c;
-  return Turbulence(st, Moved(s, 4.0 * r0, 4.0 * r1, 4.0 * r2));
+  return Turbulence(st, Moved(s, 2.0 * r0, 2.0 * r1, 2.0 * r2));
 }
 
 Centred Hama(const NoiseState& st, const Sample& s) {
@@ -279,10 +279,10 @@ Centred Nutous(const NoiseState& st, const Sample& s) {
 }
 
 Centred Pezo(const NoiseState& st, const Sample& s) {
-  return Fractal(st, s, 6.0, [&](double x, double y, double z, double t) {
+  return Fractal(st, s, 3.0, [&](double x, double y, double z, double t) {
     Cellular cell;
     Worley(st.tables, x, y, z, t, cell);
-    const double radius = 0.05 + 0.05 * CellUnit(cell.hash, 0x68E31DA4u);
+    const double radius = 0.12 + 0.12 * CellUnit(cell.hash, 0x68E31DA4u);
     const double sign = (cell.hash & 0x01000000u) != 0 ? 1.0 : -1.0;
     return sign * std::max(0.0, 1.0 - cell.f1 / radius) * BorderFade(cell, 0.05);
   });
@@ -324,10 +324,12 @@ Centred Sema(const NoiseState& st, const Sample& s) {
 Centred Stupl(const NoiseState& st, const Sample& s) {
   const Centred f = Fbm(st, s);
   const double u = 0.5 + 0.6 * f.c;
-  const double dots =
-      0.5 + 0.5 * std::cos(2.0 * kPi * 4.0 * s.x) * std::cos(2.0 * kPi * 4.0 * s.y) * std::cos(2.0 * kPi * 4.0 * s.z);
+  // The seed shifts the dot grid too.
+  const double* o = st.tables.offset[1];
+  const double dots = 0.5 + 0.5 * std::cos(2.0 * kPi * (4.0 * s.x + o[0])) * std::cos(2.0 * kPi * (4.0 * s.y + o[1])) *
+                                std::cos(2.0 * kPi * (4.0 * s.z + o[2]));
   // A step widened by the footprint: sharp dots up close, their average far away.
-  const double width = 0.02 + 4.0 * kPi * s.footprint;
+  const double width = 0.05 + 4.0 * kPi * s.footprint;
   return {2.0 * SmoothStep(-width, width, u - dots) - 1.0, FootprintKeep(s.footprint * 4.0), s.octaves};
 }
 
@@ -389,67 +391,67 @@ Centred VoronoiFractal(const NoiseState& st, const Sample& s) {
 // Statistics measured with seed 0, 2^16 samples per octave count, default
 // parameters (see docs/noises.md, "Statistics").
 constexpr NoiseClassInfo kClasses[] = {
-    {"perlin", &Perlin, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2699},
-    {"fbm", &FbmClass, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2692},
+    {"perlin", &Perlin, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2197},
+    {"fbm", &FbmClass, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2180},
     {"turbulence", &TurbulenceClass, 2.0, 0.5, 1.0, true,
      {0.0013, 0.0018, 0.0025, 0.0028, 0.0029, 0.0029, 0.0030, 0.0030},
-     {2.1231, 2.1272, 2.1245, 2.1259, 2.1259, 2.1259, 2.1259, 2.1259}, 0.3333},
+     {2.1231, 2.1272, 2.1245, 2.1259, 2.1259, 2.1259, 2.1259, 2.1259}, 0.2698},
     {"ridgedmultifractal", &Ridged, 2.0, 2.0, 1.0, false,
      {0.6338, 0.6144, 0.6045, 0.5992, 0.5965, 0.5950, 0.5942, 0.5938},
-     {1.4512, 1.6869, 1.8038, 1.8706, 1.9080, 1.9290, 1.9414, 1.9470}, 0.3333},
-    {"gaseous", &Gaseous, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2705},
-    {"electric", &Electric, 2.0, 0.5, 1.0, false, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.3968},
-    {"box", &Box, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5736},
+     {1.4512, 1.6869, 1.8038, 1.8706, 1.9080, 1.9290, 1.9414, 1.9470}, 0.2693},
+    {"gaseous", &Gaseous, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2181},
+    {"electric", &Electric, 2.0, 0.5, 1.0, false, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.3055},
+    {"box", &Box, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.4717},
     {"blisteredturbulence", &Blistered, 2.0, 0.5, 1.0, true,
      {0.0033, 0.0038, 0.0045, 0.0048, 0.0049, 0.0049, 0.0049, 0.0049},
-     {1.5504, 1.5504, 1.5518, 1.5518, 1.5518, 1.5518, 1.5518, 1.5518}, 0.3333},
+     {1.5504, 1.5504, 1.5518, 1.5518, 1.5518, 1.5518, 1.5518, 1.5518}, 0.2626},
     {"cranal", &Cranal, 2.0, 0.5, 1.0, true,
      {0.0802, 0.0801, 0.0801, 0.0795, 0.0791, 0.0790, 0.0788, 0.0787},
-     {1.4424, 1.4331, 1.4380, 1.4455, 1.4480, 1.4486, 1.4518, 1.4524}, 0.3333},
-    {"buya", &Buya, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2760},
+     {1.4424, 1.4331, 1.4380, 1.4455, 1.4480, 1.4486, 1.4518, 1.4524}, 0.1876},
+    {"buya", &Buya, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2108},
     {"dents", &Dents, 2.0, 0.5, 1.0, true,
      {0.0002, 0.0002, 0.0003, 0.0003, 0.0004, 0.0003, 0.0003, 0.0003},
-     {1.5056, 1.5035, 1.5042, 1.5042, 1.5035, 1.5035, 1.5035, 1.5035}, 0.3333},
-    {"cell", &Cell, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5751},
+     {1.5056, 1.5035, 1.5042, 1.5042, 1.5035, 1.5035, 1.5035, 1.5035}, 0.2533},
+    {"cell", &Cell, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5034},
     {"displacedturbulence", &DisplacedTurbulence, 2.0, 0.5, 1.0, true,
-     {0.0011, 0.0039, 0.0042, 0.0037, 0.0039, 0.0039, 0.0040, 0.0040},
-     {2.1354, 2.1395, 2.1286, 2.1368, 2.1368, 2.1368, 2.1368, 2.1354}, 0.3333},
-    {"hama", &Hama, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.7056},
+     {0.0015, 0.0046, 0.0014, 0.0044, 0.0046, 0.0047, 0.0047, 0.0047},
+     {2.1340, 2.1177, 2.1354, 2.1272, 2.1272, 2.1259, 2.1259, 2.1259}, 0.2696},
+    {"hama", &Hama, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.6337},
     {"luka", &Luka, 2.0, 0.5, 1.0, true,
      {0.0019, 0.0033, 0.0038, 0.0042, 0.0043, 0.0043, 0.0044, 0.0044},
-     {1.4418, 1.4355, 1.4374, 1.4368, 1.4368, 1.4368, 1.4368, 1.4368}, 0.3333},
-    {"mod", &Mod, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5767},
-    {"naki", &Naki, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5757},
+     {1.4418, 1.4355, 1.4374, 1.4368, 1.4368, 1.4368, 1.4368, 1.4368}, 0.2404},
+    {"mod", &Mod, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.4993},
+    {"naki", &Naki, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5005},
     {"nutous", &Nutous, 2.0, 0.5, 1.0, true,
      {0.6010, 0.6010, 0.6010, 0.6010, 0.6010, 0.6010, 0.6010, 0.6010},
-     {1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113}, 0.3333},
+     {1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113, 1.0113}, 0.2959},
     {"ober", &Hybrid, 2.0, 1.0, 0.25, false,
      {0.7027, 0.6003, 0.5120, 0.4414, 0.3888, 0.3507, 0.3231, 0.3028},
-     {1.2350, 1.3900, 1.5576, 1.7637, 1.9841, 2.1930, 2.3793, 2.5368}, 0.3333},
-    {"pezo", &Pezo, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.0163},
+     {1.2350, 1.3900, 1.5576, 1.7637, 1.9841, 2.1930, 2.3793, 2.5368}, 0.2704},
+    {"pezo", &Pezo, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.0109},
     {"poxo", &Poxo, 2.0, 0.5, 1.0, true,
      {0.0008, 0.0013, 0.0014, 0.0016, 0.0016, 0.0015, 0.0016, 0.0016},
-     {2.1730, 2.1673, 2.1701, 2.1716, 2.1701, 2.1701, 2.1701, 2.1701}, 0.3333},
-    {"sema", &Sema, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.6228},
-    {"stupl", &Stupl, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.9828},
-    {"vl", &Vl, 2.0, 0.5, 1.0, false, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2683},
+     {2.1730, 2.1673, 2.1701, 2.1716, 2.1701, 2.1701, 2.1701, 2.1701}, 0.1564},
+    {"sema", &Sema, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5275},
+    {"stupl", &Stupl, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.9353},
+    {"vl", &Vl, 2.0, 0.5, 1.0, false, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2192},
     {"wavyturbulence", &Wavy, 2.0, 0.5, 1.0, true,
      {0.0060, 0.0054, 0.0055, 0.0056, 0.0059, 0.0060, 0.0060, 0.0060},
-     {2.1354, 2.1299, 2.1299, 2.1272, 2.1286, 2.1286, 2.1286, 2.1286}, 0.3333},
-    {"zada", &Zada, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2713},
-    {"cellvoronoi", &CellVoronoi, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5775},
+     {2.1354, 2.1299, 2.1299, 2.1272, 2.1286, 2.1286, 2.1286, 2.1286}, 0.2699},
+    {"zada", &Zada, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.2185},
+    {"cellvoronoi", &CellVoronoi, 2.0, 0.5, 1.0, true, TESSAROC_SAME8(0.0), TESSAROC_SAME8(1.0), 0.5006},
     {"displacedvoronoi", &DisplacedVoronoi, 2.0, 0.5, 1.0, true,
      {0.5268, 0.5270, 0.5269, 0.5269, 0.5269, 0.5269, 0.5269, 0.5268},
-     {1.8832, 1.8811, 1.8822, 1.8822, 1.8832, 1.8832, 1.8832, 1.8832}, 0.3333},
+     {1.8832, 1.8811, 1.8822, 1.8822, 1.8832, 1.8832, 1.8832, 1.8832}, 0.2692},
     {"voronoi1", &VoronoiFractal<1>, 2.0, 0.5, 1.0, true,
      {-0.0008, -0.0012, -0.0016, -0.0018, -0.0018, -0.0019, -0.0019, -0.0019},
-     {1.8832, 1.8790, 1.8811, 1.8811, 1.8822, 1.8822, 1.8822, 1.8822}, 0.3333},
+     {1.8832, 1.8790, 1.8811, 1.8811, 1.8822, 1.8822, 1.8822, 1.8822}, 0.2677},
     {"voronoi2", &VoronoiFractal<2>, 2.0, 0.5, 1.0, true,
      {0.0002, 0.0005, 0.0007, 0.0008, 0.0009, 0.0009, 0.0009, 0.0009},
-     {2.2341, 2.2297, 2.2267, 2.2297, 2.2282, 2.2282, 2.2282, 2.2282}, 0.3333},
+     {2.2341, 2.2297, 2.2267, 2.2297, 2.2282, 2.2282, 2.2282, 2.2282}, 0.2681},
     {"voronoi3", &VoronoiFractal<3>, 2.0, 0.5, 1.0, true,
      {0.0009, 0.0016, 0.0022, 0.0024, 0.0025, 0.0026, 0.0026, 0.0026},
-     {2.1492, 2.1464, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450}, 0.3333},
+     {2.1492, 2.1464, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450}, 0.2657},
 };
 
 #undef TESSAROC_SAME8
@@ -518,10 +520,10 @@ float LibraryNoise::Noise(float x, float y, float z, bool absolute, float time, 
     return static_cast<float>(0.5 + 0.5 * s);
   }
   // What |s| averages to over the footprint: the part of the spread that the
-  // fade removed comes back as its mean magnitude (sqrt(2/pi) of a normal
-  // spread), so a minified absolute noise keeps its brightness.
-  const double lost = (1.0 - keep * keep) * info_.spread * info_.spread;
-  double a = std::min(std::sqrt(s * s + 0.6366197723675814 * lost), 1.0);
+  // fade removed comes back as the class's mean magnitude, so a minified
+  // absolute noise keeps its brightness.
+  const double lost = (1.0 - keep * keep) * info_.meanMagnitude * info_.meanMagnitude;
+  double a = std::min(std::sqrt(s * s + lost), 1.0);
   if (shaped) a = std::pow(a, state_.exponent);
   return static_cast<float>(a);
 }

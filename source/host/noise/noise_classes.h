@@ -51,7 +51,7 @@ struct NoiseClassInfo {
   // (8 also stands for more): s = (c - mean) * scale.
   double mean[8];
   double scale[8];
-  double spread;  // standard deviation of s, for absolute values under a footprint
+  double meanMagnitude;  // mean of |s|, what an absolute value settles on under a footprint
 };
 
 // The classes in registry order.

@@ -48,6 +48,7 @@ class StrongRef {
 
   T* get() const { return p_; }
   T* operator->() const { return p_; }
+  T& operator*() const { return *p_; }
   explicit operator bool() const { return p_ != nullptr; }
   // Drops the held reference; takes over `p` without counting it.
   void Reset(T* p) {
