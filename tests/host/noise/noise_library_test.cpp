@@ -195,15 +195,22 @@ TEST_P(NoiseClassTest, StaysInRangeWithMeanNearHalfForAnySeed) {
 }
 
 TEST_P(NoiseClassTest, SmallStepsGiveSmallChanges) {
-  if (CellularByDesign(GetParam())) GTEST_SKIP() << "tile edges by design";
   RenderNoiseRef n = Make(GetParam(), 3);
   float worst = 0.0f;
-  for (const Point& p : Points(400, 8, 40.0)) {
+  int jumps = 0;
+  const auto pts = Points(400, 8, 40.0);
+  for (const Point& p : pts) {
     const float v = n->Noise(p.x, p.y, p.z, false, 0.0f, 3.0f, 0.0f);
     const float w = n->Noise(p.x + 2e-4f, p.y - 2e-4f, p.z + 2e-4f, false, 0.0f, 3.0f, 0.0f);
     worst = std::max(worst, std::fabs(v - w));
+    jumps += std::fabs(v - w) >= 0.1f;
   }
-  EXPECT_LT(worst, 0.1f);
+  if (CellularByDesign(GetParam())) {
+    // Flat or ramped inside each tile: only steps across an edge jump.
+    EXPECT_LE(jumps, 8);
+  } else {
+    EXPECT_LT(worst, 0.1f);
+  }
 }
 
 TEST_P(NoiseClassTest, TimeAnimatesContinuously) {
