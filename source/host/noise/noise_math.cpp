@@ -59,19 +59,35 @@ void BuildTables(uint32_t seed, Tables& t) {
 
 void Worley(const Tables& t, double x, double y, double z, double time, Cellular& out) {
   const int64_t ix = FloorToInt(x), iy = FloorToInt(y), iz = FloorToInt(z);
+  const double fx = x - static_cast<double>(ix), fy = y - static_cast<double>(iy), fz = z - static_cast<double>(iz);
   // sin(time + phase) = sin(phase) cos(time) + cos(phase) sin(time).
   const double ct = time == 0.0 ? 1.0 : std::cos(time);
   const double st = time == 0.0 ? 0.0 : std::sin(time);
+  // Points stay within [0.05, 0.95] of their cube, so a neighbour whose
+  // nearest possible point is beyond the second distance found so far can be
+  // skipped without hashing it.
+  auto reach = [](double f, int64_t d) {
+    const double g = d < 0 ? f + 0.05 : (d > 0 ? 1.05 - f : 0.0);
+    return g * g;
+  };
+  const double rx[3] = {reach(fx, -1), 0.0, reach(fx, 1)};
+  const double ry[3] = {reach(fy, -1), 0.0, reach(fy, 1)};
+  const double rz[3] = {reach(fz, -1), 0.0, reach(fz, 1)};
   double d1 = 1e300, d2 = 1e300;
   uint32_t h1 = 0;
   double p1x = 0, p1y = 0, p1z = 0;
-  for (int64_t dz = -1; dz <= 1; ++dz) {
-    const int64_t cz = iz + dz;
+  for (int64_t dx = -1; dx <= 1; ++dx) {
+    const int64_t cx = ix + dx;
+    const uint32_t hx = Mix32(t.key ^ (static_cast<uint32_t>(cx) * 0x9E3779B1u));
     for (int64_t dy = -1; dy <= 1; ++dy) {
+      const double bxy = rx[dx + 1] + ry[dy + 1];
+      if (bxy >= d2) continue;
       const int64_t cy = iy + dy;
-      for (int64_t dx = -1; dx <= 1; ++dx) {
-        const int64_t cx = ix + dx;
-        const uint32_t h = HashCell(cx, cy, cz, t.key);
+      const uint32_t hxy = Mix32(hx ^ (static_cast<uint32_t>(cy) * 0x85EBCA77u));
+      for (int64_t dz = -1; dz <= 1; ++dz) {
+        if (bxy + rz[dz + 1] >= d2) continue;
+        const int64_t cz = iz + dz;
+        const uint32_t h = Mix32(hxy ^ (static_cast<uint32_t>(cz) * 0xC2B2AE3Du));
         const uint32_t a = h & 255, b = (h >> 8) & 255, c = (h >> 16) & 255;
         const double px = static_cast<double>(cx) + 0.5 + 0.45 * (t.sinTurn[a] * ct + t.cosTurn[a] * st);
         const double py = static_cast<double>(cy) + 0.5 + 0.45 * (t.sinTurn[b] * ct + t.cosTurn[b] * st);
