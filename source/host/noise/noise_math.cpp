@@ -57,6 +57,23 @@ void BuildTables(uint32_t seed, Tables& t) {
   }
 }
 
+namespace {
+
+// The 27 cubes around a sample: its own first, then the 6 sharing a face, the
+// 12 sharing an edge and the 8 sharing a corner, so that the nearest points
+// are usually found early and far cubes can be skipped.
+struct Offset {
+  int8_t x, y, z;
+};
+constexpr Offset kSearchOrder[27] = {
+    {0, 0, 0},    {-1, 0, 0},  {1, 0, 0},   {0, -1, 0},  {0, 1, 0},   {0, 0, -1},  {0, 0, 1},
+    {-1, -1, 0},  {-1, 1, 0},  {1, -1, 0},  {1, 1, 0},   {-1, 0, -1}, {-1, 0, 1},  {1, 0, -1},
+    {1, 0, 1},    {0, -1, -1}, {0, -1, 1},  {0, 1, -1},  {0, 1, 1},   {-1, -1, -1}, {-1, -1, 1},
+    {-1, 1, -1},  {-1, 1, 1},  {1, -1, -1}, {1, -1, 1},  {1, 1, -1},  {1, 1, 1},
+};
+
+}  // namespace
+
 void Worley(const Tables& t, double x, double y, double z, double time, Cellular& out) {
   const int64_t ix = FloorToInt(x), iy = FloorToInt(y), iz = FloorToInt(z);
   const double fx = x - static_cast<double>(ix), fy = y - static_cast<double>(iy), fz = z - static_cast<double>(iz);
@@ -64,47 +81,43 @@ void Worley(const Tables& t, double x, double y, double z, double time, Cellular
   const double ct = time == 0.0 ? 1.0 : std::cos(time);
   const double st = time == 0.0 ? 0.0 : std::sin(time);
   // Points stay within [0.05, 0.95] of their cube, so a neighbour whose
-  // nearest possible point is beyond the second distance found so far can be
+  // nearest possible point lies beyond the second distance found so far is
   // skipped without hashing it.
-  auto reach = [](double f, int64_t d) {
+  auto reach = [](double f, int d) {
     const double g = d < 0 ? f + 0.05 : (d > 0 ? 1.05 - f : 0.0);
     return g * g;
   };
   const double rx[3] = {reach(fx, -1), 0.0, reach(fx, 1)};
   const double ry[3] = {reach(fy, -1), 0.0, reach(fy, 1)};
   const double rz[3] = {reach(fz, -1), 0.0, reach(fz, 1)};
+  // The lattice hash in stages: x, then y, then z.
+  uint32_t hxy[3][3];
+  for (int a = 0; a < 3; ++a) {
+    const uint32_t hx = Mix32(t.key ^ (static_cast<uint32_t>(ix + a - 1) * 0x9E3779B1u));
+    for (int b = 0; b < 3; ++b) hxy[a][b] = Mix32(hx ^ (static_cast<uint32_t>(iy + b - 1) * 0x85EBCA77u));
+  }
   double d1 = 1e300, d2 = 1e300;
   uint32_t h1 = 0;
   double p1x = 0, p1y = 0, p1z = 0;
-  for (int64_t dx = -1; dx <= 1; ++dx) {
-    const int64_t cx = ix + dx;
-    const uint32_t hx = Mix32(t.key ^ (static_cast<uint32_t>(cx) * 0x9E3779B1u));
-    for (int64_t dy = -1; dy <= 1; ++dy) {
-      const double bxy = rx[dx + 1] + ry[dy + 1];
-      if (bxy >= d2) continue;
-      const int64_t cy = iy + dy;
-      const uint32_t hxy = Mix32(hx ^ (static_cast<uint32_t>(cy) * 0x85EBCA77u));
-      for (int64_t dz = -1; dz <= 1; ++dz) {
-        if (bxy + rz[dz + 1] >= d2) continue;
-        const int64_t cz = iz + dz;
-        const uint32_t h = Mix32(hxy ^ (static_cast<uint32_t>(cz) * 0xC2B2AE3Du));
-        const uint32_t a = h & 255, b = (h >> 8) & 255, c = (h >> 16) & 255;
-        const double px = static_cast<double>(cx) + 0.5 + 0.45 * (t.sinTurn[a] * ct + t.cosTurn[a] * st);
-        const double py = static_cast<double>(cy) + 0.5 + 0.45 * (t.sinTurn[b] * ct + t.cosTurn[b] * st);
-        const double pz = static_cast<double>(cz) + 0.5 + 0.45 * (t.sinTurn[c] * ct + t.cosTurn[c] * st);
-        const double ex = px - x, ey = py - y, ez = pz - z;
-        const double d = ex * ex + ey * ey + ez * ez;
-        if (d < d1) {
-          d2 = d1;
-          d1 = d;
-          h1 = h;
-          p1x = px;
-          p1y = py;
-          p1z = pz;
-        } else if (d < d2) {
-          d2 = d;
-        }
-      }
+  for (const Offset& o : kSearchOrder) {
+    if (rx[o.x + 1] + ry[o.y + 1] + rz[o.z + 1] >= d2) continue;
+    const int64_t cx = ix + o.x, cy = iy + o.y, cz = iz + o.z;
+    const uint32_t h = Mix32(hxy[o.x + 1][o.y + 1] ^ (static_cast<uint32_t>(cz) * 0xC2B2AE3Du));
+    const uint32_t a = h & 255, b = (h >> 8) & 255, c = (h >> 16) & 255;
+    const double px = static_cast<double>(cx) + 0.5 + 0.45 * (t.sinTurn[a] * ct + t.cosTurn[a] * st);
+    const double py = static_cast<double>(cy) + 0.5 + 0.45 * (t.sinTurn[b] * ct + t.cosTurn[b] * st);
+    const double pz = static_cast<double>(cz) + 0.5 + 0.45 * (t.sinTurn[c] * ct + t.cosTurn[c] * st);
+    const double ex = px - x, ey = py - y, ez = pz - z;
+    const double d = ex * ex + ey * ey + ez * ez;
+    if (d < d1) {
+      d2 = d1;
+      d1 = d;
+      h1 = h;
+      p1x = px;
+      p1y = py;
+      p1z = pz;
+    } else if (d < d2) {
+      d2 = d;
     }
   }
   out.f1 = std::sqrt(d1);
