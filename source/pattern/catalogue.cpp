@@ -34,14 +34,17 @@
 #include "pattern/generator/blackbody_node.h"
 #include "pattern/generator/cells_node.h"
 #include "pattern/generator/checkerboard_node.h"
+#include "pattern/generator/flakes_node.h"
 #include "pattern/generator/gradient_node.h"
 #include "pattern/generator/grid_node.h"
 #include "pattern/generator/hash_node.h"
 #include "pattern/generator/keyer_node.h"
+#include "pattern/generator/noise_node.h"
 #include "pattern/generator/random_node.h"
 #include "pattern/generator/scratches_node.h"
 #include "pattern/generator/spline_node.h"
 #include "pattern/generator/thinfilm_node.h"
+#include "pattern/generator/voronoinoise_node.h"
 #include "pattern/math/strength_node.h"
 #include "pattern/math/transform2d_node.h"
 #include "pattern/shading/bump_node.h"
@@ -99,14 +102,17 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/generator/blackbody_node", &RegisterBlackbodyNode},
     {"source/pattern/generator/cells_node", &RegisterCellsNodes},
     {"source/pattern/generator/checkerboard_node", &RegisterCheckerboardNode},
+    {"source/pattern/generator/flakes_node", &RegisterFlakesNode},
     {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
     {"source/pattern/generator/grid_node", &RegisterGridNode},
     {"source/pattern/generator/hash_node", &RegisterHashNode},
     {"source/pattern/generator/keyer_node", &RegisterKeyerNode},
+    {"source/pattern/generator/noise_node", &RegisterNoiseNodes},
     {"source/pattern/generator/random_node", &RegisterRandomNode},
     {"source/pattern/generator/scratches_node", &RegisterScratchesNode},
     {"source/pattern/generator/spline_node", &RegisterSplineNode},
     {"source/pattern/generator/thinfilm_node", &RegisterThinFilmNodes},
+    {"source/pattern/generator/voronoinoise_node", &RegisterVoronoiNoiseNodes},
     {"source/pattern/math/strength_node", &RegisterStrengthNode},
     {"source/pattern/math/transform2d_node", &RegisterTransform2dNode},
     {"source/pattern/shading/bump_node", &RegisterBumpNode},

@@ -1,0 +1,19 @@
+// The project's noise library as the host's noise service: the 31 classes of
+// the registry `net.zovan.render.registry.rendernoiseclasses` and the Voronoi
+// operations of NoiseInterface.
+#pragma once
+
+#include "core/result.h"
+#include "pattern/generator/noise_interface.h"
+
+namespace tessaroc::host {
+
+// Registers every noise class under `net.zovan.render.rendernoiseclass.<name>`
+// in declared order and installs the NoiseInterface. Safe to call more than
+// once; call it before anything renders.
+Result InstallNoiseClasses();
+
+// The installed NoiseInterface (the same object every time).
+const NoiseInterface& LibraryNoiseInterface();
+
+}  // namespace tessaroc::host
