@@ -1,5 +1,9 @@
 #include "pattern/catalogue.h"
 
+#include "pattern/2d/area_average_node.h"
+#include "pattern/2d/blur_node.h"
+#include "pattern/2d/cache_node.h"
+#include "pattern/2d/kernel_node.h"
 #include "pattern/color/bias_node.h"
 #include "pattern/color/colortemperature_node.h"
 #include "pattern/color/contrast_node.h"
@@ -13,6 +17,10 @@ namespace tessaroc::pattern {
 
 namespace {
 constexpr CatalogueUnit kUnits[] = {
+    {"source/pattern/2d/area_average_node", &RegisterAreaAverageNode},
+    {"source/pattern/2d/blur_node", &RegisterBlurNodes},
+    {"source/pattern/2d/cache_node", &RegisterCacheNodes},
+    {"source/pattern/2d/kernel_node", &RegisterKernelNode},
     {"source/pattern/color/bias_node", &RegisterBiasGainNode},
     {"source/pattern/color/colortemperature_node", &RegisterColorTemperatureNode},
     {"source/pattern/color/contrast_node", &RegisterContrastNode},
