@@ -12,6 +12,7 @@
 #include "pattern/color/premultiply_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
+#include "pattern/generator/image_node.h"
 
 namespace tessaroc::pattern {
 
@@ -29,6 +30,7 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/color/premultiply_node", &RegisterPremultiplyNode},
     {"source/pattern/color/unpremultiply_node", &RegisterUnpremultiplyNode},
     {"source/pattern/color/whitebalance_node", &RegisterWhiteBalanceNode},
+    {"source/pattern/generator/image_node", &RegisterImageNode},
 };
 }  // namespace
 

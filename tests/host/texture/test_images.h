@@ -1,0 +1,85 @@
+// Small image files written at run time into a temporary folder, so the
+// texture tests need no binary files in the repository.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <OpenImageIO/imageio.h>
+
+namespace tessaroc::testing {
+
+// A folder of its own under the system's temporary folder, removed at the end.
+class TempFolder {
+ public:
+  TempFolder() {
+    static int counter = 0;
+    path_ = std::filesystem::temp_directory_path() /
+            ("tessaroc-images-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempFolder() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+  std::string File(const std::string& name) const { return (path_ / name).string(); }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Pixel (x, y, channel) of an image, row 0 at the top.
+using PixelFn = std::function<float(int x, int y, int c)>;
+
+// Writes one image; the format follows the file's suffix. 8-bit formats get
+// the values scaled by 255 and rounded. Returns an empty text on success.
+inline std::string WriteImage(const std::string& path, int w, int h, int channels, const PixelFn& pixel,
+                              OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
+                              const std::vector<std::string>& channelNames = {}) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return "no writer for " + path + ": " + OIIO::geterror();
+  OIIO::ImageSpec spec(w, h, channels, format);
+  if (!channelNames.empty()) spec.channelnames = channelNames;
+  if (channels == 4 && channelNames.empty()) spec.alpha_channel = 3;
+  std::vector<float> data(static_cast<size_t>(w) * h * channels);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int c = 0; c < channels; ++c) data[(static_cast<size_t>(y) * w + x) * channels + c] = pixel(x, y, c);
+  if (!out->open(path, spec)) return out->geterror();
+  if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
+  if (!out->close()) return out->geterror();
+  return {};
+}
+
+// Writes frames as subimages of one file at a frame rate (an animated GIF is
+// the movie OIIO can write itself). Returns an empty text on success.
+inline std::string WriteFrames(const std::string& path, int w, int h, int frames, int fps,
+                               const std::function<float(int frame, int x, int y, int c)>& pixel) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return "no writer for " + path;
+  if (!out->supports("multiimage") || !out->supports("appendsubimage")) return "no multi-image output for " + path;
+  std::vector<OIIO::ImageSpec> specs(static_cast<size_t>(frames), OIIO::ImageSpec(w, h, 3, OIIO::TypeDesc::UINT8));
+  for (auto& s : specs) {
+    int rate[2] = {fps, 1};
+    s.attribute("FramesPerSecond", OIIO::TypeRational, rate);
+  }
+  if (!out->open(path, frames, specs.data())) return out->geterror();
+  std::vector<float> data(static_cast<size_t>(w) * h * 3);
+  for (int f = 0; f < frames; ++f) {
+    if (f > 0 && !out->open(path, specs[static_cast<size_t>(f)], OIIO::ImageOutput::AppendSubimage))
+      return out->geterror();
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        for (int c = 0; c < 3; ++c) data[(static_cast<size_t>(y) * w + x) * 3 + c] = pixel(f, x, y, c);
+    if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
+  }
+  if (!out->close()) return out->geterror();
+  return {};
+}
+
+}  // namespace tessaroc::testing
