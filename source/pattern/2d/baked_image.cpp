@@ -39,6 +39,10 @@ int64_t FloorIndex(float f) {
 }  // namespace
 
 Result ResizeBakedImage(BakedImageData& image, uint32_t w, uint32_t h) {
+  // The size is stored first: a failed resize leaves a record whose count
+  // does not match, which every reader turns into opaque black.
+  image.width = w;
+  image.height = h;
   try {
     image.pixels.resize(size_t{w} * h, kOpaqueBlack);
   } catch (const std::bad_alloc&) {
@@ -47,8 +51,6 @@ Result ResizeBakedImage(BakedImageData& image, uint32_t w, uint32_t h) {
   } catch (const std::length_error&) {
     return Result::Fail(errors::kOutOfMemory, "baked image too large");
   }
-  image.width = w;
-  image.height = h;
   return Result::Ok();
 }
 
@@ -56,9 +58,9 @@ void PrecomputePortData(const SearchPathsType* searchPaths, uint32_t width, uint
                         const FunctionInterface* fn, BakedImageData& image) {
   if (width == 0 || height == 0 || image.pixels.size() < size_t{width} * height) return;
   auto rows = [&](int64_t first, int64_t end) {
-    ShadingContext ctx;  // one record per job, reused for every pixel
-    ctx.searchpaths = searchPaths;
     for (int64_t y = first; y < end; ++y) {
+      ShadingContext ctx;  // one fresh record per row, reused for its pixels
+      ctx.searchpaths = searchPaths;
       ColorA* row = image.pixels.data() + static_cast<size_t>(y) * width;
       const double v = static_cast<double>(y) / height + halfPixel.y;
       for (uint32_t x = 0; x < width; ++x) {

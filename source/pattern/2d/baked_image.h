@@ -55,8 +55,9 @@ inline int64_t WrapIndex(int64_t i, int64_t n) {
   return i;
 }
 
-// Resizes the record to w by h; new pixels are (0, 0, 0, 1), old ones keep
-// their colours. Out of memory leaves the record as it was and fails.
+// Sets the record's size to w by h and its pixel count to match; new pixels
+// are (0, 0, 0, 1), old ones keep their colours. Out of memory fails and
+// leaves the old pixels under the new size.
 Result ResizeBakedImage(BakedImageData& image, uint32_t w, uint32_t h);
 
 // Evaluates `fn` at the centre of every pixel (x / width + halfPixel.x,
