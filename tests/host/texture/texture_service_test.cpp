@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <random>
+#include <thread>
+#include <vector>
 
 #include "host/texture/texture_service.h"
 #include "test_images.h"
@@ -170,6 +172,31 @@ TEST_F(TextureServiceTest, AnisotropicKeepsTheSharpAxisSharp) {
   const double u = (8 * 5 + 4) / 256.0;  // the middle of a white stripe
   EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
   EXPECT_LT(At(*t, u, 0.5, kInterpMip, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
+}
+
+TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
+  ASSERT_EQ(WriteImage(folder_.File("shared.exr"), 128, 96, 4,
+                       [](int x, int y, int c) { return static_cast<float>((x * 7 + y * 3 + c) % 11) / 10; }),
+            "");
+  for (int interp : {kInterpSat, kInterpMip, kInterpBicubic}) {
+    // Fresh texture each time, so the first lookups (the summed-area table,
+    // the MIP levels) happen on several threads at once.
+    auto t = Load("shared.exr");
+    const int n = 2000;
+    std::vector<ColorA> got[4];
+    std::vector<std::thread> threads;
+    for (int k = 0; k < 4; ++k)
+      threads.emplace_back([&, k] {
+        got[k].resize(n);
+        for (int i = 0; i < n; ++i)
+          got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      });
+    for (std::thread& th : threads) th.join();
+    for (int i = 0; i < n; ++i) {
+      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      for (int k = 0; k < 4; ++k) ASSERT_EQ(got[k][i], one) << interp << " " << i;
+    }
+  }
 }
 
 TEST_F(TextureServiceTest, DetailsAndEmptyTextures) {
