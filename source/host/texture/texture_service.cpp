@@ -395,6 +395,7 @@ Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& laye
         if (si && si->get_string_attribute("oiio:subimagename") == name) {
           t.subimage = s;
           t.firstChannel = 0;
+          t.channels = std::min(si->nchannels, 4);
           spec = si;
           return Result::Ok();
         }

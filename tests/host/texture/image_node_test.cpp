@@ -518,6 +518,35 @@ TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroup) {
   EXPECT_NE(sink_.messages[0].find("diffuse"), std::string::npos);
 }
 
+TEST_F(ImageNodeTest, LayerSetSelectsANamedPart) {
+  // A two-part EXR: "beauty" at 0.25, "depth" at 0.75.
+  const std::string path = folder_.File("parts.exr");
+  auto out = OIIO::ImageOutput::create(path);
+  ASSERT_TRUE(out && out->supports("multiimage"));
+  OIIO::ImageSpec specs[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
+                              OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
+  specs[0].attribute("oiio:subimagename", "beauty");
+  specs[1].attribute("oiio:subimagename", "depth");
+  ASSERT_TRUE(out->open(path, 2, specs));
+  for (int part = 0; part < 2; ++part) {
+    if (part > 0) {
+      ASSERT_TRUE(out->open(path, specs[part], OIIO::ImageOutput::AppendSubimage));
+    }
+    const std::vector<float> data(12, part ? 0.75f : 0.25f);
+    ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));
+  }
+  ASSERT_TRUE(out->close());
+
+  auto run = Runner(path);
+  LayerSet layers;
+  layers.layers.push_back(String("missing"));  // the first layer the file has counts
+  layers.layers.push_back(String("depth"));
+  ASSERT_TRUE(run->Set("layerSet", layers).ok());
+  EXPECT_EQ(Sample(*run, At(0.5, 0.5)), (ColorA{0.75, 0.75, 0.75, 1}));
+  EXPECT_EQ(Sample(*Runner(path), At(0.5, 0.5)), (ColorA{0.25, 0.25, 0.25, 1}));
+  EXPECT_TRUE(sink_.messages.empty());
+}
+
 TEST_F(ImageNodeTest, SearchPathsFindRelativeNames) {
   ASSERT_EQ(WriteImage(folder_.File("found.exr"), 2, 2, 3, [](int, int, int) { return 0.75f; }), "");
   SearchPathsType paths;
