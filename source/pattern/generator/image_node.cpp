@@ -37,9 +37,23 @@ int AlphaNumber(const Id& id) {
   return kAlphaStraight;
 }
 
-bool IsExistingFile(const std::string& path) {
+bool IsRegularFile(const std::filesystem::path& path) {
   std::error_code ec;
   return std::filesystem::is_regular_file(path, ec);
+}
+
+// Whether the name is an existing file as it stands or, looked up the way the
+// texture service does, under one of the search paths.
+bool IsExistingFile(const std::string& name, const SearchPathsType* searchPaths) {
+  const std::filesystem::path path(name);
+  if (IsRegularFile(path)) return true;
+  if (searchPaths == nullptr) return false;
+  for (const Url& dir : searchPaths->urls) {
+    if (dir.IsEmpty()) continue;
+    const std::filesystem::path base(dir.str());
+    if ((path.is_relative() && IsRegularFile(base / path)) || IsRegularFile(base / path.filename())) return true;
+  }
+  return false;
 }
 
 std::string Padded(int64_t frame, int width) {
@@ -59,7 +73,7 @@ int64_t SaturatingAdd(int64_t a, int64_t b) {
 
 }  // namespace
 
-Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit) {
+Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit, const SearchPathsType* searchPaths) {
   hit = false;
   if (found) *found = false;
   const std::string dir(url.GetDirectory());
@@ -86,7 +100,7 @@ Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit) {
   if (w0 <= 9) {
     for (int w = w0; w <= 9; ++w) {
       const std::string candidate = dir + prefix + Padded(frame, w) + suffix;
-      if (IsExistingFile(candidate)) {
+      if (IsExistingFile(candidate, searchPaths)) {
         url.SetUrl(candidate);
         hit = true;
         return Result::Ok();
@@ -99,7 +113,8 @@ Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit) {
   return Result::Ok();
 }
 
-Result ResolveMovieTime(const Playback& p, double length, Url& url, TimeValue& time) {
+Result ResolveMovieTime(const Playback& p, double length, Url& url, TimeValue& time,
+                        const SearchPathsType* searchPaths) {
   double t = std::min(p.end, time) - p.start;
   if (t < 0) t = 0;
   time = t;
@@ -133,7 +148,7 @@ Result ResolveMovieTime(const Playback& p, double length, Url& url, TimeValue& t
     const int64_t frame = FrameNumber(time, p.frameRate);
     const int64_t n = std::min(p.frameEnd, SaturatingAdd(p.frameStart, frame));
     bool found = false, hit = false;
-    TESSAROC_RETURN_IF_FAILED(ReplaceFrameNumber(url, n, &found, hit));
+    TESSAROC_RETURN_IF_FAILED(ReplaceFrameNumber(url, n, &found, hit, searchPaths));
   }
   return Result::Ok();
 }
@@ -158,7 +173,7 @@ class PortsDelegate final : public MovieTimeDelegate {
     p.frameStart = ports_.In<int64_t>(kFrameStart);
     p.frameEnd = ports_.In<int64_t>(kFrameEnd);
     p.frameRate = ports_.In<double>(kFrameRate);
-    return pattern::ResolveMovieTime(p, length, url, time);
+    return pattern::ResolveMovieTime(p, length, url, time, ports_.In<ShadingContext>(kContext).searchpaths);
   }
 
  private:

@@ -9,6 +9,7 @@
 
 #include "core/id.h"
 #include "core/registry.h"
+#include "core/shading_context.h"
 #include "core/string.h"
 #include "core/value_types.h"
 
@@ -37,15 +38,18 @@ struct Playback {
 // Turns the host's time into a time inside the clip of `length` seconds (0
 // for a file without a time line); for a numbered sequence it also puts the
 // frame's number into `url`.
-Result ResolveMovieTime(const Playback& playback, double length, Url& url, TimeValue& time);
+Result ResolveMovieTime(const Playback& playback, double length, Url& url, TimeValue& time,
+                        const SearchPathsType* searchPaths = nullptr);
 
 // Replaces the last run of digits in the file name of `url` (not one at the
 // start of the name, nor the digit in the suffixes "mp4" and "b3d") with
 // `frame`, trying the widths from the number's own up to 9 digits, padded
-// with '0', until an existing file is hit. `hit` tells whether one was. With
-// no number in the name: `found` (when given) is set false and the url stays;
-// without `found` that is an I/O error.
-Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit);
+// with '0', until an existing file is hit. `hit` tells whether one was. A
+// relative name also counts as existing when it is found under one of the
+// search paths. With no number in the name: `found` (when given) is set false
+// and the url stays; without `found` that is an I/O error.
+Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit,
+                          const SearchPathsType* searchPaths = nullptr);
 
 Result RegisterImageNode(CoreNodeRegistry& registry);
 

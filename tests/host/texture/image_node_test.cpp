@@ -120,6 +120,21 @@ TEST_F(FrameNumberTest, TenDigitFramesSkipTheWidthSearch) {
   EXPECT_EQ(url.str(), Dir() + "f_1234567890.png");
 }
 
+TEST_F(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
+  Touch("plate_0007.exr");
+  SearchPathsType paths;
+  paths.urls.push_back(Url(folder_.path().string()));
+  Url url("shots/plate_0001.exr");
+  bool hit = false;
+  ASSERT_TRUE(ReplaceFrameNumber(url, 7, nullptr, hit, &paths).ok());
+  EXPECT_TRUE(hit);
+  EXPECT_EQ(url.str(), "shots/plate_0007.exr");  // still relative: the loader finds it the same way
+  Url plain("shots/plate_0001.exr");
+  ASSERT_TRUE(ReplaceFrameNumber(plain, 7, nullptr, hit).ok());
+  EXPECT_FALSE(hit);
+  EXPECT_EQ(plain.str(), "shots/plate_7.exr");
+}
+
 TEST_F(FrameNumberTest, DirectoryDigitsAreNotTouched) {
   Url url("/tmp/take2/plate.png");
   bool found = true, hit = false;
