@@ -199,6 +199,21 @@ TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
   }
 }
 
+TEST_F(TextureServiceTest, NonFiniteCoordinatesAreHarmless) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  const double nan = std::nan(""), inf = HUGE_VAL;
+  for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic})
+    for (uint8_t wrap = 0; wrap < 4; ++wrap)
+      for (double bad : {nan, inf, -inf, 1e300}) {
+        const ColorA c = At(*t, bad, 0.5, interp, wrap, wrap, 0.1, 0.1);
+        const ColorA d = At(*t, 0.5, 0.5, interp, wrap, wrap, bad, bad);
+        // No crash, and nothing outside what the image and black hold.
+        for (double x : {c.r, c.g, d.r, d.g})
+          EXPECT_TRUE(std::isnan(x) || (x >= 0 && x <= 1)) << interp << " " << int(wrap) << " " << bad;
+      }
+}
+
 TEST_F(TextureServiceTest, DetailsAndEmptyTextures) {
   ASSERT_EQ(WriteImage(folder_.File("wide.exr"), 6, 3, 4, [](int, int, int) { return 1.0f; }), "");
   auto t = Load("wide.exr", true);
