@@ -1,11 +1,18 @@
 #include "shader.h"
 
 #include "core/data_types.h"
+#include "pattern/2d/baked_image.h"
 
 namespace tessaroc::module {
 
-Result RegisterShaderDataTypes() { return RegisterDataType(&kSearchPathsType); }
+Result RegisterShaderDataTypes() {
+  TESSAROC_RETURN_IF_FAILED(RegisterDataType(&kBakedImageDataType));
+  return RegisterDataType(&kSearchPathsType);
+}
 
-Result UnregisterShaderDataTypes() { return UnregisterDataType(&kSearchPathsType); }
+Result UnregisterShaderDataTypes() {
+  TESSAROC_RETURN_IF_FAILED(UnregisterDataType(&kSearchPathsType));
+  return UnregisterDataType(&kBakedImageDataType);
+}
 
 }  // namespace tessaroc::module

@@ -96,9 +96,14 @@ Result ConvertLiteral(const DataType& from, const void* value, const DataType& t
   auto fail = [&](const char* why) {
     return Result::Fail(errors::kIllegalArgument, std::string(why) + " for a port of type " + to.id.str());
   };
-  if (f == &kInt64Type && (t == &kInt32Type || t == &kUInt32Type)) {
-    const int64_t v = *static_cast<const int64_t*>(value);
-    if (t == &kInt32Type) {
+  auto isInteger = [](const DataType* x) { return x == &kInt64Type || x == &kInt32Type || x == &kUInt32Type; };
+  if (isInteger(f) && isInteger(t)) {
+    const int64_t v = f == &kInt64Type   ? *static_cast<const int64_t*>(value)
+                      : f == &kInt32Type ? *static_cast<const int32_t*>(value)
+                                         : static_cast<int64_t>(*static_cast<const uint32_t*>(value));
+    if (t == &kInt64Type) {
+      *static_cast<int64_t*>(out.Emplace(&to)) = v;
+    } else if (t == &kInt32Type) {
       if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max())
         return fail("number out of range");
       *static_cast<int32_t*>(out.Emplace(&to)) = static_cast<int32_t>(v);
@@ -106,11 +111,6 @@ Result ConvertLiteral(const DataType& from, const void* value, const DataType& t
       if (v < 0 || v > std::numeric_limits<uint32_t>::max()) return fail("number out of range");
       *static_cast<uint32_t*>(out.Emplace(&to)) = static_cast<uint32_t>(v);
     }
-    return Result::Ok();
-  }
-  if ((f == &kInt32Type || f == &kUInt32Type) && t == &kInt64Type) {
-    *static_cast<int64_t*>(out.Emplace(&to)) = f == &kInt32Type ? *static_cast<const int32_t*>(value)
-                                                                 : *static_cast<const uint32_t*>(value);
     return Result::Ok();
   }
   for (const Entry& e : kEntries) {

@@ -1,3 +1,7 @@
+#include "pattern/2d/area_average_node.h"
+#include "pattern/2d/blur_node.h"
+#include "pattern/2d/cache_node.h"
+#include "pattern/2d/kernel_node.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/bias_node.h"
 #include "pattern/color/blend_node.h"
@@ -38,6 +42,7 @@
 #include "pattern/generator/gradient_node.h"
 #include "pattern/generator/grid_node.h"
 #include "pattern/generator/hash_node.h"
+#include "pattern/generator/image_node.h"
 #include "pattern/generator/keyer_node.h"
 #include "pattern/generator/noise_node.h"
 #include "pattern/generator/random_node.h"
@@ -67,6 +72,10 @@ namespace tessaroc::pattern {
 
 namespace {
 constexpr CatalogueUnit kUnits[] = {
+    {"source/pattern/2d/area_average_node", &RegisterAreaAverageNode},
+    {"source/pattern/2d/blur_node", &RegisterBlurNodes},
+    {"source/pattern/2d/cache_node", &RegisterCacheNodes},
+    {"source/pattern/2d/kernel_node", &RegisterKernelNode},
     {"source/pattern/color/bias_node", &RegisterBiasGainNode},
     {"source/pattern/color/blend_node", &RegisterBlendNode},
     {"source/pattern/color/colorcorrection_node", &RegisterColorHslNode},
@@ -106,6 +115,7 @@ constexpr CatalogueUnit kUnits[] = {
     {"source/pattern/generator/gradient_node", &RegisterGradientNodes},
     {"source/pattern/generator/grid_node", &RegisterGridNode},
     {"source/pattern/generator/hash_node", &RegisterHashNode},
+    {"source/pattern/generator/image_node", &RegisterImageNode},
     {"source/pattern/generator/keyer_node", &RegisterKeyerNode},
     {"source/pattern/generator/noise_node", &RegisterNoiseNodes},
     {"source/pattern/generator/random_node", &RegisterRandomNode},

@@ -22,6 +22,12 @@ using nlohmann::json;
 
 namespace {
 
+// Integers of any width feed each other; literals are range-checked when compiled.
+bool IsInteger(const DataType& t) {
+  const DataType* s = t.Storage();
+  return s == &kInt64Type || s == &kInt32Type || s == &kUInt32Type;
+}
+
 bool EqualNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i)
@@ -400,7 +406,7 @@ Result DescriptionDatabase::Validate(const CoreNodeRegistry& registry, std::vect
         const DataType* coreType = port->dataType->IsFunction() ? port->dataType->functionResult : port->dataType;
         if (!coreType->StoredLike(*p.type) && !(p.type == &kInternedIdType && coreType == &kIdType) &&
             !(p.type == &kIdType && coreType == &kInternedIdType) &&
-            !(p.type == &kInt64Type && (coreType == &kInt32Type || coreType == &kUInt32Type)))
+            !(IsInteger(*p.type) && IsInteger(*coreType)))
           problems.push_back(a->file + ": " + a->id + ": port " + p.id + " is " + p.typeName + " but " + t.instance +
                              "." + t.port + " is " + TypeName(*port->dataType));
       }

@@ -1,0 +1,508 @@
+#include "host/texture/texture_service.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <OpenImageIO/imagecache.h>
+#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/strutil.h>
+#include <OpenImageIO/texture.h>
+
+namespace tessaroc::host {
+
+namespace {
+
+namespace OIIO = OIIO_NAMESPACE;
+using OIIO::ustring;
+
+// ---- the caches
+
+struct Systems {
+  OIIO::TextureSystem* shared = nullptr;  // native pixel formats
+  OIIO::ImageCache* sharedCache = nullptr;
+  OIIO::TextureSystem* floats = nullptr;  // every pixel as a 32-bit float
+  OIIO::ImageCache* floatCache = nullptr;
+};
+
+void Configure(OIIO::ImageCache* cache) {
+  // Images without MIP levels get them on the fly, in tiles, so that the MIP
+  // and anisotropic filters work on any file.
+  cache->attribute("automip", 1);
+  cache->attribute("autotile", 64);
+  // Keep the file's alpha as it is stored: the node's alpha setting says how
+  // to read it.
+  cache->attribute("unassociatedalpha", 1);
+}
+
+// Made once and never destroyed: the library's own teardown at exit must not
+// race textures that still point into the caches.
+Systems& Caches() {
+  static Systems* systems = [] {
+    auto* s = new Systems;
+    s->sharedCache = OIIO::ImageCache::create(true);
+    Configure(s->sharedCache);
+    s->shared = OIIO::TextureSystem::create(true);
+    s->floatCache = OIIO::ImageCache::create(false);
+    Configure(s->floatCache);
+    s->floatCache->attribute("forcefloat", 1);
+    s->floats = OIIO::TextureSystem::create(false, s->floatCache);
+    return s;
+  }();
+  return *systems;
+}
+
+// ---- colour encodings
+
+enum class Encoding { kLinear, kSrgb, kGamma };
+
+double SrgbToLinear(double c) {
+  return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+}
+
+// ---- the loaded file
+
+class OiioTexture final : public pattern::Texture {
+ public:
+  bool hasImage = false;
+  OIIO::TextureSystem* ts = nullptr;
+  OIIO::ImageCache* cache = nullptr;
+  ustring filename;
+  OIIO::TextureSystem::TextureHandle* handle = nullptr;
+  int subimage = 0;
+  int firstChannel = 0;
+  int channels = 0;  // 1 to 4
+  int width = 0, height = 0;
+  int xOrigin = 0, yOrigin = 0;
+  double fps = 0;
+  double length = 0;
+  Encoding encoding = Encoding::kLinear;
+  double gamma = 1;
+
+  // The summed-area table: (width + 1) x (height + 1) sums per channel, built
+  // at the first box-filtered lookup.
+  const std::vector<double>& Sat() const {
+    std::call_once(satOnce_, [this] { BuildSat(); });
+    return sat_;
+  }
+
+ private:
+  void BuildSat() const {
+    const size_t W = static_cast<size_t>(width), H = static_cast<size_t>(height), C = static_cast<size_t>(channels);
+    std::vector<float> pixels(W * H * C);
+    if (!cache->get_pixels(filename, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1,
+                           firstChannel, firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
+      (void)cache->geterror();
+      return;
+    }
+    std::vector<double> sat((W + 1) * (H + 1) * C, 0.0);
+    for (size_t y = 0; y < H; ++y) {
+      std::vector<double> row(C, 0.0);
+      for (size_t x = 0; x < W; ++x) {
+        for (size_t c = 0; c < C; ++c) {
+          row[c] += pixels[(y * W + x) * C + c];
+          sat[((y + 1) * (W + 1) + x + 1) * C + c] = sat[(y * (W + 1) + x + 1) * C + c] + row[c];
+        }
+      }
+    }
+    sat_ = std::move(sat);
+  }
+
+  mutable std::once_flag satOnce_;
+  mutable std::vector<double> sat_;
+};
+
+// ---- the box filter on the summed-area table
+
+// The integral over [0, x] of a line of n pixels extended by a wrap mode, as
+// terms coef * G(at) of the integral G of the unwrapped line, 0 <= at <= n.
+struct Term {
+  double coef;
+  double at;
+};
+
+int Decompose(double x, double n, uint8_t wrap, Term out[3]) {
+  switch (wrap) {
+    case 1:  // clamp: nothing outside
+      out[0] = {1, std::clamp(x, 0.0, n)};
+      return 1;
+    case 2: {  // repeat
+      const double k = std::floor(x / n);
+      out[0] = {k, n};
+      out[1] = {1, std::clamp(x - k * n, 0.0, n)};
+      return 2;
+    }
+    case 3: {  // mirror: period 2n, the second half reversed
+      const double p = 2 * n;
+      const double k = std::floor(x / p);
+      const double r = std::clamp(x - k * p, 0.0, p);
+      out[0] = {2 * k, n};
+      if (r <= n) {
+        out[1] = {1, r};
+        return 2;
+      }
+      out[1] = {2, n};
+      out[2] = {-1, p - r};
+      return 3;
+    }
+    default:  // extend: the edge pixels go on
+      if (x < 0) {
+        out[0] = {x, 1};
+        return 1;
+      }
+      if (x <= n) {
+        out[0] = {1, x};
+        return 1;
+      }
+      out[0] = {1, n};
+      out[1] = {x - n, n};
+      out[2] = {n - x, n - 1};
+      return 3;
+  }
+}
+
+// The integral of channel c over [0, x] x [0, y] inside the image: bilinear
+// in the table, since the image is constant over each pixel.
+double TableIntegral(const OiioTexture& t, const std::vector<double>& sat, int c, double x, double y) {
+  const int W = t.width, H = t.height, C = t.channels;
+  const int ix = std::min(static_cast<int>(x), W - 1);
+  const int iy = std::min(static_cast<int>(y), H - 1);
+  const double fx = x - ix, fy = y - iy;
+  auto s = [&](int i, int j) { return sat[(static_cast<size_t>(j) * (W + 1) + i) * C + c]; };
+  const double top = s(ix, iy) + (s(ix + 1, iy) - s(ix, iy)) * fx;
+  const double bottom = s(ix, iy + 1) + (s(ix + 1, iy + 1) - s(ix, iy + 1)) * fx;
+  return top + (bottom - top) * fy;
+}
+
+void SampleSat(const OiioTexture& t, double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV,
+               float* result) {
+  const std::vector<double>& sat = t.Sat();
+  if (sat.empty() || !std::isfinite(u) || !std::isfinite(v) || !std::isfinite(du) || !std::isfinite(dv)) return;
+  const double W = t.width, H = t.height;
+  // Image rows run downwards; v runs upwards.
+  const double x = u * W, y = (1 - v) * H;
+  // At least one pixel wide: under magnification the box is a bilinear lookup.
+  const double hx = std::max(std::fabs(du) * W, 1.0) * 0.5;
+  const double hy = std::max(std::fabs(dv) * H, 1.0) * 0.5;
+  Term xs[2][3], ys[2][3];
+  const int nx0 = Decompose(x - hx, W, wrapU, xs[0]), nx1 = Decompose(x + hx, W, wrapU, xs[1]);
+  const int ny0 = Decompose(y - hy, H, wrapV, ys[0]), ny1 = Decompose(y + hy, H, wrapV, ys[1]);
+  const int nx[2] = {nx0, nx1}, ny[2] = {ny0, ny1};
+  const double area = (2 * hx) * (2 * hy);
+  for (int c = 0; c < t.channels; ++c) {
+    double box = 0;
+    for (int a = 0; a < 2; ++a) {
+      for (int b = 0; b < 2; ++b) {
+        double corner = 0;
+        for (int i = 0; i < nx[a]; ++i)
+          for (int j = 0; j < ny[b]; ++j)
+            corner += xs[a][i].coef * ys[b][j].coef * TableIntegral(t, sat, c, xs[a][i].at, ys[b][j].at);
+        box += (a == b ? 1 : -1) * corner;
+      }
+    }
+    result[c] = static_cast<float>(box / area);
+  }
+}
+
+// ---- the threaded texture
+
+OIIO::TextureOpt::Wrap WrapOf(uint8_t code) {
+  switch (code) {
+    case 1: return OIIO::TextureOpt::WrapBlack;
+    case 2: return OIIO::TextureOpt::WrapPeriodic;
+    case 3: return OIIO::TextureOpt::WrapMirror;
+    default: return OIIO::TextureOpt::WrapClamp;
+  }
+}
+
+class OiioThreadedTexture final : public pattern::ThreadedTexture {
+ public:
+  Result Init(const pattern::TextureRef& texture) override {
+    auto t = std::dynamic_pointer_cast<const OiioTexture>(texture);
+    if (texture && !t) return Result::Fail(errors::kIllegalArgument, "not a texture of this service");
+    texture_ = std::move(t);
+    return Result::Ok();
+  }
+
+  const void* GetImage() const override { return texture_ && texture_->hasImage ? texture_.get() : nullptr; }
+
+  ColorA Sample(double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV, int interpolation,
+                bool convertColors, int alpha, bool) const override {
+    if (!GetImage()) return ColorA{};
+    const OiioTexture& t = *texture_;
+    float px[4] = {0, 0, 0, 0};
+    if (interpolation == pattern::kInterpSat) {
+      SampleSat(t, u, v, du, dv, wrapU, wrapV, px);
+    } else {
+      OIIO::TextureOpt opt;
+      opt.subimage = t.subimage;
+      opt.firstchannel = t.firstChannel;
+      opt.swrap = WrapOf(wrapU);
+      opt.twrap = WrapOf(wrapV);
+      opt.fill = 0;
+      switch (interpolation) {
+        case pattern::kInterpBilinear:
+          opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
+          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+          break;
+        case pattern::kInterpMip:
+          opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
+          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+          break;
+        case pattern::kInterpAniso:
+          opt.mipmode = OIIO::TextureOpt::MipModeAniso;
+          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+          break;
+        case pattern::kInterpBicubic:
+          opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
+          opt.interpmode = OIIO::TextureOpt::InterpBicubic;
+          break;
+        default:
+          opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
+          opt.interpmode = OIIO::TextureOpt::InterpClosest;
+          break;
+      }
+      // Image rows run downwards; v runs upwards.
+      const float s = static_cast<float>(u), tt = static_cast<float>(1.0 - v);
+      if (!t.ts->texture(t.handle, t.ts->get_perthread_info(), opt, s, tt, static_cast<float>(du), 0.0f, 0.0f,
+                         static_cast<float>(dv), t.channels, px)) {
+        (void)t.ts->geterror();
+        return ColorA{};
+      }
+    }
+    ColorA c;
+    switch (t.channels) {
+      case 1: c = {px[0], px[0], px[0], 1.0}; break;
+      case 2: c = {px[0], px[0], px[0], px[1]}; break;
+      case 3: c = {px[0], px[1], px[2], 1.0}; break;
+      default: c = {px[0], px[1], px[2], px[3]}; break;
+    }
+    auto unpremultiply = [&c] {
+      if (c.a != 0) c = {c.r / c.a, c.g / c.a, c.b / c.a, c.a};
+    };
+    if (alpha == pattern::kAlphaNone) c.a = 1.0;
+    if (alpha == pattern::kAlphaPremultipliedColorSpace) unpremultiply();
+    if (convertColors && t.encoding != Encoding::kLinear) {
+      auto decode = [&t](double x) {
+        if (t.encoding == Encoding::kSrgb) return SrgbToLinear(x);
+        return x > 0 ? std::pow(x, t.gamma) : x;
+      };
+      c = {decode(c.r), decode(c.g), decode(c.b), c.a};
+    }
+    if (alpha == pattern::kAlphaPremultiplied) unpremultiply();
+    return c;
+  }
+
+  Result GetDetails(pattern::TextureDetails& details) const override {
+    if (!GetImage()) return Result::Fail(errors::kIllegalState, "the texture holds no image");
+    details.width = texture_->width;
+    details.height = texture_->height;
+    details.fps = texture_->fps;
+    details.length = texture_->length;
+    return Result::Ok();
+  }
+
+ private:
+  std::shared_ptr<const OiioTexture> texture_;
+};
+
+// ---- loading
+
+bool IsFile(const std::filesystem::path& p) {
+  std::error_code ec;
+  return std::filesystem::is_regular_file(p, ec);
+}
+
+// The path of an existing file: the url as it stands, else its path (and
+// then its bare name) under each search path in turn. Empty when none exists.
+std::string Resolve(const Url& url, const SearchPathsType* searchPaths) {
+  const std::filesystem::path given(url.str());
+  if (IsFile(given)) return given.string();
+  if (searchPaths == nullptr) return {};
+  for (const Url& dir : searchPaths->urls) {
+    if (dir.IsEmpty()) continue;
+    const std::filesystem::path base(dir.str());
+    if (given.is_relative() && IsFile(base / given)) return (base / given).string();
+    if (IsFile(base / given.filename())) return (base / given.filename()).string();
+  }
+  return {};
+}
+
+double FramesPerSecond(const OIIO::ImageSpec& spec) {
+  const OIIO::ParamValue* p = spec.find_attribute("FramesPerSecond");
+  if (!p) return 0;
+  if (p->type() == OIIO::TypeRational) {
+    const int* r = static_cast<const int*>(p->data());
+    return r[1] != 0 ? static_cast<double>(r[0]) / r[1] : 0.0;
+  }
+  return p->get_float(0.0f);
+}
+
+struct Clip {
+  int frames = 1;
+  double fps = 0;
+  double length = 0;
+  bool movie = false;
+};
+
+// A movie is a file whose subimages are frames at a frame rate.
+Clip ClipOf(OIIO::TextureSystem* ts, OIIO::TextureSystem::TextureHandle* handle, const OIIO::ImageSpec& spec) {
+  Clip clip;
+  int subimages = 1;
+  if (!ts->get_texture_info(handle, nullptr, 0, ustring("subimages"), OIIO::TypeInt, &subimages)) (void)ts->geterror();
+  clip.fps = FramesPerSecond(spec);
+  clip.movie = (spec.get_int_attribute("oiio:Movie", 0) != 0 || subimages > 1) && clip.fps > 0;
+  if (clip.movie) {
+    clip.frames = std::max(1, subimages);
+    clip.length = clip.frames / clip.fps;
+  } else {
+    clip.fps = 0;
+  }
+  return clip;
+}
+
+void SetEncoding(const OIIO::ImageSpec& spec, OiioTexture& t) {
+  const std::string space = spec.get_string_attribute("oiio:ColorSpace");
+  if (OIIO::Strutil::iequals(space, "sRGB")) {
+    t.encoding = Encoding::kSrgb;
+  } else if (OIIO::Strutil::istarts_with(space, "GammaCorrected")) {
+    const float g = OIIO::Strutil::stof(space.substr(14));
+    t.encoding = g > 0 ? Encoding::kGamma : Encoding::kLinear;
+    t.gamma = g;
+  } else if (space.empty()) {
+    // Untagged 8-bit files are display-referred.
+    t.encoding = spec.format == OIIO::TypeDesc::UINT8 ? Encoding::kSrgb : Encoding::kLinear;
+  }
+}
+
+// Picks the subimage and channels of the first layer of the set the file has.
+Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& layers, const Clip& clip,
+                   const OIIO::ImageSpec*& spec) {
+  if (layers.layers.empty()) return Result::Ok();
+  int subimages = 1;
+  if (!ts->get_texture_info(t.handle, nullptr, 0, ustring("subimages"), OIIO::TypeInt, &subimages))
+    (void)ts->geterror();
+  for (const String& layer : layers.layers) {
+    const std::string name = layer.str();
+    if (name.empty()) continue;
+    if (!clip.movie) {
+      for (int s = 0; s < subimages; ++s) {
+        const OIIO::ImageSpec* si = ts->imagespec(t.handle, nullptr, s);
+        if (si && si->get_string_attribute("oiio:subimagename") == name) {
+          t.subimage = s;
+          t.firstChannel = 0;
+          t.channels = std::min(si->nchannels, 4);
+          spec = si;
+          return Result::Ok();
+        }
+      }
+    }
+    const std::string prefix = name + ".";
+    for (int c = 0; c < spec->nchannels; ++c) {
+      if (!OIIO::Strutil::starts_with(spec->channelnames[static_cast<size_t>(c)], prefix)) continue;
+      int n = 0;
+      while (c + n < spec->nchannels && n < 4 &&
+             OIIO::Strutil::starts_with(spec->channelnames[static_cast<size_t>(c + n)], prefix))
+        ++n;
+      t.firstChannel = c;
+      t.channels = n;
+      return Result::Ok();
+    }
+  }
+  std::string names;
+  for (const String& layer : layers.layers) names += (names.empty() ? "" : ", ") + layer.str();
+  return Result::Fail(errors::kIo, "Image file \"" + t.filename.string() + "\" has no layer " + names + ".");
+}
+
+class Service final : public pattern::TextureService {
+ public:
+  Result LoadTexture(const Url& url, const SearchPathsType* searchPaths, bool force32bit, const LayerSet& layers,
+                     TimeValue& time, pattern::MovieTimeDelegate* delegate, pattern::TextureRef& out) override {
+    Systems& caches = Caches();
+    OIIO::TextureSystem* ts = force32bit ? caches.floats : caches.shared;
+    if (url.IsEmpty()) return Result::Fail(errors::kIllegalArgument, "No image file given.");
+    Url name = url;
+    // The clip's length, when the named file exists, for the delegate.
+    double length = 0;
+    if (const std::string found = Resolve(name, searchPaths); !found.empty()) {
+      auto* h = ts->get_texture_handle(ustring(found));
+      if (const OIIO::ImageSpec* spec = h ? ts->imagespec(h, nullptr, 0) : nullptr) length = ClipOf(ts, h, *spec).length;
+      else (void)ts->geterror();
+    }
+    if (delegate) TESSAROC_RETURN_IF_FAILED(delegate->ResolveMovieTime(length, name, time));
+    const std::string path = Resolve(name, searchPaths);
+    if (path.empty()) return Result::Fail(errors::kIo, "Image file not found: \"" + name.str() + "\".");
+
+    auto t = std::make_shared<OiioTexture>();
+    t->ts = ts;
+    t->cache = force32bit ? caches.floatCache : caches.sharedCache;
+    t->filename = ustring(path);
+    t->handle = ts->get_texture_handle(t->filename);
+    const OIIO::ImageSpec* spec = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+    if (!spec) {
+      std::string why = ts->geterror();
+      if (why.empty()) why = "unknown format or unreadable file";
+      return Result::Fail(errors::kIo, "Cannot read image file \"" + path + "\": " + why);
+    }
+    const Clip clip = ClipOf(ts, t->handle, *spec);
+    if (clip.movie) {
+      const int64_t frame = FrameNumber(time, clip.fps);
+      t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
+      spec = ts->imagespec(t->handle, nullptr, t->subimage);
+      if (!spec) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
+                                                      path + "\": " + ts->geterror());
+    }
+    t->channels = std::min(spec->nchannels, 4);
+    TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, spec));
+    if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
+    t->width = spec->width;
+    t->height = spec->height;
+    t->xOrigin = spec->x;
+    t->yOrigin = spec->y;
+    t->fps = clip.fps;
+    t->length = clip.length;
+    SetEncoding(*spec, *t);
+    t->hasImage = t->width > 0 && t->height > 0;
+    out = std::move(t);
+    return Result::Ok();
+  }
+
+  Result AllocTexture(pattern::TextureRef& out) override {
+    out = std::make_shared<OiioTexture>();
+    return Result::Ok();
+  }
+
+  Result AllocThreadedTexture(pattern::ThreadedTextureRef& out) override {
+    out = std::make_shared<OiioThreadedTexture>();
+    return Result::Ok();
+  }
+};
+
+}  // namespace
+
+pattern::TextureService& OiioTextureService() {
+  static Service service;
+  return service;
+}
+
+void InstallTextureService() { pattern::SetTextureService(&OiioTextureService()); }
+
+void InvalidateTextureFile(const std::string& path) {
+  Systems& caches = Caches();
+  caches.shared->invalidate(ustring(path), true);
+  caches.floats->invalidate(ustring(path), true);
+}
+
+bool MovieReaderAvailable() {
+  std::string formats;
+  if (!OIIO::getattribute("input_format_list", formats)) return false;
+  for (const auto& f : OIIO::Strutil::splitsv(formats, ","))
+    if (f == "FFmpeg" || f == "ffmpeg") return true;
+  return false;
+}
+
+}  // namespace tessaroc::host

@@ -1,0 +1,13 @@
+// The average colour of a function over a grid that covers the UV square,
+// weighted by a mask: one colour for the whole surface.
+#pragma once
+
+#include "core/registry.h"
+
+namespace tessaroc::pattern {
+
+inline constexpr const char* kAreaAverageId = "net.zovan.pattern.corenode.2d.areaaverage";
+
+Result RegisterAreaAverageNode(CoreNodeRegistry& registry);
+
+}  // namespace tessaroc::pattern

@@ -1,0 +1,33 @@
+// Blur of a colour function in the UV square, in three modes: "baked" (the
+// pre node bakes a square image and blurs it with three box passes),
+// "kernel" (a Gaussian over a pixel grid around the sample) and "stochastic"
+// (random taps around the sample). The result goes through the mask block.
+#pragma once
+
+#include <array>
+
+#include "core/registry.h"
+#include "pattern/2d/baked_image.h"
+
+namespace tessaroc::pattern {
+
+inline constexpr const char* kBlurPreId = "net.zovan.pattern.corenode.2d.blurpre";
+inline constexpr const char* kBlurId = "net.zovan.pattern.corenode.2d.blur";
+
+// The widths of three box filters whose succession approximates a Gaussian
+// of standard deviation sigma (in pixels).
+std::array<int, 3> ThreeBoxSizes(double sigma);
+
+// One horizontal (BoxBlurH) or vertical (BoxBlurT) box pass of radius r over
+// an R by R image, with the edges extended by their last pixel; the rows (or
+// columns) run through the parallel loop.
+void BoxBlurH(const ColorA* source, ColorA* target, int32_t R, int32_t r, double scale);
+void BoxBlurT(const ColorA* source, ColorA* target, int32_t R, int32_t r, double scale);
+
+// Blurs a square image in place with the three boxes for sigma. Out of memory
+// for the second buffer fails and leaves the image as it was.
+Result ThreeBoxBlur(BakedImageData& image, double sigma);
+
+Result RegisterBlurNodes(CoreNodeRegistry& registry);
+
+}  // namespace tessaroc::pattern

@@ -1,0 +1,201 @@
+// Small image files written at run time into a temporary folder, so the
+// texture tests need no binary files in the repository.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <OpenImageIO/imageio.h>
+
+namespace tessaroc::testing {
+
+// A folder of its own under the system's temporary folder, removed at the end.
+class TempFolder {
+ public:
+  TempFolder() {
+    static int counter = 0;
+    path_ = std::filesystem::temp_directory_path() /
+            ("tessaroc-images-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempFolder() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+  std::string File(const std::string& name) const { return (path_ / name).string(); }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Pixel (x, y, channel) of an image, row 0 at the top.
+using PixelFn = std::function<float(int x, int y, int c)>;
+
+// Writes one image; the format follows the file's suffix. 8-bit formats get
+// the values scaled by 255 and rounded. Returns an empty text on success.
+inline std::string WriteImage(const std::string& path, int w, int h, int channels, const PixelFn& pixel,
+                              OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
+                              const std::vector<std::string>& channelNames = {}) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return "no writer for " + path + ": " + OIIO::geterror();
+  OIIO::ImageSpec spec(w, h, channels, format);
+  if (!channelNames.empty()) spec.channelnames = channelNames;
+  if (channels == 4 && channelNames.empty()) spec.alpha_channel = 3;
+  std::vector<float> data(static_cast<size_t>(w) * h * channels);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      for (int c = 0; c < channels; ++c) data[(static_cast<size_t>(y) * w + x) * channels + c] = pixel(x, y, c);
+  if (!out->open(path, spec)) return out->geterror();
+  if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
+  if (!out->close()) return out->geterror();
+  return {};
+}
+
+// Writes frames as subimages of one file at a frame rate (an animated GIF is
+// the movie OIIO can write itself). Returns an empty text on success.
+inline std::string WriteFrames(const std::string& path, int w, int h, int frames, int fps,
+                               const std::function<float(int frame, int x, int y, int c)>& pixel) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return "no writer for " + path;
+  if (!out->supports("multiimage") || !out->supports("appendsubimage")) return "no multi-image output for " + path;
+  std::vector<OIIO::ImageSpec> specs(static_cast<size_t>(frames), OIIO::ImageSpec(w, h, 3, OIIO::TypeDesc::UINT8));
+  for (auto& s : specs) {
+    int rate[2] = {fps, 1};
+    s.attribute("FramesPerSecond", OIIO::TypeRational, rate);
+  }
+  if (!out->open(path, frames, specs.data())) return out->geterror();
+  std::vector<float> data(static_cast<size_t>(w) * h * 3);
+  for (int f = 0; f < frames; ++f) {
+    if (f > 0 && !out->open(path, specs[static_cast<size_t>(f)], OIIO::ImageOutput::AppendSubimage))
+      return out->geterror();
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        for (int c = 0; c < 3; ++c) data[(static_cast<size_t>(y) * w + x) * 3 + c] = pixel(f, x, y, c);
+    if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
+  }
+  if (!out->close()) return out->geterror();
+  return {};
+}
+
+// Writes a motion-JPEG AVI: each frame an RGB JPEG written by OIIO, wrapped
+// in the plain RIFF layout that movie readers accept. OIIO reads movies but
+// cannot write them, and this keeps movie files out of the repository.
+// Width and height should be multiples of 16. Returns an empty text on success.
+inline std::string WriteMjpegAvi(const std::string& path, int w, int h, int frames, int fps,
+                                 const std::function<float(int frame, int x, int y, int c)>& pixel) {
+  std::vector<std::string> jpegs;
+  for (int f = 0; f < frames; ++f) {
+    const std::string frame = path + ".frame" + std::to_string(f) + ".jpg";
+    const std::string err = WriteImage(frame, w, h, 3, [&](int x, int y, int c) { return pixel(f, x, y, c); },
+                                       OIIO::TypeDesc::UINT8);
+    if (!err.empty()) return err;
+    std::ifstream in(frame, std::ios::binary);
+    jpegs.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    std::filesystem::remove(frame);
+  }
+  std::string b;
+  auto u32 = [&b](uint32_t v) {
+    for (int i = 0; i < 4; ++i) b.push_back(static_cast<char>((v >> (8 * i)) & 0xff));
+  };
+  auto u16 = [&b](uint16_t v) {
+    b.push_back(static_cast<char>(v & 0xff));
+    b.push_back(static_cast<char>(v >> 8));
+  };
+  auto fourcc = [&b](const char* c) { b.append(c, 4); };
+  auto patch = [&b](size_t at, uint32_t v) {
+    for (int i = 0; i < 4; ++i) b[at + i] = static_cast<char>((v >> (8 * i)) & 0xff);
+  };
+  size_t biggest = 0;
+  for (const auto& j : jpegs) biggest = std::max(biggest, j.size());
+  fourcc("RIFF");
+  const size_t riffSize = b.size();
+  u32(0);
+  fourcc("AVI ");
+  fourcc("LIST");
+  const size_t hdrlSize = b.size();
+  u32(0);
+  fourcc("hdrl");
+  fourcc("avih");
+  u32(56);
+  u32(1000000 / fps);  // microseconds per frame
+  u32(0);
+  u32(0);
+  u32(0x10);  // has an index
+  u32(frames);
+  u32(0);
+  u32(1);
+  u32(static_cast<uint32_t>(biggest));
+  u32(w);
+  u32(h);
+  for (int i = 0; i < 4; ++i) u32(0);
+  fourcc("LIST");
+  const size_t strlSize = b.size();
+  u32(0);
+  fourcc("strl");
+  fourcc("strh");
+  u32(56);
+  fourcc("vids");
+  fourcc("MJPG");
+  u32(0);
+  u16(0);
+  u16(0);
+  u32(0);
+  u32(1);    // scale
+  u32(fps);  // rate
+  u32(0);
+  u32(frames);
+  u32(static_cast<uint32_t>(biggest));
+  u32(0xffffffff);
+  u32(0);
+  u16(0);
+  u16(0);
+  u16(static_cast<uint16_t>(w));
+  u16(static_cast<uint16_t>(h));
+  fourcc("strf");
+  u32(40);
+  u32(40);
+  u32(w);
+  u32(h);
+  u16(1);
+  u16(24);
+  fourcc("MJPG");
+  u32(w * h * 3);
+  for (int i = 0; i < 4; ++i) u32(0);
+  patch(strlSize, static_cast<uint32_t>(b.size() - strlSize - 4));
+  patch(hdrlSize, static_cast<uint32_t>(b.size() - hdrlSize - 4));
+  fourcc("LIST");
+  const size_t moviSize = b.size();
+  u32(0);
+  const size_t moviStart = b.size();
+  fourcc("movi");
+  std::vector<std::pair<uint32_t, uint32_t>> index;
+  for (const auto& j : jpegs) {
+    index.emplace_back(static_cast<uint32_t>(b.size() - moviStart), static_cast<uint32_t>(j.size()));
+    fourcc("00dc");
+    u32(static_cast<uint32_t>(j.size()));
+    b += j;
+    if (j.size() % 2) b.push_back(0);
+  }
+  patch(moviSize, static_cast<uint32_t>(b.size() - moviSize - 4));
+  fourcc("idx1");
+  u32(static_cast<uint32_t>(16 * index.size()));
+  for (const auto& [offset, size] : index) {
+    fourcc("00dc");
+    u32(0x10);  // key frame
+    u32(offset);
+    u32(size);
+  }
+  patch(riffSize, static_cast<uint32_t>(b.size() - 8));
+  std::ofstream out(path, std::ios::binary);
+  out.write(b.data(), static_cast<std::streamsize>(b.size()));
+  return out ? std::string() : "cannot write " + path;
+}
+
+}  // namespace tessaroc::testing

@@ -1,0 +1,249 @@
+// The texture service's lookups on known images: each wrap mode, each
+// filter, and a minified checker that must not alias.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "host/texture/texture_service.h"
+#include "test_images.h"
+
+namespace tessaroc::host {
+namespace {
+
+using pattern::kInterpAniso;
+using pattern::kInterpBicubic;
+using pattern::kInterpBilinear;
+using pattern::kInterpClosest;
+using pattern::kInterpMip;
+using pattern::kInterpSat;
+using tessaroc::testing::TempFolder;
+using tessaroc::testing::WriteImage;
+
+enum Wrap : uint8_t { kExtend = 0, kClamp = 1, kRepeat = 2, kMirror = 3 };
+
+class TextureServiceTest : public ::testing::Test {
+ protected:
+  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false) {
+    pattern::TextureService& service = OiioTextureService();
+    pattern::TextureRef texture;
+    TimeValue time = 0;
+    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, LayerSet{}, time, nullptr, texture);
+    EXPECT_TRUE(r.ok()) << r.ToString();
+    pattern::ThreadedTextureRef threaded;
+    EXPECT_TRUE(service.AllocThreadedTexture(threaded).ok());
+    EXPECT_TRUE(threaded->Init(texture).ok());
+    return threaded;
+  }
+  // Red = (column + 1) / 4, green = (row from the top + 1) / 4.
+  void WriteRamp4() {
+    ASSERT_EQ(WriteImage(folder_.File("ramp4.exr"), 4, 4, 3,
+                         [](int x, int y, int c) { return c == 0 ? (x + 1) / 4.0f : c == 1 ? (y + 1) / 4.0f : 0.0f; }),
+              "");
+  }
+  static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kExtend,
+                   uint8_t wv = kExtend, double du = 0, double dv = 0) {
+    return t.Sample(u, v, du, dv, wu, wv, interp, false, pattern::kAlphaStraight, false);
+  }
+  TempFolder folder_;
+};
+
+TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUp) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  ASSERT_NE(t->GetImage(), nullptr);
+  for (int x = 0; x < 4; ++x) {
+    for (int y = 0; y < 4; ++y) {
+      // Anywhere inside a pixel, not only at its centre.
+      const ColorA c = At(*t, (x + 0.3) / 4, 1 - (y + 0.8) / 4, kInterpClosest);
+      EXPECT_EQ(c.r, (x + 1) / 4.0);
+      EXPECT_EQ(c.g, (y + 1) / 4.0);
+      EXPECT_EQ(c.a, 1.0);
+    }
+  }
+}
+
+TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  // u = 1.375: repeat lands on column 1, mirror on column 2, extend holds
+  // column 3, clamp is black.
+  const double u = 1.375, v = 0.5;
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kExtend).r, 1.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kClamp).r, 0.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kRepeat).r, 0.5);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kMirror).r, 0.75);
+  // Negative u, and the v axis on its own.
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kRepeat).r, 1.0);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kMirror).r, 0.25);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kExtend).r, 0.25);
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kRepeat).g, 1.0);   // past the top: bottom row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kMirror).g, 0.25);  // mirrored: top row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kClamp).g, 0.0);
+  // Unknown codes extend.
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, 7).r, 1.0);
+}
+
+TEST_F(TextureServiceTest, BilinearMixesNeighbours) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  // Half-way between the centres of columns 0 and 1 (u = 0.25).
+  EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpBilinear).r, 0.375, 1e-6);
+  EXPECT_NEAR(At(*t, 0.3125, 0.5, kInterpBilinear).r, 0.4375, 1e-6);
+  // Repeat mixes the last column with the first across the edge.
+  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kRepeat).r, (1.0 + 0.25) / 2, 1e-6);
+}
+
+TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
+  ASSERT_EQ(WriteImage(folder_.File("ramp16.exr"), 16, 16, 1, [](int x, int, int) { return x / 15.0f; }), "");
+  auto t = Load("ramp16.exr");
+  for (double u : {0.4, 0.45, 0.5, 0.55, 0.6}) {
+    // A cubic filter reproduces a linear function between pixel centres.
+    const double want = (u * 16 - 0.5) / 15;
+    EXPECT_NEAR(At(*t, u, 0.5, kInterpBicubic).r, want, 1e-5) << u;
+  }
+  // One channel reads as grey with opaque alpha.
+  const ColorA c = At(*t, 0.5, 0.5, kInterpBicubic);
+  EXPECT_EQ(c.r, c.g);
+  EXPECT_EQ(c.r, c.b);
+  EXPECT_EQ(c.a, 1.0);
+}
+
+TEST_F(TextureServiceTest, SatBoxAveragesPixelsUnderEachWrapMode) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  // A box over columns 0 and 1 and all rows.
+  ColorA c = At(*t, 0.25, 0.5, kInterpSat, kExtend, kExtend, 0.5, 1.0);
+  EXPECT_NEAR(c.r, 0.375, 1e-9);
+  EXPECT_NEAR(c.g, 0.625, 1e-9);
+  // A box over the right edge: columns 2, 3 and two columns beyond.
+  const double want[] = {(0.75 + 1 + 1 + 1) / 4, (0.75 + 1 + 0 + 0) / 4, (0.75 + 1 + 0.25 + 0.5) / 4,
+                         (0.75 + 1 + 1 + 0.75) / 4};
+  for (uint8_t wrap = 0; wrap < 4; ++wrap)
+    EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpSat, wrap, kExtend, 1.0, 0.25).r, want[wrap], 1e-9) << int(wrap);
+  // Two whole periods of repeat average the whole image.
+  EXPECT_NEAR(At(*t, 3.0, 0.5, kInterpSat, kRepeat, kExtend, 2.0, 0.25).r, 0.625, 1e-9);
+  // With no footprint the box is one pixel wide: the bilinear value.
+  EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpSat).r, 0.375, 1e-9);
+}
+
+// The mean and variance of the red channel over many lookups in a region,
+// each with a footprint of `footprint` in u and v.
+void Stats(const pattern::ThreadedTexture& t, int interp, double footprint, double& mean, double& var) {
+  std::mt19937 gen(7);
+  std::uniform_real_distribution<double> pos(0.55, 0.95);
+  double sum = 0, sum2 = 0;
+  const int n = 400;
+  for (int i = 0; i < n; ++i) {
+    const double r = t.Sample(pos(gen), pos(gen), footprint, footprint, kRepeat, kRepeat, interp, false, 0, false).r;
+    sum += r;
+    sum2 += r * r;
+  }
+  mean = sum / n;
+  var = sum2 / n - mean * mean;
+}
+
+TEST_F(TextureServiceTest, MinifiedCheckerDoesNotAliasWithPrefilteringModes) {
+  // 256 x 256, checks of 2 pixels: 0 and 1 in equal shares.
+  ASSERT_EQ(WriteImage(folder_.File("checker.exr"), 256, 256, 1,
+                       [](int x, int y, int) { return static_cast<float>((x / 2 + y / 2) % 2); }),
+            "");
+  auto t = Load("checker.exr");
+  const double footprint = 32.0 / 256;  // 32 texels per sample
+  double mean = 0, var = 0;
+  // Point filters alias: each sample is black or white.
+  Stats(*t, kInterpClosest, footprint, mean, var);
+  EXPECT_GT(var, 0.2);
+  for (int interp : {kInterpMip, kInterpAniso, kInterpSat}) {
+    Stats(*t, interp, footprint, mean, var);
+    EXPECT_NEAR(mean, 0.5, 0.02) << interp;
+    EXPECT_LT(var, 0.002) << interp;
+  }
+}
+
+TEST_F(TextureServiceTest, AnisotropicKeepsTheSharpAxisSharp) {
+  // Stripes along v: only u varies. A footprint long in v and short in u
+  // keeps the stripes; trilinear MIP, which takes the larger axis, greys them.
+  ASSERT_EQ(WriteImage(folder_.File("stripes.exr"), 256, 256, 1,
+                       [](int x, int, int) { return static_cast<float>((x / 8) % 2); }), "");
+  auto t = Load("stripes.exr");
+  const double u = (8 * 5 + 4) / 256.0;  // the middle of a white stripe
+  EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
+  EXPECT_LT(At(*t, u, 0.5, kInterpMip, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
+}
+
+TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
+  ASSERT_EQ(WriteImage(folder_.File("shared.exr"), 128, 96, 4,
+                       [](int x, int y, int c) { return static_cast<float>((x * 7 + y * 3 + c) % 11) / 10; }),
+            "");
+  for (int interp : {kInterpSat, kInterpMip, kInterpBicubic}) {
+    // Fresh texture each time, so the first lookups (the summed-area table,
+    // the MIP levels) happen on several threads at once.
+    auto t = Load("shared.exr");
+    const int n = 2000;
+    std::vector<ColorA> got[4];
+    std::vector<std::thread> threads;
+    for (int k = 0; k < 4; ++k)
+      threads.emplace_back([&, k] {
+        got[k].resize(n);
+        for (int i = 0; i < n; ++i)
+          got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      });
+    for (std::thread& th : threads) th.join();
+    for (int i = 0; i < n; ++i) {
+      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      for (int k = 0; k < 4; ++k) ASSERT_EQ(got[k][i], one) << interp << " " << i;
+    }
+  }
+}
+
+TEST_F(TextureServiceTest, NonFiniteCoordinatesAreHarmless) {
+  WriteRamp4();
+  auto t = Load("ramp4.exr");
+  const double nan = std::nan(""), inf = HUGE_VAL;
+  for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic})
+    for (uint8_t wrap = 0; wrap < 4; ++wrap)
+      for (double bad : {nan, inf, -inf, 1e300}) {
+        const ColorA c = At(*t, bad, 0.5, interp, wrap, wrap, 0.1, 0.1);
+        const ColorA d = At(*t, 0.5, 0.5, interp, wrap, wrap, bad, bad);
+        // No crash, and nothing outside what the image and black hold.
+        for (double x : {c.r, c.g, d.r, d.g})
+          EXPECT_TRUE(std::isnan(x) || (x >= 0 && x <= 1)) << interp << " " << int(wrap) << " " << bad;
+      }
+}
+
+TEST_F(TextureServiceTest, DetailsAndEmptyTextures) {
+  ASSERT_EQ(WriteImage(folder_.File("wide.exr"), 6, 3, 4, [](int, int, int) { return 1.0f; }), "");
+  auto t = Load("wide.exr", true);
+  pattern::TextureDetails d;
+  ASSERT_TRUE(t->GetDetails(d).ok());
+  EXPECT_EQ(d.width, 6);
+  EXPECT_EQ(d.height, 3);
+  EXPECT_EQ(d.fps, 0.0);
+  EXPECT_EQ(d.length, 0.0);
+
+  pattern::TextureRef empty;
+  ASSERT_TRUE(OiioTextureService().AllocTexture(empty).ok());
+  pattern::ThreadedTextureRef none;
+  ASSERT_TRUE(OiioTextureService().AllocThreadedTexture(none).ok());
+  ASSERT_TRUE(none->Init(empty).ok());
+  EXPECT_EQ(none->GetImage(), nullptr);
+  EXPECT_TRUE(none->GetDetails(d).failed());
+  EXPECT_EQ(none->Sample(0.5, 0.5, 0, 0, 0, 0, kInterpMip, true, 0, false), (ColorA{0, 0, 0, 0}));
+}
+
+TEST_F(TextureServiceTest, LoadFailuresSayWhatWentWrong) {
+  pattern::TextureRef texture;
+  TimeValue time = 0;
+  Result r = OiioTextureService().LoadTexture(Url(folder_.File("absent.tif")), nullptr, false, LayerSet{}, time,
+                                              nullptr, texture);
+  EXPECT_TRUE(r.Is(errors::kIo));
+  EXPECT_NE(r.message().find("absent.tif"), std::string_view::npos);
+  r = OiioTextureService().LoadTexture(Url(""), nullptr, false, LayerSet{}, time, nullptr, texture);
+  EXPECT_TRUE(r.failed());
+}
+
+}  // namespace
+}  // namespace tessaroc::host

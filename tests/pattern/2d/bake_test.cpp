@@ -1,0 +1,272 @@
+// Baking a colour function into an image: the parallel loop, the bake itself,
+// the two lookups and the cache nodes.
+#include <atomic>
+#include <vector>
+
+#include "filter_support.h"
+#include "host/jobs/job_service.h"
+#include "pattern/2d/baked_image.h"
+#include "pattern/2d/cache_node.h"
+#include "pattern/2d/parallel_loop.h"
+
+namespace tessaroc::pattern {
+namespace {
+
+// ---- the parallel loop
+
+TEST(ParallelLoopTest, EveryIndexRunsExactlyOnce) {
+  for (int threads : {1, 2, 5}) {
+    host::InstallJobService(threads);
+    for (int64_t count : {0, 1, 3, 16, 17, 100, 1001}) {
+      std::vector<std::atomic<int>> hits(static_cast<size_t>(count));
+      auto body = [&](int64_t first, int64_t end) {
+        // Several workers take chunks of at most 16; one does it all at once.
+        if (threads > 1 && count > 1) {
+          EXPECT_LE(end - first, 16);
+        }
+        for (int64_t i = first; i < end; ++i) hits[static_cast<size_t>(i)].fetch_add(1);
+      };
+      ParallelFor(count, body);
+      for (int64_t i = 0; i < count; ++i) EXPECT_EQ(hits[static_cast<size_t>(i)].load(), 1) << i << " of " << count;
+    }
+  }
+  host::UninstallJobService();
+}
+
+TEST(ParallelLoopTest, ServiceReportsItsThreadCount) {
+  host::TbbJobService two(2);
+  EXPECT_EQ(two.GetThreadCount(), 2);
+  std::atomic<int> jobs{0};
+  two.RunGroupAndWait(
+      7, [](void* d, int) { static_cast<std::atomic<int>*>(d)->fetch_add(1); }, &jobs);
+  EXPECT_EQ(jobs.load(), 7);
+}
+
+// ---- the bake
+
+// A function with some arithmetic in it, so that a wrong pixel shows.
+const CallableFunction<ColorA>& Wavy() {
+  static const CallableFunction<ColorA> fn(kColorAType, [](const ShadingContext& c, ColorA& out) {
+    out = {std::sin(c.uvw.x * 17.0) * std::cos(c.uvw.y * 5.0), c.uvw.x * c.uvw.y, c.uvw.y - c.uvw.x, 0.5};
+    return Result::Ok();
+  });
+  return fn;
+}
+
+BakedImageData Bake(uint32_t w, uint32_t h, const FunctionInterface& fn) {
+  BakedImageData image;
+  EXPECT_TRUE(ResizeBakedImage(image, w, h).ok());
+  PrecomputePortData(nullptr, w, h, {0.5 / w, 0.5 / h}, &fn, image);
+  return image;
+}
+
+TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZero) {
+  const BakedImageData image = Bake(4, 2, UvwColor());
+  ASSERT_EQ(image.pixels.size(), 8u);
+  EXPECT_EQ(image.pixels[0], (ColorA{0.125, 0.25, 0, 1}));
+  EXPECT_EQ(image.pixels[3], (ColorA{0.875, 0.25, 0, 1}));
+  EXPECT_EQ(image.pixels[5], (ColorA{0.375, 0.75, 0, 1}));
+}
+
+TEST(BakeTest, SamePixelsWithOneAndManyThreads) {
+  host::InstallJobService(1);
+  const BakedImageData one = Bake(61, 67, Wavy());
+  host::InstallJobService(4);
+  const BakedImageData many = Bake(61, 67, Wavy());
+  host::UninstallJobService();
+  const BakedImageData serial = Bake(61, 67, Wavy());
+  ASSERT_EQ(one.pixels.size(), many.pixels.size());
+  for (size_t i = 0; i < one.pixels.size(); ++i) {
+    ASSERT_EQ(one.pixels[i], many.pixels[i]) << i;
+    ASSERT_EQ(one.pixels[i], serial.pixels[i]) << i;
+  }
+}
+
+TEST(BakeTest, FailingCallEndsItsRowOnly) {
+  // Fails in row 2 from column 5 on; errors are dropped.
+  const CallableFunction<ColorA> picky(kColorAType, [](const ShadingContext& c, ColorA& out) {
+    if (c.uvw.y > 0.25 && c.uvw.y < 0.375 && c.uvw.x > 0.625) return Result::Fail(errors::kIllegalState, "no");
+    out = {1, 1, 1, 1};
+    return Result::Ok();
+  });
+  host::InstallJobService(2);
+  BakedImageData image = Bake(8, 8, picky);
+  host::UninstallJobService();
+  for (uint32_t y = 0; y < 8; ++y)
+    for (uint32_t x = 0; x < 8; ++x) {
+      const ColorA want = (y == 2 && x >= 5) ? kOpaqueBlack : ColorA{1, 1, 1, 1};
+      EXPECT_EQ(image.pixels[y * 8 + x], want) << x << ", " << y;
+    }
+  // A rebake over old pixels: the row's rest keeps its former colours.
+  PrecomputePortData(nullptr, 8, 8, {1.0 / 16, 1.0 / 16}, &picky, image);
+  EXPECT_EQ(image.pixels[2 * 8 + 6], kOpaqueBlack);
+}
+
+TEST(BakeTest, ResizeKeepsOldPixelsAndAddsOpaqueBlack) {
+  BakedImageData image;
+  ASSERT_TRUE(ResizeBakedImage(image, 2, 1).ok());
+  image.pixels[1] = {1, 2, 3, 4};
+  ASSERT_TRUE(ResizeBakedImage(image, 2, 2).ok());
+  EXPECT_EQ(image.pixels[1], (ColorA{1, 2, 3, 4}));
+  EXPECT_EQ(image.pixels[3], kOpaqueBlack);
+  EXPECT_EQ(image.width, 2u);
+  EXPECT_EQ(image.height, 2u);
+}
+
+// ---- lookups
+
+TEST(SampleBakedTest, NearestFindsThePixelAndWraps) {
+  const BakedImageData image = Bake(4, 4, UvwColor());
+  EXPECT_EQ(SampleBakedNearest(0.3f, 0.9f, image), (ColorA{0.375, 0.875, 0, 1}));
+  EXPECT_EQ(SampleBakedNearest(-0.25f, 0.1f, image), SampleBakedNearest(0.75f, 0.1f, image));
+  EXPECT_EQ(SampleBakedNearest(3.3f, -2.1f, image), SampleBakedNearest(0.3f, 0.9f, image));
+  // A tiny negative u rounds to 1 in 32 bits: x = width, outside.
+  EXPECT_EQ(SampleBakedNearest(-1e-9f, 0.5f, image), kOpaqueBlack);
+  EXPECT_NE(SampleBakedLinear(-1e-9f, 0.5f, image), kOpaqueBlack);
+}
+
+TEST(SampleBakedTest, LinearInterpolatesAndWrapsAtTheEdges) {
+  const BakedImageData image = Bake(4, 4, UvwColor());
+  // At pixel centres it is the pixel.
+  EXPECT_EQ(SampleBakedLinear(0.375f, 0.625f, image), (ColorA{0.375, 0.625, 0, 1}));
+  // Half-way between two centres.
+  ExpectNear(SampleBakedLinear(0.5f, 0.625f, image), {0.5, 0.625, 0, 1}, 1e-12);
+  // u = 0: the last and the first pixel half and half.
+  ExpectNear(SampleBakedLinear(0.0f, 0.625f, image), {(0.875 + 0.125) / 2, 0.625, 0, 1}, 1e-12);
+  // A 1 by 1 image is that pixel everywhere.
+  const BakedImageData one = Bake(1, 1, Wavy());
+  for (float u : {0.0f, 0.3f, 0.99f, -4.5f}) EXPECT_EQ(SampleBakedLinear(u, 0.7f, one), one.pixels[0]);
+}
+
+TEST(SampleBakedTest, WrongCountsGiveOpaqueBlack) {
+  BakedImageData image = Bake(4, 4, UvwColor());
+  image.pixels.pop_back();
+  EXPECT_EQ(SampleBakedLinear(0.5f, 0.5f, image), kOpaqueBlack);
+  EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, image), kOpaqueBlack);
+  EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, BakedImageData{}), kOpaqueBlack);
+}
+
+TEST(WrapIndexTest, OnePeriodEitherWayElseZero) {
+  EXPECT_EQ(WrapIndex(4, 4), 0);
+  EXPECT_EQ(WrapIndex(7, 4), 3);
+  EXPECT_EQ(WrapIndex(8, 4), 0);
+  EXPECT_EQ(WrapIndex(-1, 4), 3);
+  EXPECT_EQ(WrapIndex(-5, 4), 0);
+  EXPECT_EQ(WrapIndex(2, 4), 2);
+}
+
+// ---- cachepre and cache
+
+class CacheTest : public ::testing::Test {
+ protected:
+  std::unique_ptr<SingleNodeRunner> Pre(uint32_t w, uint32_t h, uint32_t renderMode = 0,
+                                        const FunctionInterface* fn = &UvwColor()) {
+    auto pre = MakeRunner(kCachePreId);
+    if (fn) {
+      EXPECT_TRUE(pre->SetFunction("color", fn).ok());
+    }
+    EXPECT_TRUE(pre->Set("width", w).ok());
+    EXPECT_TRUE(pre->Set("height", h).ok());
+    EXPECT_TRUE(pre->Set("renderMode", renderMode).ok());
+    EXPECT_TRUE(pre->Set("searchPaths", SearchPathsType{}).ok());
+    EXPECT_TRUE(pre->Run().ok());
+    return pre;
+  }
+  ColorA Cache(const BakedImageRef& image, double u, double v, const char* interpolation) {
+    auto run = MakeRunner(kCacheId);
+    EXPECT_TRUE(run->SetFunction("color", &UvwColor()).ok());
+    EXPECT_TRUE(run->Set("interpolation", InternedId::Intern(interpolation)).ok());
+    EXPECT_TRUE(run->Set("imageData", image).ok());
+    EXPECT_TRUE(run->Run(AtUv(u, v)).ok());
+    return run->Get<ColorA>("result");
+  }
+};
+
+TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
+  auto pre = Pre(8, 4);
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->width, 8u);
+  EXPECT_EQ(image->height, 4u);
+  // Nearest snaps to the pixel centre; the wrap is a repeat.
+  EXPECT_EQ(Cache(image, 0.3, 0.3, "nearest"), (ColorA{0.3125, 0.375, 0, 1}));
+  EXPECT_EQ(Cache(image, -0.7, 1.3, "nearest"), (ColorA{0.3125, 0.375, 0, 1}));
+  ExpectNear(Cache(image, 0.25, 0.375, "linear"), {0.25, 0.375, 0, 1}, 1e-7);
+  // Any other interpolation id leaves the result as it was.
+  EXPECT_EQ(Cache(image, 0.3, 0.3, "cubic"), (ColorA{0, 0, 0, 0}));
+}
+
+TEST_F(CacheTest, NoBakeCallsTheFunctionAndNoRecordIsOpaqueBlack) {
+  // Render mode 1 keeps the record but drops its pixels.
+  auto pre = Pre(8, 8, 1);
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(image);
+  EXPECT_TRUE(image->pixels.empty());
+  EXPECT_EQ(Cache(image, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
+  // Width 0: nothing baked either.
+  EXPECT_EQ(Cache(Pre(0, 8)->Get<BakedImageRef>("imageData"), 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
+  EXPECT_EQ(Cache(BakedImageRef(), 0.3, 0.7, "nearest"), kOpaqueBlack);
+}
+
+TEST_F(CacheTest, PreviewCapsEachSide) {
+  auto pre = Pre(300, 64, 2);
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  EXPECT_EQ(image->width, 128u);
+  EXPECT_EQ(image->height, 64u);
+}
+
+TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
+  auto pre = Pre(4, 4);
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  const ConstantFunction<ColorA> red(kColorAType, ColorA{1, 0, 0, 1});
+  ASSERT_TRUE(pre->SetFunction("color", &red).ok());
+  ASSERT_TRUE(pre->Run().ok());
+  EXPECT_EQ(image->pixels[0], (ColorA{0.125, 0.125, 0, 1}));  // still the old bake
+  ASSERT_TRUE(pre->Set("width", uint32_t{2}).ok());
+  ASSERT_TRUE(pre->Run().ok());
+  EXPECT_EQ(pre->Get<BakedImageRef>("imageData"), image);  // the same record, rebaked
+  EXPECT_EQ(image->width, 2u);
+  EXPECT_EQ(image->pixels[0], (ColorA{1, 0, 0, 1}));
+}
+
+TEST_F(CacheTest, UnsetColourBakesNothing) {
+  auto pre = Pre(4, 4, 0, nullptr);
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(image);
+  EXPECT_TRUE(image->pixels.empty());
+}
+
+TEST_F(CacheTest, PreNodeFeedsTheCacheInAPlan) {
+  const MicroNodeGroup *preGroup = nullptr, *cacheGroup = nullptr;
+  ASSERT_TRUE(FilterRegistry().GetGroup(kCachePreId, preGroup).ok());
+  ASSERT_TRUE(FilterRegistry().GetGroup(kCacheId, cacheGroup).ok());
+  Plan plan;
+  NodeRef pre, cache;
+  ASSERT_TRUE(plan.AddNode(preGroup, "pre", pre).ok());
+  ASSERT_TRUE(plan.AddNode(cacheGroup, "cache", cache).ok());
+  ASSERT_TRUE(plan.LinkPreNode(pre, cache).ok());
+  ASSERT_TRUE(plan.SetFunction(pre, "color", &Wavy()).ok());
+  ASSERT_TRUE(plan.SetFunction(cache, "color", &Wavy()).ok());
+  ASSERT_TRUE(plan.Set(pre, "width", uint32_t{16}).ok());
+  ASSERT_TRUE(plan.Set(pre, "height", uint32_t{16}).ok());
+  ASSERT_TRUE(plan.Set(pre, "renderMode", uint32_t{0}).ok());
+  SearchPathsType paths;
+  ASSERT_TRUE(plan.SetValue(pre, "searchPaths", ValueSlot{&kSearchPathsType, &paths}).ok());
+  ASSERT_TRUE(plan.Set(cache, "interpolation", InternedId::Intern("nearest")).ok());
+  ASSERT_TRUE(plan.BindContext(cache, "context").ok());
+  ASSERT_TRUE(plan.SetOutput(cache, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  EXPECT_TRUE(plan.IsUniform(pre));
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  // At a pixel centre the bake equals the function.
+  const double u = 5.5 / 16, v = 9.5 / 16;
+  ASSERT_TRUE(inst->Evaluate(AtUv(u, v)).ok());
+  ColorA direct;
+  ASSERT_TRUE(InvokeColor(&Wavy(), AtUv(u, v), direct).ok());
+  EXPECT_EQ(inst->OutputAs<ColorA>(), direct);
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern

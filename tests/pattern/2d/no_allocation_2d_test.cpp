@@ -1,0 +1,90 @@
+// Sampling the 2D filters allocates nothing once their pre nodes have run:
+// counted through the global allocation functions of this test binary.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "filter_support.h"
+#include "pattern/2d/blur_node.h"
+#include "pattern/2d/cache_node.h"
+#include "pattern/2d/kernel_node.h"
+
+namespace {
+std::atomic<long> gAllocations{0};
+}
+
+void* operator new(std::size_t n) {
+  gAllocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace tessaroc::pattern {
+namespace {
+
+// Runs `run` a few times and returns how many allocations the runs made.
+long AllocationsOf(SingleNodeRunner& run) {
+  ShadingContext ctx = AtUv(0.3, 0.6);
+  EXPECT_TRUE(run.Run(ctx).ok());  // warm
+  const long before = gAllocations.load();
+  for (int i = 0; i < 50; ++i) {
+    ctx.uvw.x += 0.0137;
+    ctx.uvwdx = ctx.uvwdy = ctx.uvw;
+    EXPECT_TRUE(run.Run(ctx).ok());
+  }
+  return gAllocations.load() - before;
+}
+
+TEST(NoAllocation2d, SamplersAllocateNothing) {
+  // The counter is live.
+  const long start = gAllocations.load();
+  int* volatile probe = new int(1);
+  EXPECT_GT(gAllocations.load(), start);
+  delete probe;
+
+  auto pre = MakeRunner(kBlurPreId);
+  ASSERT_TRUE(pre->SetFunction("color", &UvwColor()).ok());
+  ASSERT_TRUE(pre->Set("resolution", uint32_t{32}).ok());
+  ASSERT_TRUE(pre->Set("radius", 0.05).ok());
+  ASSERT_TRUE(pre->Set("mode", InternedId::Intern("baked")).ok());
+  ASSERT_TRUE(pre->Set("renderMode", uint32_t{0}).ok());
+  ASSERT_TRUE(pre->Set("searchPaths", SearchPathsType{}).ok());
+  ASSERT_TRUE(pre->Run().ok());
+  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+
+  for (const char* mode : {"baked", "kernel", "stochastic"}) {
+    auto blur = MakeRunner(kBlurId);
+    ASSERT_TRUE(blur->SetFunction("color", &UvwColor()).ok());
+    ASSERT_TRUE(blur->Set("radius", 0.05).ok());
+    ASSERT_TRUE(blur->Set("resolution", int32_t{32}).ok());
+    ASSERT_TRUE(blur->Set("interpolation", InternedId::Intern("linear")).ok());
+    ASSERT_TRUE(blur->Set("samples", int32_t{8}).ok());
+    ASSERT_TRUE(blur->Set("seed", int32_t{3}).ok());
+    ASSERT_TRUE(blur->Set("staticNoise", false).ok());
+    ASSERT_TRUE(blur->Set("mode", InternedId::Intern(mode)).ok());
+    ASSERT_TRUE(blur->Set("imageData", image).ok());
+    ASSERT_TRUE(blur->Set("maskblend", 1.0).ok());
+    ASSERT_TRUE(blur->Set("renderMode", uint32_t{0}).ok());
+    EXPECT_EQ(AllocationsOf(*blur), 0) << mode;
+  }
+
+  auto cache = MakeRunner(kCacheId);
+  ASSERT_TRUE(cache->SetFunction("color", &UvwColor()).ok());
+  ASSERT_TRUE(cache->Set("interpolation", InternedId::Intern("nearest")).ok());
+  ASSERT_TRUE(cache->Set("imageData", image).ok());
+  EXPECT_EQ(AllocationsOf(*cache), 0);
+
+  auto kernel = MakeRunner(kKernelId);
+  ASSERT_TRUE(kernel->SetFunction("color", &UvwColor()).ok());
+  ASSERT_TRUE(kernel->Set("resolution", Vector2d{64, 64}).ok());
+  ASSERT_TRUE(kernel->Set("kernel11", 1.0).ok());
+  ASSERT_TRUE(kernel->Set("normalize", true).ok());
+  EXPECT_EQ(AllocationsOf(*kernel), 0);
+}
+
+}  // namespace
+}  // namespace tessaroc::pattern
