@@ -1,0 +1,81 @@
+// Every example graph with a reference picture in tests/golden renders the
+// same picture again, within a tolerance for 8-bit rounding. References are
+// refreshed on purpose with scripts/update-golden.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "graph/render.h"
+#include "host/host_services.h"
+#include "register.h"
+
+#ifndef TESSAROC_SOURCE_DIR
+#define TESSAROC_SOURCE_DIR "."
+#endif
+
+namespace tessaroc::graph {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> GoldenNames() {
+  std::vector<std::string> names;
+  for (const auto& e : fs::directory_iterator(fs::path(TESSAROC_SOURCE_DIR) / "tests/golden"))
+    if (e.path().extension() == ".png") names.push_back(e.path().stem().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+class Golden : public ::testing::TestWithParam<std::string> {
+ protected:
+  static void SetUpTestSuite() {
+    ASSERT_TRUE(host::InstallHostServices().ok());
+    ASSERT_TRUE(module::LoadModule().ok());
+  }
+  static void TearDownTestSuite() { (void)module::UnloadModule(); }
+};
+
+TEST_P(Golden, RendersItsReferencePicture) {
+  const fs::path root(TESSAROC_SOURCE_DIR);
+  const std::string name = GetParam();
+  const fs::path graph = root / "examples" / (name + ".json");
+  ASSERT_TRUE(fs::exists(graph)) << "a reference without an example: " << name;
+
+  std::unique_ptr<Material> material;
+  Result r = Material::FromFile(graph.string(), material);
+  ASSERT_TRUE(r.ok()) << r.ToString();
+  RenderSettings s;
+  s.width = s.height = 128;
+  s.threads = 2;
+  s.searchPaths.urls.emplace_back((root / "examples").string());
+  host::Image image;
+  r = Render(*material, s, image);
+  ASSERT_TRUE(r.ok()) << r.ToString();
+
+  host::Image reference;
+  ASSERT_TRUE(host::ReadImage((root / "tests/golden" / (name + ".png")).string(), reference).ok());
+  ASSERT_EQ(reference.width, image.width);
+  ASSERT_EQ(reference.height, image.height);
+  // Compare in 8-bit sRGB codes, as the reference was written: one code of
+  // rounding either way is allowed, and a few stray codes on edges.
+  double worst = 0, sum = 0;
+  size_t n = 0;
+  for (size_t p = 0; p < static_cast<size_t>(image.width) * image.height; ++p)
+    for (int c = 0; c < std::min(3, reference.channels); ++c) {
+      const double got = std::round(host::EncodeSrgb(image.pixels[p * 4 + c]) * 255.0);
+      const double want = std::round(host::EncodeSrgb(reference.pixels[p * reference.channels + c]) * 255.0);
+      const double d = std::fabs(got - want);
+      worst = std::max(worst, d);
+      sum += d;
+      ++n;
+    }
+  EXPECT_LE(sum / n, 0.05) << name << ": mean difference in 8-bit codes";
+  EXPECT_LE(worst, 2.0) << name << ": largest difference in 8-bit codes";
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, Golden, ::testing::ValuesIn(GoldenNames()),
+                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+
+}  // namespace
+}  // namespace tessaroc::graph
