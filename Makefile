@@ -5,7 +5,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test demo bench clean
+.PHONY: all deps configure build test tsan demo bench clean
 
 all: build
 
@@ -18,8 +18,20 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-test: build
+test: build tsan
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The runtime and rendering tests again under ThreadSanitizer.
+TSAN_BUILD ?= build-tsan
+TSAN_TESTS = core_tests render_tests document_tests
+tsan: deps
+	@cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSAROC_TSAN=ON -DTESSAROC_BUILD_BENCH=OFF >/dev/null
+	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target $(TSAN_TESTS)
+	@for t in $(TSAN_TESTS); do \
+	  exe=$$(find $(TSAN_BUILD)/tests -name $$t -type f | head -n 1); \
+	  echo "ThreadSanitizer: $$t"; \
+	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp" $$exe --gtest_brief=1 || exit 1; \
+	done
 
 demo: build
 	@$(BUILD)/bench/effects_bench --benchmark_min_time=0.05 --benchmark_filter='Invert'

@@ -112,7 +112,16 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   std::mutex progressMutex;
 
   tbb::enumerable_thread_specific<std::unique_ptr<PlanInstance>> evaluators;
+  // Every tile ends by counting itself done (release); the caller reads the
+  // count after the loop (acquire). That orders all of a tile's work before
+  // what the caller does next, also for tools that cannot see inside the
+  // thread library's own synchronisation.
+  struct CountDone {
+    std::atomic<int>& done;
+    ~CountDone() { done.fetch_add(1, std::memory_order_acq_rel); }
+  };
   auto renderTile = [&](int tile) {
+    CountDone count{done};
     if (failed.load(std::memory_order_relaxed)) return;
     std::unique_ptr<PlanInstance>& ev = evaluators.local();
     if (!ev) {
@@ -139,10 +148,9 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
         }
         ToPixel(type, ev->Output().value, &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4]);
       }
-    const int n = done.fetch_add(1) + 1;
     if (settings.progress) {
       std::lock_guard<std::mutex> lock(progressMutex);
-      settings.progress(static_cast<double>(n) / tiles);
+      settings.progress(static_cast<double>(done.load(std::memory_order_relaxed) + 1) / tiles);
     }
   };
 
@@ -153,6 +161,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
       for (int t = r.begin(); t < r.end(); ++t) renderTile(t);
     });
   });
+  if (done.load(std::memory_order_acquire) != tiles && firstError.ok())
+    return Result::Fail(errors::kIllegalState, "the render stopped before every tile was done");
   return firstError;
 }
 

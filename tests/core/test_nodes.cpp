@@ -12,8 +12,8 @@ using MicroNode::FLAGS::PERMANENT;
 
 constinit const DataType kCounterTableType = MakeDataType<CounterTable>("test.countertable", "CounterTable");
 
-int& KernelCalls() {
-  static int calls = 0;
+std::atomic<int>& KernelCalls() {
+  static std::atomic<int> calls{0};
   return calls;
 }
 

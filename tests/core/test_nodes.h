@@ -6,6 +6,8 @@
 #include "core/data_types.h"
 #include "core/registry.h"
 
+#include <atomic>
+
 namespace tessaroc::testing {
 
 // The record a test pre node builds: what it was built for, and how often.
@@ -29,7 +31,7 @@ inline constexpr const char* kFlagsNode = "test.flags";          // reports its 
 inline constexpr const char* kBakeNode = "test.bake";            // calls `color` from 4 threads, sums u's
 
 // Kernel calls of every test node, process-wide (tests run one at a time).
-int& KernelCalls();
+std::atomic<int>& KernelCalls();
 
 Result RegisterTestNodes(CoreNodeRegistry& registry);
 
