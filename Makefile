@@ -34,10 +34,12 @@ tsan: deps
 	done
 
 demo: build
-	@$(BUILD)/bench/effects_bench --benchmark_min_time=0.05 --benchmark_filter='Invert'
+	@mkdir -p out
+	@$(BUILD)/apps/tessaroc/tessaroc render examples/road.json -o out/demo.png --size 512
+	@echo "demo: wrote out/demo.png (examples/road.json: a placed checkerboard whose first colour is a noise, graded)"
 
 bench: build
-	@$(BUILD)/bench/effects_bench
+	@for b in $(BUILD)/bench/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.2; done
 
 clean:
 	@rm -rf $(BUILD)
