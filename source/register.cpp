@@ -6,6 +6,7 @@
 #include "core/data_types.h"
 #include "core/registry.h"
 #include "datadescription_tessarocs.h"
+#include "graph/description_finalizers.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
 #include "pattern/catalogue.h"
@@ -149,6 +150,9 @@ Result UnloadUnit(size_t index) {
   return Result::Ok();
 }
 
+Result LoadFinalizers(size_t) { return graph::RegisterKnotFinalizers(); }
+Result UnloadFinalizers(size_t) { return graph::UnregisterKnotFinalizers(); }
+
 Result LoadShader(size_t) { return RegisterShaderDataTypes(); }
 Result UnloadShader(size_t) { return UnregisterShaderDataTypes(); }
 
@@ -171,6 +175,7 @@ std::vector<Step> Steps() {
   const auto units = pattern::CatalogueUnits();
   for (size_t i = 0; i < units.size(); ++i) steps.push_back({units[i].source, &LoadUnit, &UnloadUnit, i});
   steps.push_back({"passthrough_node", &LoadPassThrough, &UnloadPassThrough});
+  steps.push_back({"descriptionfinalizers", &LoadFinalizers, &UnloadFinalizers});
   steps.push_back({"source/shader", &LoadShader, &UnloadShader});
   steps.push_back({"vocabulary", &LoadVocabulary, &UnloadVocabulary});
   return steps;

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "core/registry.h"
+#include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"
 
@@ -157,6 +158,7 @@ class DocumentReader {
       TESSAROC_RETURN_IF_FAILED(MakeNode(it.key(), it.value()));
     for (auto it = nodes->begin(); it != nodes->end(); ++it)
       TESSAROC_RETURN_IF_FAILED(ReadInputs(it.key(), it.value()));
+    TESSAROC_RETURN_IF_FAILED(FinalizeDescriptions());
     TESSAROC_RETURN_IF_FAILED(SettlePassThroughTypes());
     TESSAROC_RETURN_IF_FAILED(CheckLinks());
     TESSAROC_RETURN_IF_FAILED(CheckCycles());
@@ -208,6 +210,19 @@ class DocumentReader {
     return Result::Ok();
   }
 
+  // Once a node's ports and elements exist, its description finaliser (if
+  // the asset has one) sets the defaults it owns.
+  Result FinalizeDescriptions() {
+    for (auto& n : doc_.nodes_) {
+      if (n->kind != NodeKind::kAsset) continue;
+      if (DescriptionFinalizer f = FindDescriptionFinalizer(n->typeId)) {
+        Result r = f(*n->graphNode);
+        if (r.failed()) return Fail("/nodes/" + n->name, std::string(r.message()));
+      }
+    }
+    return Result::Ok();
+  }
+
   Result ReadInputs(const std::string& name, const json& j) {
     DocumentNode* node = Node(name);
     auto inputs = j.find("inputs");
@@ -246,9 +261,10 @@ class DocumentReader {
       const size_t n = p.description ? p.description->arrayDefaults.size() : 0;
       node->arrayCounts[p.id] = static_cast<int64_t>(n);
       for (size_t i = 0; i < n; ++i) {
+        // The ports exist; their values stay defaults, below any that a
+        // description finaliser sets.
         GraphPort* gp = nullptr;
         TESSAROC_RETURN_IF_FAILED(ElementPort(*node, p, p.id + "#" + std::to_string(i), gp));
-        gp->value() = p.description->arrayDefaults[i];
       }
     }
     return Result::Ok();

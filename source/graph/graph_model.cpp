@@ -61,6 +61,12 @@ Result GraphPort::SetAttribute(const Id& key, AttributeValue value) {
   return Result::Ok();
 }
 
+const AttributeValue* GraphPort::FindAttribute(const Id& key) const {
+  for (const auto& [k, v] : attributes_)
+    if (k == key) return &v;
+  return nullptr;
+}
+
 bool GraphPort::HasAttribute(const Id& key) const {
   return std::any_of(attributes_.begin(), attributes_.end(), [&](const auto& a) { return a.first == key; });
 }

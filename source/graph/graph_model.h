@@ -69,6 +69,8 @@ class GraphPort {
   Result ReadAttribute(const Id& key, AttributeValue& out) const;
   Result SetAttribute(const Id& key, AttributeValue value);
   bool HasAttribute(const Id& key) const;
+  // The stored attribute, or null; valid while the port keeps it.
+  const AttributeValue* FindAttribute(const Id& key) const;
 
   // A literal value set on the port (an input's value), or empty.
   const Data& value() const { return value_; }

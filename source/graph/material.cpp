@@ -223,6 +223,14 @@ class Compiler {
       decided = true;
       b.kind = Kind::kLiteral;
       b.literal = &gp->value();
+      return Result::Ok();
+    }
+    // A default a description finaliser set on the port.
+    const AttributeValue* def = gp->FindAttribute(kAttrDefaultValue);
+    if (const Data* d = def ? std::get_if<Data>(def) : nullptr; d && !d->empty()) {
+      decided = true;
+      b.kind = Kind::kLiteral;
+      b.literal = d;
     }
     return Result::Ok();
   }

@@ -107,14 +107,19 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
 }
 
 TEST_F(DocumentTest, UnknownEnumerationValueListsTheValidOnes) {
-  // Enumerations come from the description resources; the effects have none,
-  // so a test description is not needed: use the core node's Id port through
-  // an asset when there is one, else check the message shape on a bool.
-  std::string text = kGood;
-  text.replace(text.find(R"("maskalpha": false)"), 18, R"("maskalpha": "yes")");
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "place": {"node": "placement2d", "inputs": {"localmodeu": "wrap"}}},
+      "output": {"link": "place.result"}})";
   Result r = Compile(text);
   ASSERT_TRUE(r.failed());
-  EXPECT_NE(r.message().find("/nodes/flip/inputs/maskalpha: expected true or false"), std::string_view::npos);
+  EXPECT_NE(r.message().find("/nodes/place/inputs/localmodeu: unknown value \"wrap\"; valid values are clamp, extend, "
+                             "repeat, mirror"),
+            std::string_view::npos)
+      << r.message();
+  // A dotted value also answers to its last part.
+  const char* noise = R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": "turbulence"}}},
+      "output": {"link": "n.result"}})";
+  EXPECT_TRUE(Compile(noise).ok());
 }
 
 TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
