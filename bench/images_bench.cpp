@@ -39,8 +39,8 @@ const std::string& CheckerFile() {
       for (int x = 0; x < n; ++x)
         for (int c = 0; c < 4; ++c) data[(static_cast<size_t>(y) * n + x) * 4 + c] = ((x / 8 + y / 8) % 2) ? 0.9f : 0.1f;
     auto out = OIIO::ImageOutput::create(p);
-    OIIO::ImageSpec spec(n, n, 4, OIIO::TypeDesc::HALF);
-    if (!out || !out->open(p, spec) || !out->write_image(OIIO::TypeDesc::FLOAT, data.data()) || !out->close())
+    OIIO::ImageSpec layout(n, n, 4, OIIO::TypeDesc::HALF);
+    if (!out || !out->open(p, layout) || !out->write_image(OIIO::TypeDesc::FLOAT, data.data()) || !out->close())
       std::abort();
     return p;
   }();

@@ -38,9 +38,9 @@ Result WriteImage(const std::string& path, const Image& image) {
   int channels = image.channels;
   const std::string ext = Extension(path);
   if (ext == ".jpg" || ext == ".jpeg") channels = std::min(channels, 3);  // JPEG has no alpha
-  OIIO::ImageSpec spec(image.width, image.height, channels, eight ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT);
-  spec.attribute("oiio:ColorSpace", eight ? "sRGB" : "Linear");
-  if (!out->open(path, spec)) return Result::Fail(errors::kIo, path + ": " + out->geterror());
+  OIIO::ImageSpec layout(image.width, image.height, channels, eight ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT);
+  layout.attribute("oiio:ColorSpace", eight ? "sRGB" : "Linear");
+  if (!out->open(path, layout)) return Result::Fail(errors::kIo, path + ": " + out->geterror());
   std::vector<float> data(static_cast<size_t>(image.width) * image.height * channels);
   for (size_t p = 0, n = static_cast<size_t>(image.width) * image.height; p < n; ++p)
     for (int c = 0; c < channels; ++c) {
@@ -58,14 +58,14 @@ Result WriteImage(const std::string& path, const Image& image) {
 Result ReadImage(const std::string& path, Image& out) {
   auto in = OIIO::ImageInput::open(path);
   if (!in) return Result::Fail(errors::kIo, path + ": " + OIIO::geterror());
-  const OIIO::ImageSpec& spec = in->spec();
-  out.width = spec.width;
-  out.height = spec.height;
-  out.channels = spec.nchannels;
-  out.pixels.resize(static_cast<size_t>(spec.width) * spec.height * spec.nchannels);
-  if (!in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, out.pixels.data()))
+  const OIIO::ImageSpec layout = in->spec_dimensions(0);
+  out.width = layout.width;
+  out.height = layout.height;
+  out.channels = layout.nchannels;
+  out.pixels.resize(static_cast<size_t>(layout.width) * layout.height * layout.nchannels);
+  if (!in->read_image(0, 0, 0, layout.nchannels, OIIO::TypeDesc::FLOAT, out.pixels.data()))
     return Result::Fail(errors::kIo, path + ": " + in->geterror());
-  if (spec.format == OIIO::TypeDesc::UINT8)
+  if (layout.format == OIIO::TypeDesc::UINT8)
     for (size_t i = 0; i < out.pixels.size(); ++i)
       if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = DecodeSrgb(out.pixels[i]);
   return Result::Ok();

@@ -332,8 +332,8 @@ std::string Resolve(const Url& url, const SearchPathsType* searchPaths) {
   return {};
 }
 
-double FramesPerSecond(const OIIO::ImageSpec& spec) {
-  const OIIO::ParamValue* p = spec.find_attribute("FramesPerSecond");
+double FramesPerSecond(const OIIO::ImageSpec& layout) {
+  const OIIO::ParamValue* p = layout.find_attribute("FramesPerSecond");
   if (!p) return 0;
   if (p->type() == OIIO::TypeRational) {
     const int* r = static_cast<const int*>(p->data());
@@ -350,12 +350,12 @@ struct Clip {
 };
 
 // A movie is a file whose subimages are frames at a frame rate.
-Clip ClipOf(OIIO::TextureSystem* ts, OIIO::TextureSystem::TextureHandle* handle, const OIIO::ImageSpec& spec) {
+Clip ClipOf(OIIO::TextureSystem* ts, OIIO::TextureSystem::TextureHandle* handle, const OIIO::ImageSpec& layout) {
   Clip clip;
   int subimages = 1;
   if (!ts->get_texture_info(handle, nullptr, 0, ustring("subimages"), OIIO::TypeInt, &subimages)) (void)ts->geterror();
-  clip.fps = FramesPerSecond(spec);
-  clip.movie = (spec.get_int_attribute("oiio:Movie", 0) != 0 || subimages > 1) && clip.fps > 0;
+  clip.fps = FramesPerSecond(layout);
+  clip.movie = (layout.get_int_attribute("oiio:Movie", 0) != 0 || subimages > 1) && clip.fps > 0;
   if (clip.movie) {
     clip.frames = std::max(1, subimages);
     clip.length = clip.frames / clip.fps;
@@ -365,8 +365,8 @@ Clip ClipOf(OIIO::TextureSystem* ts, OIIO::TextureSystem::TextureHandle* handle,
   return clip;
 }
 
-void SetEncoding(const OIIO::ImageSpec& spec, OiioTexture& t) {
-  const std::string space = spec.get_string_attribute("oiio:ColorSpace");
+void SetEncoding(const OIIO::ImageSpec& layout, OiioTexture& t) {
+  const std::string space = layout.get_string_attribute("oiio:ColorSpace");
   if (OIIO::Strutil::iequals(space, "sRGB")) {
     t.encoding = Encoding::kSrgb;
   } else if (OIIO::Strutil::istarts_with(space, "GammaCorrected")) {
@@ -375,13 +375,13 @@ void SetEncoding(const OIIO::ImageSpec& spec, OiioTexture& t) {
     t.gamma = g;
   } else if (space.empty()) {
     // Untagged 8-bit files are display-referred.
-    t.encoding = spec.format == OIIO::TypeDesc::UINT8 ? Encoding::kSrgb : Encoding::kLinear;
+    t.encoding = layout.format == OIIO::TypeDesc::UINT8 ? Encoding::kSrgb : Encoding::kLinear;
   }
 }
 
 // Picks the subimage and channels of the first layer of the set the file has.
 Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& layers, const Clip& clip,
-                   const OIIO::ImageSpec*& spec) {
+                   const OIIO::ImageSpec*& layout) {
   if (layers.layers.empty()) return Result::Ok();
   int subimages = 1;
   if (!ts->get_texture_info(t.handle, nullptr, 0, ustring("subimages"), OIIO::TypeInt, &subimages))
@@ -396,17 +396,17 @@ Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& laye
           t.subimage = s;
           t.firstChannel = 0;
           t.channels = std::min(si->nchannels, 4);
-          spec = si;
+          layout = si;
           return Result::Ok();
         }
       }
     }
     const std::string prefix = name + ".";
-    for (int c = 0; c < spec->nchannels; ++c) {
-      if (!OIIO::Strutil::starts_with(spec->channelnames[static_cast<size_t>(c)], prefix)) continue;
+    for (int c = 0; c < layout->nchannels; ++c) {
+      if (!OIIO::Strutil::starts_with(layout->channelnames[static_cast<size_t>(c)], prefix)) continue;
       int n = 0;
-      while (c + n < spec->nchannels && n < 4 &&
-             OIIO::Strutil::starts_with(spec->channelnames[static_cast<size_t>(c + n)], prefix))
+      while (c + n < layout->nchannels && n < 4 &&
+             OIIO::Strutil::starts_with(layout->channelnames[static_cast<size_t>(c + n)], prefix))
         ++n;
       t.firstChannel = c;
       t.channels = n;
@@ -430,7 +430,7 @@ class Service final : public pattern::TextureService {
     double length = 0;
     if (const std::string found = Resolve(name, searchPaths); !found.empty()) {
       auto* h = ts->get_texture_handle(ustring(found));
-      if (const OIIO::ImageSpec* spec = h ? ts->imagespec(h, nullptr, 0) : nullptr) length = ClipOf(ts, h, *spec).length;
+      if (const OIIO::ImageSpec* layout = h ? ts->imagespec(h, nullptr, 0) : nullptr) length = ClipOf(ts, h, *layout).length;
       else (void)ts->geterror();
     }
     if (delegate) TESSAROC_RETURN_IF_FAILED(delegate->ResolveMovieTime(length, name, time));
@@ -442,30 +442,30 @@ class Service final : public pattern::TextureService {
     t->cache = force32bit ? caches.floatCache : caches.sharedCache;
     t->filename = ustring(path);
     t->handle = ts->get_texture_handle(t->filename);
-    const OIIO::ImageSpec* spec = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
-    if (!spec) {
+    const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+    if (!layout) {
       std::string why = ts->geterror();
       if (why.empty()) why = "unknown format or unreadable file";
       return Result::Fail(errors::kIo, "Cannot read image file \"" + path + "\": " + why);
     }
-    const Clip clip = ClipOf(ts, t->handle, *spec);
+    const Clip clip = ClipOf(ts, t->handle, *layout);
     if (clip.movie) {
       const int64_t frame = FrameNumber(time, clip.fps);
       t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
-      spec = ts->imagespec(t->handle, nullptr, t->subimage);
-      if (!spec) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
+      layout = ts->imagespec(t->handle, nullptr, t->subimage);
+      if (!layout) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
                                                       path + "\": " + ts->geterror());
     }
-    t->channels = std::min(spec->nchannels, 4);
-    TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, spec));
+    t->channels = std::min(layout->nchannels, 4);
+    TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
     if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
-    t->width = spec->width;
-    t->height = spec->height;
-    t->xOrigin = spec->x;
-    t->yOrigin = spec->y;
+    t->width = layout->width;
+    t->height = layout->height;
+    t->xOrigin = layout->x;
+    t->yOrigin = layout->y;
     t->fps = clip.fps;
     t->length = clip.length;
-    SetEncoding(*spec, *t);
+    SetEncoding(*layout, *t);
     t->hasImage = t->width > 0 && t->height > 0;
     out = std::move(t);
     return Result::Ok();

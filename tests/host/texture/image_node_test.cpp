@@ -512,13 +512,13 @@ TEST_F(ImageNodeTest, AlphaSettings) {
 }
 
 TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroup) {
-  const std::vector<std::string> names = {"R", "G", "B", "spec.R", "spec.G", "spec.B"};
+  const std::vector<std::string> names = {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"};
   ASSERT_EQ(WriteImage(folder_.File("layers.exr"), 2, 2, 6, [](int, int, int c) { return 0.1f * (c + 1); },
                        OIIO::TypeDesc::FLOAT, names), "");
   auto run = Runner(folder_.File("layers.exr"));
-  LayerSet spec;
-  spec.layers.push_back(String("spec"));
-  ASSERT_TRUE(run->Set("layerSet", spec).ok());
+  LayerSet layout;
+  layout.layers.push_back(String("gloss"));
+  ASSERT_TRUE(run->Set("layerSet", layout).ok());
   const ColorA c = Sample(*run, At(0.5, 0.5));
   EXPECT_NEAR(c.r, 0.4, 1e-6);
   EXPECT_NEAR(c.b, 0.6, 1e-6);
@@ -538,14 +538,14 @@ TEST_F(ImageNodeTest, LayerSetSelectsANamedPart) {
   const std::string path = folder_.File("parts.exr");
   auto out = OIIO::ImageOutput::create(path);
   ASSERT_TRUE(out && out->supports("multiimage"));
-  OIIO::ImageSpec specs[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
+  OIIO::ImageSpec layouts[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
                               OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
-  specs[0].attribute("oiio:subimagename", "beauty");
-  specs[1].attribute("oiio:subimagename", "depth");
-  ASSERT_TRUE(out->open(path, 2, specs));
+  layouts[0].attribute("oiio:subimagename", "beauty");
+  layouts[1].attribute("oiio:subimagename", "depth");
+  ASSERT_TRUE(out->open(path, 2, layouts));
   for (int part = 0; part < 2; ++part) {
     if (part > 0) {
-      ASSERT_TRUE(out->open(path, specs[part], OIIO::ImageOutput::AppendSubimage));
+      ASSERT_TRUE(out->open(path, layouts[part], OIIO::ImageOutput::AppendSubimage));
     }
     const std::vector<float> data(12, part ? 0.75f : 0.25f);
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));

@@ -45,14 +45,14 @@ inline std::string WriteImage(const std::string& path, int w, int h, int channel
                               const std::vector<std::string>& channelNames = {}) {
   auto out = OIIO::ImageOutput::create(path);
   if (!out) return "no writer for " + path + ": " + OIIO::geterror();
-  OIIO::ImageSpec spec(w, h, channels, format);
-  if (!channelNames.empty()) spec.channelnames = channelNames;
-  if (channels == 4 && channelNames.empty()) spec.alpha_channel = 3;
+  OIIO::ImageSpec layout(w, h, channels, format);
+  if (!channelNames.empty()) layout.channelnames = channelNames;
+  if (channels == 4 && channelNames.empty()) layout.alpha_channel = 3;
   std::vector<float> data(static_cast<size_t>(w) * h * channels);
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x)
       for (int c = 0; c < channels; ++c) data[(static_cast<size_t>(y) * w + x) * channels + c] = pixel(x, y, c);
-  if (!out->open(path, spec)) return out->geterror();
+  if (!out->open(path, layout)) return out->geterror();
   if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
   if (!out->close()) return out->geterror();
   return {};
@@ -65,15 +65,15 @@ inline std::string WriteFrames(const std::string& path, int w, int h, int frames
   auto out = OIIO::ImageOutput::create(path);
   if (!out) return "no writer for " + path;
   if (!out->supports("multiimage") || !out->supports("appendsubimage")) return "no multi-image output for " + path;
-  std::vector<OIIO::ImageSpec> specs(static_cast<size_t>(frames), OIIO::ImageSpec(w, h, 3, OIIO::TypeDesc::UINT8));
-  for (auto& s : specs) {
+  std::vector<OIIO::ImageSpec> layouts(static_cast<size_t>(frames), OIIO::ImageSpec(w, h, 3, OIIO::TypeDesc::UINT8));
+  for (auto& s : layouts) {
     int rate[2] = {fps, 1};
     s.attribute("FramesPerSecond", OIIO::TypeRational, rate);
   }
-  if (!out->open(path, frames, specs.data())) return out->geterror();
+  if (!out->open(path, frames, layouts.data())) return out->geterror();
   std::vector<float> data(static_cast<size_t>(w) * h * 3);
   for (int f = 0; f < frames; ++f) {
-    if (f > 0 && !out->open(path, specs[static_cast<size_t>(f)], OIIO::ImageOutput::AppendSubimage))
+    if (f > 0 && !out->open(path, layouts[static_cast<size_t>(f)], OIIO::ImageOutput::AppendSubimage))
       return out->geterror();
     for (int y = 0; y < h; ++y)
       for (int x = 0; x < w; ++x)
