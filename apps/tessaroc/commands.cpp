@@ -234,8 +234,13 @@ int RunDescribe(const std::string& name) {
       else if (p.description && p.description->hasDefault && !p.array)
         line += " default: " + host::ValueToJson(*p.type, p.description->defaultValue.get()).dump();
       if (p.description && !p.description->values.empty()) {
-        line += "  values:";
-        for (const std::string& v : p.description->values) line += " " + v;
+        // Values that share a dotted prefix are shown by their last part.
+        const auto& values = p.description->values;
+        std::string prefix = values[0].substr(0, values[0].rfind('.') + 1);
+        for (const std::string& v : values)
+          if (v.compare(0, prefix.size(), prefix) != 0) prefix.clear();
+        line += prefix.empty() ? "  values:" : "  values (" + prefix + "*):";
+        for (const std::string& v : values) line += " " + v.substr(prefix.size());
       }
       if (p.description && !p.description->doc.empty()) line += "  - " + p.description->doc;
       fmt::print("{}\n", line);
