@@ -258,6 +258,14 @@ nlohmann::json ValueToJson(const DataType& type, const void* value) {
   if (t == &kUrlType) return std::string(static_cast<const Url*>(value)->view());
   if (t == &kIdType) return std::string(static_cast<const Id*>(value)->view());
   if (t == &kInternedIdType) return std::string(static_cast<const InternedId*>(value)->view());
+  if (t == &kShadingContextType) {
+    // The fields the nodes here change, by name.
+    const auto& c = *static_cast<const ShadingContext*>(value);
+    auto vec = [](const Vector& v) { return nlohmann::json::array({Float(v.x), Float(v.y), Float(v.z)}); };
+    return {{"uvw", vec(c.uvw)},           {"uvwdx", vec(c.uvwdx)},         {"uvwdy", vec(c.uvwdy)},
+            {"uvwvalid", c.uvwvalid},      {"wrapmodeu", c.wrapmodeu},      {"wrapmodev", c.wrapmodev},
+            {"position", vec(c.position)}, {"shadingnormal", vec(c.shadingnormal)}, {"time", Float(c.time)}};
+  }
   return "<" + TypeName(type) + ">";
 }
 
