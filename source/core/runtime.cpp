@@ -25,7 +25,8 @@ struct PortBinding {
   int body = -1;
   Data constant;
   const FunctionInterface* function = nullptr;
-  bool requested = false;  // an output read from outside the plan
+  bool requested = false;  // an output read from outside the plan or as a function body's result
+  bool external = false;   // an output read from outside the plan
   bool linkedFrom = false;  // an output some input links to
 };
 
@@ -104,7 +105,16 @@ struct Plan::Impl {
   std::vector<SubPlanInfo> subs;
   int outNode = -1;
   int outPort = -1;
-  std::vector<Step> uniformSteps;
+  // Uniform nodes in dependency order, each with its steps and the uniform
+  // nodes it reads (directly or through a function it calls at prepare time).
+  struct UniformNode {
+    int node;
+    std::vector<Step> steps;
+    std::vector<int> reads;
+  };
+  std::vector<UniformNode> uniform;
+  // Per sub-plan (0 is the main plan): the uniform nodes whose results it reads.
+  std::vector<std::vector<int>> subUniformReads;
   std::vector<StorageEntry> storage;
   std::vector<FunctionSlot> functionSlots;
   size_t slotCount = 0;
@@ -278,6 +288,7 @@ Result Plan::SetOutput(NodeRef node, const Id& port) {
   impl_->outNode = node.index;
   impl_->outPort = p;
   n->ports[p].requested = true;
+  n->ports[p].external = true;
   return Result::Ok();
 }
 
@@ -286,6 +297,7 @@ Result Plan::RequestOutput(NodeRef node, const Id& port) {
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
   n->ports[p].requested = true;
+  n->ports[p].external = true;
   return Result::Ok();
 }
 
@@ -422,7 +434,14 @@ Result Plan::Finish() {
     for (size_t m = 0; m < n.group->microNodes().size(); ++m)
       steps.push_back({n.group->microNodes()[m].impl, n.offsets[m].data()});
   };
-  for (int i : uOrder) addSteps(I.nodes[i], I.uniformSteps);
+  std::vector<std::vector<int>> uReads(N);
+  for (int w = 0; w < N; ++w)
+    for (int u : uUsers[w]) uReads[u].push_back(w);
+  for (int i : uOrder) {
+    Impl::UniformNode un{i, {}, uReads[i]};
+    addSteps(I.nodes[i], un.steps);
+    I.uniform.push_back(std::move(un));
+  }
   for (int i : order) {
     Impl::NodeInfo& n = I.nodes[i];
     if (!n.varying) continue;
@@ -436,12 +455,31 @@ Result Plan::Finish() {
     I.subs[s].resultStorage = rn.storage[I.subs[s].resultPort];
   }
   I.bodyUniformOutputs.assign(I.subs.size(), {});
+  I.subUniformReads.assign(I.subs.size(), {});
+  for (int i = 0; i < N; ++i) {  // the main plan: what its own nodes read, and a uniform output
+    const Impl::NodeInfo& n = I.nodes[i];
+    if (n.sub != 0 || !n.varying) continue;
+    for (const PortBinding& b : n.ports)
+      if (b.kind == Binding::kLink && !I.nodes[b.srcNode].varying) I.subUniformReads[0].push_back(b.srcNode);
+  }
+  // Outputs read from outside (the result, requested outputs) count as read
+  // by the main plan.
+  for (int i = 0; i < N; ++i) {
+    const Impl::NodeInfo& n = I.nodes[i];
+    if (n.varying || n.sub != 0) continue;
+    for (const PortBinding& b : n.ports)
+      if (b.external) {
+        I.subUniformReads[0].push_back(i);
+        break;
+      }
+  }
   for (size_t s = 1; s < I.subs.size(); ++s) {
     std::vector<int> deps = uniformInputsOfBody(static_cast<int>(s));
     const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
     if (!rn.varying) deps.push_back(I.subs[s].resultNode);
     std::sort(deps.begin(), deps.end());
     deps.erase(std::unique(deps.begin(), deps.end()), deps.end());
+    I.subUniformReads[s] = deps;
     for (int d : deps) {
       const Impl::NodeInfo& n = I.nodes[d];
       for (size_t p = 0; p < n.ports.size(); ++p)
@@ -502,6 +540,7 @@ Result PlanInstance::WorkerCopy(int body, PlanInstance*& out) {
     TESSAROC_RETURN_IF_FAILED(Create(*plan_, fresh));
     for (const Plan::Impl::StorageEntry& e : plan_->impl_->bodyUniformOutputs[body])
       e.type->copyAssign(fresh->block_ + e.offset, block_ + e.offset);
+    fresh->subFailed_ = subFailed_;
     copy = fresh.get();
     workers_.push_back({me, body, std::move(fresh)});
   }
@@ -581,10 +620,27 @@ Result PlanInstance::Create(const Plan& plan, std::unique_ptr<PlanInstance>& out
 
 Result PlanInstance::Prepare() {
   ActiveScope active(this);
-  return RunSteps(plan_->impl_->uniformSteps, block_);
+  const Plan::Impl& I = *plan_->impl_;
+  // A uniform node that fails marks itself and what reads it; the error
+  // reaches whoever needs that value: the main plan now, a function body when
+  // it is called. A failing subgraph that only an unneeded colour reads thus
+  // never stops a sample.
+  failed_.assign(I.nodes.size(), Result());
+  for (const Plan::Impl::UniformNode& u : I.uniform) {
+    for (int r : u.reads)
+      if (failed_[r].failed()) failed_[u.node] = failed_[r];
+    if (failed_[u.node].failed()) continue;
+    failed_[u.node] = RunSteps(u.steps, block_);
+  }
+  subFailed_.assign(I.subs.size(), Result());
+  for (size_t s = 0; s < I.subs.size(); ++s)
+    for (int r : I.subUniformReads[s])
+      if (failed_[r].failed() && subFailed_[s].ok()) subFailed_[s] = failed_[r];
+  return subFailed_[0];
 }
 
 Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) {
+  if (static_cast<size_t>(sub) < subFailed_.size() && subFailed_[sub].failed()) return subFailed_[sub];
   ActiveScope active(this);
   const Plan::Impl::SubPlanInfo& s = plan_->impl_->subs[sub];
   for (size_t off : s.contextSlots)
@@ -649,6 +705,8 @@ Result PlanInstance::Clone(std::unique_ptr<PlanInstance>& out) const {
   for (const Plan::Impl::SubPlanInfo& s : I.subs)
     for (size_t off : s.contextSlots)
       reinterpret_cast<PortSlot*>(inst->block_ + off)->value = const_cast<ShadingContext*>(&kUnboundContext);
+  inst->failed_ = failed_;
+  inst->subFailed_ = subFailed_;
   inst->BindFunctions();
   out = std::move(inst);
   return Result::Ok();

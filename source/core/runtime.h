@@ -104,7 +104,9 @@ class PlanInstance {
   PlanInstance& operator=(const PlanInstance&) = delete;
 
   // Runs the uniform nodes once, in dependency order. Running it again keeps
-  // PERMANENT state, so a pre node sees what it built before.
+  // PERMANENT state, so a pre node sees what it built before. A uniform node
+  // that fails is not an error here unless the main plan reads it; a function
+  // body that reads it returns the error when called.
   Result Prepare();
   // Runs the main plan's varying nodes with this context.
   Result Evaluate(const ShadingContext& ctx);
@@ -155,6 +157,10 @@ class PlanInstance {
   };
   std::mutex workerMutex_;
   std::vector<Worker> workers_;
+  // What Prepare found: per node the error of a uniform node (or what it
+  // read), per sub-plan the first such error it depends on.
+  std::vector<Result> failed_;
+  std::vector<Result> subFailed_;
 };
 
 // ---- Convenience runs of one node, for hosts, tests and benchmarks.

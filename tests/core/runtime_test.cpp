@@ -135,6 +135,45 @@ TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
   EXPECT_EQ(inst->Get<double>(bake, "sum"), expected);
 }
 
+TEST_F(RuntimeTest, AFailingUniformNodeFailsOnlyWhatReadsIt) {
+  // The failing node is the result of a function body: preparing succeeds,
+  // and only calling the function gives its error.
+  Plan plan;
+  NodeRef caller = Add(plan, kCallColorNode);
+  SubPlanRef body;
+  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+  NodeRef bad = Add(plan, kFailNode);
+  ASSERT_TRUE(plan.SetSubPlanResult(body, bad, "result").ok());
+  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
+  ASSERT_TRUE(plan.Set<double>(caller, "shift", 0.0).ok());
+  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
+  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  NodeRef side = Add(plan, kAddNode);  // an unrelated uniform node still runs
+  ASSERT_TRUE(plan.Set<double>(side, "a", 1.0).ok());
+  ASSERT_TRUE(plan.Set<double>(side, "b", 2.0).ok());
+  ASSERT_TRUE(plan.RequestOutput(side, "result").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->Get<double>(side, "result"), 3.0);
+  Result r = inst->Evaluate(ShadingContext());
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{0, 0, 0, 1}));
+  std::unique_ptr<PlanInstance> copy;
+  ASSERT_TRUE(inst->Clone(copy).ok());
+  EXPECT_TRUE(copy->Evaluate(ShadingContext()).Is(errors::kIllegalState));
+
+  // Read by the main plan, the same failure stops Prepare.
+  Plan direct;
+  NodeRef bad2 = Add(direct, kFailNode);
+  ASSERT_TRUE(direct.SetOutput(bad2, "result").ok());
+  ASSERT_TRUE(direct.Finish().ok());
+  std::unique_ptr<PlanInstance> directInstance;  // declared after its plan, so it goes first
+  ASSERT_TRUE(PlanInstance::Create(direct, directInstance).ok());
+  EXPECT_TRUE(directInstance->Prepare().Is(errors::kIllegalState));
+}
+
 TEST_F(RuntimeTest, PreNodeRunTwiceWithUnchangedInputsKeepsItsTable) {
   Plan plan;
   NodeRef pre = Add(plan, kCounterPreNode);

@@ -207,9 +207,21 @@ constexpr AccessDecl kBakeAccess[] = {{0, "color"}, {1, "sum"}};
 constexpr MicroNodeDecl kBakeMicro[] = {{"", kBakeAccess, &BakeKernel}};
 constexpr CoreNodeDecl kBake{kBakeNode, "tests/core/test_nodes", false, kBakePorts, kBakeMicro};
 
+// --- always fails
+void FailKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  p.Out<ColorA>(0) = {9, 9, 9, 9};
+  r = Result::Fail(errors::kIllegalState, "test.fail fails");
+}
+constexpr PortDecl kFailPorts[] = {{"result", PortDir::kOut, &kColorAType}};
+constexpr AccessDecl kFailAccess[] = {{0, "result"}};
+constexpr MicroNodeDecl kFailMicro[] = {{"", kFailAccess, &FailKernel}};
+constexpr CoreNodeDecl kFail{kFailNode, "tests/core/test_nodes", true, kFailPorts, kFailMicro};
+
 }  // namespace
 
 Result RegisterTestNodes(CoreNodeRegistry& registry) {
+  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kFail>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kBake>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kOrder>(registry));
   TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCallColor>(registry));

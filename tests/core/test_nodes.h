@@ -28,6 +28,7 @@ inline constexpr const char* kBatchNode = "test.batch";          // BATCH: (x, y
 inline constexpr const char* kArrayNode = "test.array";          // values#i -> sum, count
 inline constexpr const char* kAddNode = "test.add";              // a + b, uniform
 inline constexpr const char* kFlagsNode = "test.flags";          // reports its port flags
+inline constexpr const char* kFailNode = "test.fail";            // no inputs; fails with illegalstate
 inline constexpr const char* kBakeNode = "test.bake";            // calls `color` from 4 threads, sums u's
 
 // Kernel calls of every test node, process-wide (tests run one at a time).
