@@ -1,0 +1,227 @@
+// Image files through the whole engine: documents name files relative to
+// their folder, a missing file shows the default colour and is reported once
+// (in the library and on the command line), and the render's time picks the
+// frame of a numbered sequence or a movie.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+#include "graph/render.h"
+#include "host/host_services.h"
+#include "host/messages/message_sink.h"
+#include "host/texture/texture_service.h"
+#include "register.h"
+
+#ifndef TESSAROC_SOURCE_DIR
+#define TESSAROC_SOURCE_DIR "."
+#endif
+#ifndef TESSAROC_CLI
+#define TESSAROC_CLI "tessaroc"
+#endif
+
+namespace tessaroc::graph {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kRoot(TESSAROC_SOURCE_DIR);
+
+// Counts every call, so that a node reporting once per sample is caught even
+// though the collecting sink keeps each distinct text only once.
+class CountingSink final : public MessageSink {
+ public:
+  Result AddMessage(std::string_view text) override {
+    ++calls;
+    return collected.AddMessage(text);
+  }
+  std::atomic<int> calls{0};
+  host::CollectingMessageSink collected;
+};
+
+// A folder of its own for the documents and pictures a test writes.
+class Scratch {
+ public:
+  Scratch() : path_(fs::temp_directory_path() / ("tessaroc-image-files-" + std::to_string(::getpid()))) {
+    fs::create_directories(path_);
+  }
+  ~Scratch() {
+    std::error_code ec;
+    fs::remove_all(path_, ec);
+  }
+  fs::path Write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ / name) << text;
+    return path_ / name;
+  }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+const char* kMissing = R"({
+  "tessaroc": 1,
+  "nodes": {
+    "picture": {"node": "image", "inputs": {"url": "no-such-picture.png", "interpolation": "linear",
+                                            "defaultcolor": [0.25, 0.5, 0.75, 1]}}
+  },
+  "output": {"link": "picture.result"}
+})";
+
+class ImageFilesTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    ASSERT_TRUE(host::InstallHostServices().ok());
+    ASSERT_TRUE(module::LoadModule().ok());
+  }
+  static void TearDownTestSuite() { (void)module::UnloadModule(); }
+
+  // Renders a document file as the command line does: its folder is the search path.
+  static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink,
+                           host::Image& out) {
+    std::unique_ptr<Material> m;
+    TESSAROC_RETURN_IF_FAILED(Material::FromFile(doc.string(), m));
+    RenderSettings s;
+    s.width = s.height = size;
+    s.threads = threads;
+    s.time = time;
+    s.searchPaths.urls.emplace_back(doc.parent_path().string());
+    s.messages = sink;
+    return Render(*m, s, out);
+  }
+
+  // Which of the candidate pictures (same size as the render) the render is closest to.
+  static int ClosestFrame(const host::Image& render, const std::vector<host::Image>& frames) {
+    int best = -1;
+    double bestDiff = 1e300;
+    for (size_t f = 0; f < frames.size(); ++f) {
+      double diff = 0;
+      for (int p = 0; p < render.width * render.height; ++p)
+        for (int c = 0; c < 3; ++c)
+          diff += std::fabs(render.pixels[static_cast<size_t>(p) * 4 + c] -
+                            frames[f].pixels[static_cast<size_t>(p) * frames[f].channels + c]);
+      if (diff < bestDiff) bestDiff = diff, best = static_cast<int>(f) + 1;
+    }
+    return best;
+  }
+
+  static std::vector<host::Image> SequenceFrames() {
+    std::vector<host::Image> frames(4);
+    for (int n = 1; n <= 4; ++n) {
+      const fs::path p = kRoot / "examples/images" / ("seq.000" + std::to_string(n) + ".png");
+      EXPECT_TRUE(host::ReadImage(p.string(), frames[n - 1]).ok()) << p;
+    }
+    return frames;
+  }
+};
+
+TEST_F(ImageFilesTest, AMissingFileShowsTheDefaultColourAndIsReportedOnce) {
+  Scratch scratch;
+  const fs::path doc = scratch.Write("missing.json", kMissing);
+  for (int threads : {1, 2}) {
+    CountingSink sink;
+    host::Image image;
+    Result r = RenderFile(doc, 24, threads, 0.0, &sink, image);
+    ASSERT_TRUE(r.ok()) << r.ToString();
+    for (int p = 0; p < image.width * image.height; ++p) {
+      const float* px = &image.pixels[static_cast<size_t>(p) * 4];
+      ASSERT_EQ(px[0], 0.25f) << "pixel " << p;
+      ASSERT_EQ(px[1], 0.5f) << "pixel " << p;
+      ASSERT_EQ(px[2], 0.75f) << "pixel " << p;
+      ASSERT_EQ(px[3], 1.0f) << "pixel " << p;
+    }
+    EXPECT_EQ(sink.calls.load(), 1) << threads << " thread(s): the load failure is reported once per render";
+    const auto messages = sink.collected.Messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_NE(messages[0].find("no-such-picture.png"), std::string::npos) << messages[0];
+  }
+}
+
+TEST_F(ImageFilesTest, AFileNextToTheDocumentIsFoundAndNothingIsReported) {
+  // The same document naming a picture in a folder beside it: not the
+  // default colour anywhere, and no message.
+  std::string text = kMissing;
+  text.replace(text.find("no-such-picture.png"), std::string("no-such-picture.png").size(), "images/test.png");
+  Scratch scratch;
+  fs::create_directories(scratch.path() / "images");
+  fs::copy_file(kRoot / "examples/images/test.png", scratch.path() / "images/test.png");
+  const fs::path doc = scratch.Write("found.json", text);
+  CountingSink sink;
+  host::Image image;
+  Result r = RenderFile(doc, 16, 2, 0.0, &sink, image);
+  ASSERT_TRUE(r.ok()) << r.ToString();
+  EXPECT_EQ(sink.calls.load(), 0);
+  int defaults = 0;
+  for (int p = 0; p < image.width * image.height; ++p)
+    defaults += image.pixels[static_cast<size_t>(p) * 4] == 0.25f && image.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
+  EXPECT_EQ(defaults, 0);
+}
+
+TEST_F(ImageFilesTest, TheCommandLinePrintsTheMissingFileOnceAndSucceeds) {
+  Scratch scratch;
+  const fs::path doc = scratch.Write("missing.json", kMissing);
+  const fs::path out = scratch.path() / "out.png";
+  for (const char* threads : {"1", "2"}) {
+    const std::string command = std::string("\"") + TESSAROC_CLI + "\" render \"" + doc.string() + "\" -o \"" +
+                                out.string() + "\" --size 32 --quiet --threads " + threads + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string output;
+    char buffer[512];
+    while (size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
+    const int status = ::pclose(pipe);
+    ASSERT_TRUE(WIFEXITED(status)) << output;
+    EXPECT_EQ(WEXITSTATUS(status), 0) << output;
+    size_t count = 0;
+    for (size_t at = output.find("no-such-picture.png"); at != std::string::npos;
+         at = output.find("no-such-picture.png", at + 1))
+      ++count;
+    EXPECT_EQ(count, 1u) << output;
+    EXPECT_TRUE(fs::exists(out));
+    host::Image written;
+    ASSERT_TRUE(host::ReadImage(out.string(), written).ok());
+    // 0.5 linear written as 8-bit sRGB (188) and read back.
+    EXPECT_NEAR(written.pixels[1], 0.5f, 0.003f);
+    fs::remove(out);
+  }
+}
+
+TEST_F(ImageFilesTest, TheRenderTimePicksTheFrameOfASequence) {
+  // The example plays four frames at 2 frames per second in a loop.
+  const std::vector<host::Image> frames = SequenceFrames();
+  const std::pair<double, int> cases[] = {{0.0, 1}, {0.49, 1}, {0.5, 2}, {1.0, 3}, {1.75, 4}, {2.0, 1}, {2.6, 2}};
+  for (const auto& [time, frame] : cases) {
+    CountingSink sink;
+    host::Image image;
+    Result r = RenderFile(kRoot / "examples/sequence.json", 16, 2, time, &sink, image);
+    ASSERT_TRUE(r.ok()) << r.ToString();
+    EXPECT_EQ(sink.calls.load(), 0) << "time " << time;
+    EXPECT_EQ(ClosestFrame(image, frames), frame) << "time " << time;
+  }
+}
+
+TEST_F(ImageFilesTest, TheRenderTimePicksTheFrameOfAMovie) {
+  if (!host::MovieReaderAvailable()) GTEST_SKIP() << "this OpenImageIO was built without its ffmpeg reader";
+  // The movie holds the sequence's frames (JPEG-compressed) at 2 frames per
+  // second and plays once: past its end it holds the last frame.
+  const std::vector<host::Image> frames = SequenceFrames();
+  const std::pair<double, int> cases[] = {{0.0, 1}, {0.5, 2}, {1.2, 3}, {1.5, 4}, {9.0, 4}};
+  for (const auto& [time, frame] : cases) {
+    CountingSink sink;
+    host::Image image;
+    Result r = RenderFile(kRoot / "examples/movie.json", 16, 1, time, &sink, image);
+    ASSERT_TRUE(r.ok()) << r.ToString();
+    EXPECT_EQ(sink.calls.load(), 0) << "time " << time;
+    EXPECT_EQ(ClosestFrame(image, frames), frame) << "time " << time;
+  }
+}
+
+}  // namespace
+}  // namespace tessaroc::graph
