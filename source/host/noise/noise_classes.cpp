@@ -177,9 +177,15 @@ Centred Electric(const NoiseState& st, const Sample& s) {
   const double power = 8.0 * st.exponent;
   const Centred a = Fbm(st, Moved(s, 13.1, 7.3, 29.9));
   const Centred b = Fbm(st, Moved(s, 45.6, 38.2, 2.7));
-  const double ea = std::pow(std::max(0.0, 1.0 - std::fabs(a.c)), power);
-  const double eb = std::pow(std::max(0.0, 1.0 - std::fabs(b.c)), power);
-  return {ea - eb, 0.5 * (a.keep + b.keep), s.octaves};
+  // The filaments follow the zero lines of the fBm. When the footprint fades
+  // its fine octaves the fBm's spread shrinks and the filaments would
+  // thicken; measured against the spread that is left they keep their width
+  // and fade instead.
+  const double keep = 0.5 * (a.keep + b.keep);
+  if (!(keep > 1e-6)) return {0.0, 0.0, s.octaves};
+  const double ea = std::pow(std::max(0.0, 1.0 - std::fabs(a.c / a.keep)), power);
+  const double eb = std::pow(std::max(0.0, 1.0 - std::fabs(b.c / b.keep)), power);
+  return {keep * (ea - eb), keep, s.octaves};
 }
 
 Centred Box(const NoiseState& st, const Sample& s) {
@@ -553,7 +559,12 @@ Centred LibraryNoise::Raw(double x, double y, double z, double t, double octaves
 float LibraryNoise::Noise(float x, float y, float z, bool absolute, float time, float octaves,
                           float footprint) const {
   if (!ready_ || !Finite(x) || !Finite(y) || !Finite(z) || !Finite(time)) return 0.5f;
-  const Centred v = Raw(x, y, z, time, octaves, footprint);
+  // Flat textures are sampled at z = 0, a plane of the lattice, where gradient
+  // noise is exactly 0 along every lattice edge whose two corner gradients lie
+  // across it: straight seams in an absolute noise. A shift off the lattice
+  // (exact in binary) keeps flat renders clear of it.
+  constexpr double kSliceShift = 0.40625;
+  const Centred v = Raw(x, y, static_cast<double>(z) + kSliceShift, time, octaves, footprint);
   double mean, scale;
   Statistics(info_, v.octaves, mean, scale);
   const double keep = std::clamp(v.keep, 0.0, 1.0);
