@@ -246,6 +246,32 @@ TEST_P(NoiseClassTest, LargeFootprintsFadeToTheMean) {
   EXPECT_NEAR(absWide.mean, absSharp.mean, 0.25 * absSharp.mean + 0.02);
 }
 
+TEST_P(NoiseClassTest, ShowsContrastAndDoesNotAliasAtPixelSizedFootprints) {
+  RenderNoiseRef n = Make(GetParam(), 0);
+  // A pattern that stays within a few percent of grey reads as blank. (Sparse
+  // specks on grey, pezo, have the smallest spread that still reads well:
+  // about 0.075.)
+  EXPECT_GT(Measure(*n, Points(2000, 47), 5.0f, 0.0f).sd, 0.06) << "too faint to see";
+  // Samples one pixel apart on the plane z = 0, with the footprint the noise
+  // node gives such pixels (2/3 of the spacing). Unrelated neighbours, as in
+  // an aliased pattern, differ by about 1.13 standard deviations on average;
+  // a band-limited pattern by much less.
+  constexpr float kFootprint = 0.07f, kStep = 0.105f;
+  SplitMix64 rng(7);
+  double s = 0, s2 = 0, apart = 0;
+  constexpr int kCount = 4000;
+  for (int i = 0; i < kCount; ++i) {
+    const float x = static_cast<float>((rng.Unit() - 0.5) * 200.0), y = static_cast<float>((rng.Unit() - 0.5) * 200.0);
+    const float v = n->Noise(x, y, 0.0f, false, 0.0f, 5.0f, kFootprint);
+    s += v;
+    s2 += v * v;
+    apart += 0.5 * (std::fabs(v - n->Noise(x + kStep, y, 0.0f, false, 0.0f, 5.0f, kFootprint)) +
+                    std::fabs(v - n->Noise(x, y + kStep, 0.0f, false, 0.0f, 5.0f, kFootprint)));
+  }
+  const double mean = s / kCount, sd = std::sqrt(s2 / kCount - mean * mean);
+  EXPECT_LT(apart / kCount, 0.9 * sd) << "neighbouring pixels are nearly unrelated: the pattern aliases";
+}
+
 TEST_P(NoiseClassTest, FractionalOctavesFadeIn) {
   RenderNoiseRef n = Make(GetParam(), 8);
   for (const Point& p : Points(100, 19, 40.0)) {
@@ -284,12 +310,34 @@ INSTANTIATE_TEST_SUITE_P(AllClasses, NoiseClassTest, ::testing::ValuesIn(kNames)
 
 TEST(NoiseClasses, PerlinIsImprovedNoiseAtTheSeedZeroTable) {
   RenderNoiseRef n = Make("perlin", 0);
-  // 0.5 + 0.5 * noise(float(3.14), 42, 7) in doubles, rounded to float; computed in Python.
-  EXPECT_EQ(n->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 1.0f, 0.0f), 0.5684600472450256f);
+  // Classes sample z shifted by 0.40625, off the lattice planes.
+  // 0.5 + 0.5 * noise(float(3.14), 42, 7.40625) in doubles, rounded to float;
+  // computed in Python with the paper's reference code.
+  EXPECT_EQ(n->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 1.0f, 0.0f), 0.6351959109306335f);
   // Octaves do not change it; fbm with one octave is the same noise.
-  EXPECT_EQ(n->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 6.0f, 0.0f), 0.5684600472450256f);
+  EXPECT_EQ(n->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 6.0f, 0.0f), 0.6351959109306335f);
   RenderNoiseRef f = Make("fbm", 0);
-  EXPECT_EQ(f->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 1.0f, 0.0f), 0.5684600472450256f);
+  EXPECT_EQ(f->Noise(3.14f, 42.0f, 7.0f, false, 0.0f, 1.0f, 0.0f), 0.6351959109306335f);
+}
+
+TEST(NoiseClasses, FlatRendersHaveNoStraightZeroLinesAlongTheLattice) {
+  // On the plane z = 0 a lattice edge whose two corner gradients are both
+  // perpendicular to it carries exactly 0 from end to end; an absolute noise
+  // shows it as a straight dark seam. About one edge in nine would.
+  RenderNoiseRef n = Make("perlin", 0);
+  int flatEdges = 0;
+  for (int row = 0; row < 20; ++row)
+    for (int i = 0; i < 20; ++i) {
+      float alongX = 0.0f, alongY = 0.0f;
+      for (int k = 1; k < 8; ++k) {
+        const float along = static_cast<float>(i) + static_cast<float>(k) / 8.0f;
+        const float at = static_cast<float>(row);
+        alongX = std::max(alongX, n->Noise(along, at, true, 0.0f, 1.0f, 0.0f));
+        alongY = std::max(alongY, n->Noise(at, along, true, 0.0f, 1.0f, 0.0f));
+      }
+      flatEdges += (alongX < 1e-4f) + (alongY < 1e-4f);
+    }
+  EXPECT_EQ(flatEdges, 0);
 }
 
 TEST(NoiseClasses, ZeroParametersSelectTheClassDefaults) {
