@@ -12,6 +12,7 @@
 #include "graph/document.h"
 #include "graph/material.h"
 #include "graph/render.h"
+#include "host/jobs/job_service.h"
 #include "host/messages/message_sink.h"
 #include "host/resources/description_database.h"
 #include "host/resources/values.h"
@@ -75,6 +76,8 @@ int RunRender(const RenderOptions& o) {
   graph::RenderSettings s;
   if (Result r = ParseSize(o.size, s.width, s.height); r.failed()) return Fail(r);
   s.threads = o.threads;
+  // Bakes (cache, blur) run on the parallel loop: the same thread limit.
+  if (o.threads > 0) host::InstallJobService(o.threads);
   s.fps = o.fps;
   s.time = o.frame ? static_cast<double>(*o.frame) / o.fps : o.time;
   const std::string folder = std::filesystem::path(o.graph).parent_path().string();

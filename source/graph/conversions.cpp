@@ -24,6 +24,9 @@ Color ColorAToColor(const ColorA& c) { return {c.r, c.g, c.b}; }
 double Int64ToFloat(const int64_t& v) { return static_cast<double>(v); }
 double Int32ToFloat(const int32_t& v) { return static_cast<double>(v); }
 double UInt32ToFloat(const uint32_t& v) { return static_cast<double>(v); }
+ColorA VectorToColorA(const Vector& v) { return {v.x, v.y, v.z, 1.0}; }
+Color VectorToColor(const Vector& v) { return {v.x, v.y, v.z}; }
+Vector4d VectorToVector4d(const Vector& v) { return {v.x, v.y, v.z, 0.0}; }
 InternedId IdToInterned(const Id& v) { return InternedId::Intern(v.view()); }
 Id InternedToId(const InternedId& v) { return v.id(); }
 
@@ -42,6 +45,9 @@ TESSAROC_CONVERSION(coloratocolor, kColorAType, kColorType, ColorA, Color, Color
 TESSAROC_CONVERSION(int64tofloat, kInt64Type, kFloat64Type, int64_t, double, Int64ToFloat)
 TESSAROC_CONVERSION(int32tofloat, kInt32Type, kFloat64Type, int32_t, double, Int32ToFloat)
 TESSAROC_CONVERSION(uint32tofloat, kUInt32Type, kFloat64Type, uint32_t, double, UInt32ToFloat)
+TESSAROC_CONVERSION(vectortocolora, kVectorType, kColorAType, Vector, ColorA, VectorToColorA)
+TESSAROC_CONVERSION(vectortocolor, kVectorType, kColorType, Vector, Color, VectorToColor)
+TESSAROC_CONVERSION(vectortovector4, kVectorType, kVector4dType, Vector, Vector4d, VectorToVector4d)
 TESSAROC_CONVERSION(idtointernedid, kIdType, kInternedIdType, Id, InternedId, IdToInterned)
 TESSAROC_CONVERSION(internedidtoid, kInternedIdType, kIdType, InternedId, Id, InternedToId)
 #undef TESSAROC_CONVERSION
@@ -59,6 +65,9 @@ const Entry kEntries[] = {
     {&kInt64Type, &kFloat64Type, "net.zovan.tessaroc.convert.int64tofloat"},
     {&kInt32Type, &kFloat64Type, "net.zovan.tessaroc.convert.int32tofloat"},
     {&kUInt32Type, &kFloat64Type, "net.zovan.tessaroc.convert.uint32tofloat"},
+    {&kVectorType, &kColorAType, "net.zovan.tessaroc.convert.vectortocolora"},
+    {&kVectorType, &kColorType, "net.zovan.tessaroc.convert.vectortocolor"},
+    {&kVectorType, &kVector4dType, "net.zovan.tessaroc.convert.vectortovector4"},
     {&kIdType, &kInternedIdType, "net.zovan.tessaroc.convert.idtointernedid"},
     {&kInternedIdType, &kIdType, "net.zovan.tessaroc.convert.internedidtoid"},
 };
@@ -73,6 +82,8 @@ CoreNodeRegistry& ConversionNodes() {
                      RegisterDeclaredNode<kcolortocolora>(*r), RegisterDeclaredNode<kcoloratocolor>(*r),
                      RegisterDeclaredNode<kint64tofloat>(*r), RegisterDeclaredNode<kint32tofloat>(*r),
                      RegisterDeclaredNode<kuint32tofloat>(*r), RegisterDeclaredNode<kidtointernedid>(*r),
+                     RegisterDeclaredNode<kvectortocolora>(*r), RegisterDeclaredNode<kvectortocolor>(*r),
+                     RegisterDeclaredNode<kvectortovector4>(*r),
                      RegisterDeclaredNode<kinternedidtoid>(*r)})
       (void)x;
     return r;

@@ -76,6 +76,7 @@ bool CanConvert(const DataType& from, const DataType& to) {
   if ((f == &kColorType && t == &kColorAType) || (f == &kColorAType && t == &kColorType)) return true;
   if ((f == &kInt64Type || f == &kInt32Type || f == &kUInt32Type) && t == &kFloat64Type) return true;
   if ((f == &kIdType && t == &kInternedIdType) || (f == &kInternedIdType && t == &kIdType)) return true;
+  if (f == &kVectorType && (t == &kColorAType || t == &kColorType || t == &kVector4dType)) return true;
   return false;
 }
 
@@ -245,6 +246,7 @@ class DocumentReader {
           return Fail(path, "\"" + port->id + "\" is fixed when the node is made: give a number, not a link");
         given.insert(port->id);
         if (port->array) {
+          given_.insert(node->name + "/" + port->id);
           if (!it.value().is_array()) return Fail(path, "expected a list of elements");
           node->arrayCounts[port->id] = static_cast<int64_t>(it.value().size());
           for (size_t i = 0; i < it.value().size(); ++i)
@@ -255,12 +257,17 @@ class DocumentReader {
         }
       }
     }
-    // Array ports not given take their default elements.
+    // Array ports not given follow the longest list the document gives for
+    // the node (knots and layers come in parallel lists), or take their
+    // default elements when it gives none.
+    int64_t longest = -1;
+    for (const auto& [id, count] : node->arrayCounts) longest = std::max(longest, count);
     for (const DocumentPort& p : node->ports) {
-      if (!p.array || given.count(p.id)) continue;
-      const size_t n = p.description ? p.description->arrayDefaults.size() : 0;
-      node->arrayCounts[p.id] = static_cast<int64_t>(n);
-      for (size_t i = 0; i < n; ++i) {
+      if (!p.array || given_.count(node->name + "/" + p.id)) continue;
+      const int64_t n = longest >= 0 ? longest
+                                     : static_cast<int64_t>(p.description ? p.description->arrayDefaults.size() : 0);
+      node->arrayCounts[p.id] = n;
+      for (int64_t i = 0; i < n; ++i) {
         // The ports exist; their values stay defaults, below any that a
         // description finaliser sets.
         GraphPort* gp = nullptr;
@@ -444,6 +451,7 @@ class DocumentReader {
   Document& doc_;
   std::string origin_;
   std::vector<Link> links_;
+  std::set<std::string> given_;  // "node/port" of the array ports a document lists
 };
 
 Document::Document() : system_(std::make_unique<NodeSystem>("root")) {}

@@ -3,6 +3,7 @@
 // refreshed on purpose with scripts/update-golden.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 
@@ -75,7 +76,13 @@ TEST_P(Golden, RendersItsReferencePicture) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Examples, Golden, ::testing::ValuesIn(GoldenNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                           // Test names take letters, digits and '_' only.
+                           std::string name = info.param;
+                           for (char& c : name)
+                             if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                           return name;
+                         });
 
 }  // namespace
 }  // namespace tessaroc::graph

@@ -176,6 +176,21 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
   EXPECT_EQ(ev->OutputAs<ColorA>(), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
 }
 
+TEST_F(DocumentTest, VectorsFlowIntoColours) {
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "n": {"node": "transform2d", "inputs": {"point": [0.25, 0.5]}},
+      "v": {"node": "composevector3", "inputs": {"x": 0.25, "y": 0.5, "z": 0.75}},
+      "flip": {"node": "invertcolor", "inputs": {"color": {"link": "v.result"}}}},
+      "output": {"link": "flip.result"}})";
+  std::unique_ptr<Material> m;
+  ASSERT_TRUE(Compile(text, &m).ok());
+  ASSERT_TRUE(m->Prepare().ok());
+  std::unique_ptr<PlanInstance> ev;
+  ASSERT_TRUE(m->NewEvaluator(ev).ok());
+  ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(ev->OutputAs<ColorA>(), (ColorA{0.75, 0.5, 0.25, 1.0}));  // (x, y, z, 1), inverted, alpha unmasked
+}
+
 TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
   const char* text = R"({
     "tessaroc": 1,

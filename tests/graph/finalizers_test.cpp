@@ -53,6 +53,18 @@ TEST_F(FinalizerTest, ADocumentsOwnKnotWinsOverTheFinalisersDefault) {
   EXPECT_EQ(Eval(text, 0.0), (ColorA{1, 0, 0, 1}));
 }
 
+TEST_F(FinalizerTest, LeftOutKnotListsFollowTheLongestList) {
+  // Four knots with positions and colours only: biases and interpolations
+  // fill to four with their defaults instead of leaving knots without them.
+  const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+      "position": [0, 0.2, 0.6, 1], "color": [[0, 0, 0, 1], [1, 0, 0, 1], [1, 1, 1, 1], [0, 0, 1, 1]]}}},
+      "output": {"link": "ramp.result"}})";
+  const ColorA c = Eval(text, 0.8);  // halfway between the third and fourth knot, linear
+  EXPECT_NEAR(c.r, 0.5, 1e-12);
+  EXPECT_NEAR(c.g, 0.5, 1e-12);
+  EXPECT_NEAR(c.b, 1.0, 1e-12);
+}
+
 TEST_F(FinalizerTest, FinalisersNeedANodeSystem) {
   std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("ramp");
   Result r = FinalizeGradientDescription(*detached);
