@@ -243,6 +243,40 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
     std::unique_ptr<Material> m;
     ASSERT_TRUE(Compile(text, &m).ok()) << lit;
   }
+  // Literals of several types through a chain of two pass-throughs into a
+  // node (adding -0.0 changes no bit): a NaN, a negative zero, the smallest
+  // denormal, an integer widened to a Float on the way.
+  struct Typed {
+    const char* literal;
+    const char* node;
+    const char* port;
+    double expect;  // NaN: expect a NaN
+  };
+  const Typed typed[] = {{"\"nan\"", "test.add", "a", std::nan("")},
+                         {"-0.0", "test.add", "a", -0.0},
+                         {"4.9e-324", "test.add", "a", 4.9e-324},
+                         {"9007199254740993", "test.add", "a", 9007199254740992.0}};
+  for (const Typed& t : typed) {
+    const std::string text = std::string(R"({"tessaroc": 1, "nodes": {
+      "p": {"node": "passthrough", "inputs": {"color": )") + t.literal + R"(}},
+      "q": {"node": "passthrough", "inputs": {"color": {"link": "p.passthrough"}}},
+      "sum": {"node": ")" + t.node + R"(", "inputs": {")" + t.port + R"(": {"link": "q.passthrough"}, "b": -0.0}}},
+      "output": {"link": "sum.result"}})";
+    std::unique_ptr<Material> m;
+    Result r = Compile(text, &m);
+    ASSERT_TRUE(r.ok()) << t.literal << ": " << r.ToString();
+    ASSERT_TRUE(m->Prepare().ok());
+    std::unique_ptr<PlanInstance> ev;
+    ASSERT_TRUE(m->NewEvaluator(ev).ok());
+    ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
+    const double got = ev->OutputAs<double>() ;
+    if (std::isnan(t.expect)) {
+      EXPECT_TRUE(std::isnan(got)) << t.literal;
+    } else {
+      EXPECT_EQ(got, t.expect) << t.literal;
+      EXPECT_EQ(std::signbit(got), std::signbit(t.expect)) << t.literal;
+    }
+  }
   // A pass-through between two nodes keeps a colour exactly.
   const char* chain = R"({"tessaroc": 1, "nodes": {
       "uv": {"node": "test.uvwcolor"},
