@@ -75,6 +75,7 @@ void PrintMessages(const host::CollectingMessageSink& sink) {
 int RunRender(const RenderOptions& o) {
   graph::RenderSettings s;
   if (Result r = ParseSize(o.size, s.width, s.height); r.failed()) return Fail(r);
+  if (Result r = host::CheckImageWriter(o.output); r.failed()) return Fail(r);
   s.threads = o.threads;
   // Bakes (cache, blur) run on the parallel loop: the same thread limit.
   if (o.threads > 0) host::InstallJobService(o.threads);

@@ -105,6 +105,10 @@ TEST(Cli, RenderWritesTheImageAndSaysWhere) {
   Outcome bad = Tool("render " + graph.string() + " -o " + (dir / "x.png").string() + " --size 0");
   EXPECT_NE(bad.status, 0);
   EXPECT_NE(bad.err.find("--size"), std::string::npos);
+  Outcome format = Tool("render " + graph.string() + " -o " + (dir / "x.nosuchformat").string());
+  EXPECT_NE(format.status, 0);
+  EXPECT_NE(format.err.find("no image format"), std::string::npos) << format.err;
+  EXPECT_EQ(format.out, "");  // stopped before rendering
   fs::remove_all(dir);
 }
 

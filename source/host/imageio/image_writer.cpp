@@ -31,6 +31,12 @@ float EncodeSrgb(float v) {
   return v <= 0.0031308f ? v * 12.92f : 1.055f * std::pow(v, 1.0f / 2.4f) - 0.055f;
 }
 
+Result CheckImageWriter(const std::string& path) {
+  if (!OIIO::ImageOutput::create(path))
+    return Result::Fail(errors::kIo, path + ": no image format is written with this name; use .png, .jpg, .exr or .tif");
+  return Result::Ok();
+}
+
 Result WriteImage(const std::string& path, const Image& image) {
   auto out = OIIO::ImageOutput::create(path);
   if (!out) return Result::Fail(errors::kIo, path + ": no writer for this file type (" + OIIO::geterror() + ")");

@@ -22,6 +22,9 @@ bool WritesEightBit(const std::string& path);
 // The sRGB encode of one linear value, before quantising.
 float EncodeSrgb(float linear);
 
+// Fails unless some writer takes this file name, so a render can stop before
+// it starts rather than after.
+Result CheckImageWriter(const std::string& path);
 Result WriteImage(const std::string& path, const Image& image);
 // Reads any image OpenImageIO reads, as linear floats (8-bit files decoded
 // from sRGB), for tests and comparisons.
