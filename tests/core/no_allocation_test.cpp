@@ -12,18 +12,8 @@
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"
 #include "test_nodes.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc {
 namespace {
@@ -68,7 +58,7 @@ TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
   ASSERT_TRUE(inst->Prepare().ok());
 
   ShadingContext ctx;
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   double sum = 0;
   for (int i = 0; i < 1000; ++i) {
     ctx.uvw = {i * 0.001, 0.5, 0};
@@ -76,7 +66,7 @@ TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
     if (r.failed()) break;
     sum += inst->OutputAs<ColorA>().r;
   }
-  const long after = gAllocations.load();
+  const long after = AllocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_NE(sum, 0.0);
 }

@@ -10,7 +10,7 @@
 #include "test_images.h"
 
 // Defined beside the counting allocation functions.
-long AllocationCount();
+#include "allocation_counter.h"
 
 namespace tessaroc::pattern {
 namespace {

@@ -10,18 +10,8 @@
 #include "pattern/2d/blur_node.h"
 #include "pattern/2d/cache_node.h"
 #include "pattern/2d/kernel_node.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc::pattern {
 namespace {
@@ -30,20 +20,20 @@ namespace {
 long AllocationsOf(SingleNodeRunner& run) {
   ShadingContext ctx = AtUv(0.3, 0.6);
   EXPECT_TRUE(run.Run(ctx).ok());  // warm
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   for (int i = 0; i < 50; ++i) {
     ctx.uvw.x += 0.0137;
     ctx.uvwdx = ctx.uvwdy = ctx.uvw;
     EXPECT_TRUE(run.Run(ctx).ok());
   }
-  return gAllocations.load() - before;
+  return AllocationCount() - before;
 }
 
 TEST(NoAllocation2d, SamplersAllocateNothing) {
   // The counter is live.
-  const long start = gAllocations.load();
+  const long start = AllocationCount();
   int* volatile probe = new int(1);
-  EXPECT_GT(gAllocations.load(), start);
+  EXPECT_GT(AllocationCount(), start);
   delete probe;
 
   auto pre = MakeRunner(kBlurPreId);

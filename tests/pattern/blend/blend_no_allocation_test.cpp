@@ -12,22 +12,8 @@
 #include "pattern/color/blend_node.h"
 #include "pattern/color/layer_node.h"
 #include "test_nodes.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  return std::malloc(n ? n : 1);
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc {
 namespace {
@@ -70,14 +56,14 @@ TEST(BlendNoAllocation, PrimedBlendAndLayerAllocateNothingPerSample) {
 
   ShadingContext ctx;
   ASSERT_TRUE(inst->Evaluate(ctx).ok());  // makes the handlers
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   double sum = 0;
   for (int i = 0; i < 1000; ++i) {
     ctx.uvw = {i * 0.001, 0.5, 0.25};
     if (inst->Evaluate(ctx).failed()) break;
     sum += inst->OutputAs<ColorA>().r;
   }
-  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
   EXPECT_GT(sum, 0.0);
 }
 

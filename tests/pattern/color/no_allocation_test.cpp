@@ -19,18 +19,8 @@
 #include "pattern/generator/keyer_node.h"
 #include "pattern/generator/thinfilm_node.h"
 #include "test_nodes.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc::pattern {
 namespace {
@@ -122,14 +112,14 @@ TEST(ColorNoAllocation, AChainOfColourKernelsAndThinFilm) {
   ctx.raydirection = {0.2, 0, -0.9797958971132712};
   ASSERT_TRUE(inst->Evaluate(ctx).ok());  // primes the kernels' enumeration constants
 
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   double sum = 0;
   for (int i = 0; i < 500; ++i) {
     ctx.uvw = {0.2 + i * 0.001, 0.5, 0.7};
     if (inst->Evaluate(ctx).failed()) break;
     sum += inst->OutputAs<double>() + inst->Get<ColorA>(film, "result").g;
   }
-  const long after = gAllocations.load();
+  const long after = AllocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_TRUE(std::isfinite(sum));
 }

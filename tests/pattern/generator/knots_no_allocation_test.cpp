@@ -16,18 +16,8 @@
 #include "pattern/context/scatter_node.h"
 #include "pattern/generator/cells_node.h"
 #include "pattern/generator/gradient_node.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc::pattern {
 namespace {
@@ -75,12 +65,12 @@ TEST(KnotsNoAllocation, GradientSamples) {
   ASSERT_TRUE(inst->Prepare().ok());
   ShadingContext ctx;
   ASSERT_TRUE(inst->Evaluate(ctx).ok());  // once-per-process constants are made here
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   for (int k = 0; k < 200; ++k) {
     ctx.uvw.x = -0.2 + k * 0.006;
     ASSERT_TRUE(inst->Evaluate(ctx).ok());
   }
-  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
 }
 
 TEST(KnotsNoAllocation, ScatterLookupAndCells) {
@@ -114,13 +104,13 @@ TEST(KnotsNoAllocation, ScatterLookupAndCells) {
   ASSERT_TRUE(cells->Set("exponent", 1.5).ok());
   ASSERT_TRUE(cells->Run(ctx).ok());
 
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   for (int k = 0; k < 300; ++k) {
     ctx.uvw = {k * 0.0137, k * 0.0291, 0.0};
     ASSERT_TRUE(scatter->Run(ctx).ok());
     ASSERT_TRUE(cells->Run(ctx).ok());
   }
-  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
 }
 
 }  // namespace

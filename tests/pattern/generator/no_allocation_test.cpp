@@ -13,18 +13,8 @@
 #include "pattern/generator/grid_node.h"
 #include "pattern/shading/bump_node.h"
 #include "pattern/shapes/star_node.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc::pattern {
 namespace {
@@ -90,7 +80,7 @@ TEST(PatternNoAllocation, PlacedCheckerboardOfTwoFunctionBodies) {
   // One evaluation first: the wrap-mode ids are interned at their first use.
   ShadingContext ctx;
   ASSERT_TRUE(inst->Evaluate(ctx).ok());
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   double sum = 0;
   for (int i = 0; i < 2000; ++i) {
     const double u = i * 0.00731, v = i * 0.00413;
@@ -100,7 +90,7 @@ TEST(PatternNoAllocation, PlacedCheckerboardOfTwoFunctionBodies) {
     ASSERT_TRUE(inst->Evaluate(ctx).ok());
     sum += inst->OutputAs<ColorA>().r;
   }
-  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
   EXPECT_GT(sum, 0.0);
 }
 
@@ -129,14 +119,14 @@ TEST(PatternNoAllocation, BumpOverAGridHeight) {
   ctx.shadingnormal = {0, 0, 1};
   ctx.tangent = {1, 0, 0};
   ctx.bitangent = {0, 1, 0};
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   int tilted = 0;
   for (int i = 0; i < 2000; ++i) {
     ctx.uvw = ctx.uvwdx = ctx.uvwdy = {i * 0.00731, i * 0.00413, 0};
     ASSERT_TRUE(inst->Evaluate(ctx).ok());
     if (inst->OutputAs<Vector>().z < 1.0) ++tilted;
   }
-  EXPECT_EQ(gAllocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
   EXPECT_GT(tilted, 0);  // the grid's soft edges do bend the normal
 }
 

@@ -12,18 +12,8 @@
 #include "pattern/generator/flakes_node.h"
 #include "pattern/generator/noise_node.h"
 #include "pattern/generator/voronoinoise_node.h"
+#include "allocation_counter.h"
 
-namespace {
-std::atomic<long> gAllocations{0};
-}
-
-void* operator new(std::size_t n) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace tessaroc::pattern {
 namespace {
@@ -76,7 +66,7 @@ TEST(NoiseNoAllocation, SamplingAllocatesNothing) {
 
   ShadingContext ctx;
   ctx.shadingnormal = {0, 0, 1};
-  const long before = gAllocations.load();
+  const long before = AllocationCount();
   for (int i = 0; i < 200; ++i) {
     ctx.uvw = {0.013 * i, 0.007 * i, 0.1};
     ctx.uvwdx = {ctx.uvw.x + 0.001, ctx.uvw.y, ctx.uvw.z};
@@ -84,10 +74,10 @@ TEST(NoiseNoAllocation, SamplingAllocatesNothing) {
     ctx.time = 0.04 * i;
     ASSERT_TRUE(inst->Evaluate(ctx).ok());
   }
-  EXPECT_EQ(gAllocations.load(), before);
+  EXPECT_EQ(AllocationCount(), before);
   // A second preparation with unchanged settings keeps both objects.
   ASSERT_TRUE(inst->Prepare().ok());
-  EXPECT_EQ(gAllocations.load(), before);
+  EXPECT_EQ(AllocationCount(), before);
 }
 
 }  // namespace
