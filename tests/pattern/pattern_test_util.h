@@ -34,6 +34,33 @@ inline std::unique_ptr<SingleNodeRunner> Runner(const char* id) {
   return run;
 }
 
+// The inputs of a placement2d, with its identity settings.
+struct Placement2dSettings {
+  Vector2d offset{0, 0};
+  Vector2d length{1, 1};
+  Vector2d pivot{0.5, 0.5};
+  double rotation = 0;
+  Vector2d repetitions{1, 1};
+  bool decalU = false;
+  bool decalV = false;
+  const char* modeU = "repeat";
+  const char* modeV = "repeat";
+};
+
+// Adds a placement2d reading the plan's context, with every input set.
+inline ::testing::AssertionResult AddPlacement(Plan& plan, const Placement2dSettings& s, NodeRef& out) {
+  const char* id = "net.zovan.render.corenode.placement2d";
+  Result r = plan.AddNode(Group(id), "place", out);
+  for (Result step : {r, plan.BindContext(out, "context"), plan.Set(out, "localOffset", s.offset),
+                      plan.Set(out, "localLength", s.length), plan.Set(out, "localPivot", s.pivot),
+                      plan.Set(out, "localRotation", s.rotation), plan.Set(out, "localRepetitions", s.repetitions),
+                      plan.Set(out, "localDecalU", s.decalU), plan.Set(out, "localDecalV", s.decalV),
+                      plan.Set(out, "localModeU", InternedId::Intern(s.modeU)),
+                      plan.Set(out, "localModeV", InternedId::Intern(s.modeV))})
+    if (step.failed()) return ::testing::AssertionFailure() << step.ToString();
+  return ::testing::AssertionSuccess();
+}
+
 // NaN equals NaN; otherwise bit-exact equality of the value.
 inline bool Same(double a, double b) { return (std::isnan(a) && std::isnan(b)) || a == b; }
 inline bool Same(const Vector& a, const Vector& b) { return Same(a.x, b.x) && Same(a.y, b.y) && Same(a.z, b.z); }

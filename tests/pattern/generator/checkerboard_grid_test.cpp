@@ -173,18 +173,8 @@ TEST_F(CheckerboardTest, ColoursAreCalledWithThePlainContextAndTheirOwnCache) {
   // functions get the node's own context.
   Plan plan;
   NodeRef place, board;
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kPlacement2dId), "place", place).ok());
   ASSERT_TRUE(plan.AddNode(testutil::Group(kCheckerboardId), "board", board).ok());
-  ASSERT_TRUE(plan.BindContext(place, "context").ok());
-  ASSERT_TRUE(plan.Set(place, "localOffset", Vector2d{0, 0}).ok());
-  ASSERT_TRUE(plan.Set(place, "localLength", Vector2d{1, 1}).ok());
-  ASSERT_TRUE(plan.Set(place, "localPivot", Vector2d{0, 0}).ok());
-  ASSERT_TRUE(plan.Set(place, "localRotation", 0.0).ok());
-  ASSERT_TRUE(plan.Set(place, "localRepetitions", Vector2d{2, 2}).ok());
-  ASSERT_TRUE(plan.Set(place, "localDecalU", false).ok());
-  ASSERT_TRUE(plan.Set(place, "localDecalV", false).ok());
-  ASSERT_TRUE(plan.Set(place, "localModeU", InternedId::Intern("repeat")).ok());
-  ASSERT_TRUE(plan.Set(place, "localModeV", InternedId::Intern("repeat")).ok());
+  ASSERT_TRUE(testutil::AddPlacement(plan, {{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, place));
   ASSERT_TRUE(plan.BindContext(board, "context").ok());
   ASSERT_TRUE(plan.Link(board, "contextLocal", place, "result").ok());
   ASSERT_TRUE(plan.SetFunction(board, "color1", &c1).ok());

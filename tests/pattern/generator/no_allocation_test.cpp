@@ -33,23 +33,13 @@ TEST(PatternNoAllocation, PlacedCheckerboardOfTwoFunctionBodies) {
   Plan plan;
   NodeRef place, board, grid, star;
   SubPlanRef body1, body2;
-  ASSERT_TRUE(plan.AddNode(Group(kPlacement2dId), "place", place).ok());
   ASSERT_TRUE(plan.AddNode(Group(kCheckerboardId), "board", board).ok());
   ASSERT_TRUE(plan.AddSubPlan(kColorAType, body1).ok());
   ASSERT_TRUE(plan.AddSubPlan(kColorAType, body2).ok());
   ASSERT_TRUE(plan.AddNode(Group(kGridId), "grid", grid, body1).ok());
   ASSERT_TRUE(plan.AddNode(Group(kStarId), "star", star, body2).ok());
 
-  ASSERT_TRUE(plan.BindContext(place, "context").ok());
-  ASSERT_TRUE(plan.Set(place, "localOffset", Vector2d{0.1, 0}).ok());
-  ASSERT_TRUE(plan.Set(place, "localLength", Vector2d{1, 2}).ok());
-  ASSERT_TRUE(plan.Set(place, "localPivot", Vector2d{0.5, 0.5}).ok());
-  ASSERT_TRUE(plan.Set(place, "localRotation", 0.4).ok());
-  ASSERT_TRUE(plan.Set(place, "localRepetitions", Vector2d{4, 4}).ok());
-  ASSERT_TRUE(plan.Set(place, "localDecalU", false).ok());
-  ASSERT_TRUE(plan.Set(place, "localDecalV", false).ok());
-  ASSERT_TRUE(plan.Set(place, "localModeU", InternedId::Intern("mirror")).ok());
-  ASSERT_TRUE(plan.Set(place, "localModeV", InternedId::Intern("repeat")).ok());
+  ASSERT_TRUE(testutil::AddPlacement(plan, {{0.1, 0}, {1, 2}, {0.5, 0.5}, 0.4, {4, 4}, false, false, "mirror", "repeat"}, place));
 
   ASSERT_TRUE(plan.BindContext(grid, "context").ok());
   ASSERT_TRUE(plan.BindContext(grid, "contextLocal").ok());
