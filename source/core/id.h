@@ -163,6 +163,24 @@ class InternedId {
 
 static_assert(sizeof(InternedId) == sizeof(void*));
 
+// A text usable as a template argument, for Interned<"...">().
+template <size_t N>
+struct FixedText {
+  char text[N];
+  constexpr FixedText(const char (&s)[N]) {  // NOLINT: made from a literal
+    for (size_t i = 0; i < N; ++i) text[i] = s[i];
+  }
+  constexpr std::string_view view() const { return std::string_view(text, N - 1); }
+};
+
+// The interned id of a literal, made once on first use: how kernels name the
+// enumeration values they compare ports with.
+template <FixedText T>
+const InternedId& Interned() {
+  static const InternedId id = InternedId::Intern(T.view());
+  return id;
+}
+
 // The canonical Id of a text: points at the interned copy, so it compares equal
 // by pointer with every other canonical Id of the same text. Registered
 // enumeration constants are canonical ids.

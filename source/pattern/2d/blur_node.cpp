@@ -14,22 +14,10 @@ namespace tessaroc::pattern {
 
 namespace {
 
-const InternedId& Baked() {
-  static const InternedId id = InternedId::Intern("baked");
-  return id;
-}
-const InternedId& KernelMode() {
-  static const InternedId id = InternedId::Intern("kernel");
-  return id;
-}
-const InternedId& Stochastic() {
-  static const InternedId id = InternedId::Intern("stochastic");
-  return id;
-}
-const InternedId& Nearest() {
-  static const InternedId id = InternedId::Intern("nearest");
-  return id;
-}
+const InternedId& Baked() { return Interned<"baked">(); }
+const InternedId& KernelMode() { return Interned<"kernel">(); }
+const InternedId& Stochastic() { return Interned<"stochastic">(); }
+const InternedId& Nearest() { return Interned<"nearest">(); }
 
 // Truncation toward zero into int64, saturating; a NaN gives 0.
 int64_t TruncateToInt64(double x) {

@@ -10,14 +10,8 @@ namespace tessaroc::pattern {
 
 namespace {
 
-const InternedId& Nearest() {
-  static const InternedId id = InternedId::Intern("nearest");
-  return id;
-}
-const InternedId& Linear() {
-  static const InternedId id = InternedId::Intern("linear");
-  return id;
-}
+const InternedId& Nearest() { return Interned<"nearest">(); }
+const InternedId& Linear() { return Interned<"linear">(); }
 
 // ---- cachepre
 

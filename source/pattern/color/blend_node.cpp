@@ -8,26 +8,11 @@ namespace tessaroc::pattern {
 
 namespace {
 
-const InternedId& Compositing() {
-  static const InternedId id = InternedId::Intern("compositing");
-  return id;
-}
-const InternedId& BackgroundAlpha() {
-  static const InternedId id = InternedId::Intern("background");
-  return id;
-}
-const InternedId& ForegroundAlpha() {
-  static const InternedId id = InternedId::Intern("foreground");
-  return id;
-}
-const InternedId& ZeroAlpha() {
-  static const InternedId id = InternedId::Intern("zero");
-  return id;
-}
-const InternedId& OneAlpha() {
-  static const InternedId id = InternedId::Intern("one");
-  return id;
-}
+const InternedId& Compositing() { return Interned<"compositing">(); }
+const InternedId& BackgroundAlpha() { return Interned<"background">(); }
+const InternedId& ForegroundAlpha() { return Interned<"foreground">(); }
+const InternedId& ZeroAlpha() { return Interned<"zero">(); }
+const InternedId& OneAlpha() { return Interned<"one">(); }
 
 }  // namespace
 

@@ -15,12 +15,12 @@ constexpr double kTwoPi = 6.283185307179586;
 constexpr double kInvTwoPi = 0.15915494309189535;
 constexpr double kTwoPow52 = 4503599627370496.0;
 
-const InternedId& ModeAngular() { static const InternedId id = InternedId::Intern("angular"); return id; }
-const InternedId& ModeRadial() { static const InternedId id = InternedId::Intern("radial"); return id; }
-const InternedId& ModeCircular() { static const InternedId id = InternedId::Intern("circular"); return id; }
-const InternedId& ModeBox() { static const InternedId id = InternedId::Intern("box"); return id; }
-const InternedId& ModeStar() { static const InternedId id = InternedId::Intern("star"); return id; }
-const InternedId& ModeNAngle() { static const InternedId id = InternedId::Intern("n_angle"); return id; }
+const InternedId& ModeAngular() { return Interned<"angular">(); }
+const InternedId& ModeRadial() { return Interned<"radial">(); }
+const InternedId& ModeCircular() { return Interned<"circular">(); }
+const InternedId& ModeBox() { return Interned<"box">(); }
+const InternedId& ModeStar() { return Interned<"star">(); }
+const InternedId& ModeNAngle() { return Interned<"n_angle">(); }
 
 // The angle of (a, b) around the centre in turns, 0 to 1.
 double Turns(double a, double b) {
