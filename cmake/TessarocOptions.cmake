@@ -14,5 +14,8 @@ endif()
 if(TESSAROC_TSAN)
   target_compile_options(tessaroc_options INTERFACE -fsanitize=thread -g)
   target_link_options(tessaroc_options INTERFACE -fsanitize=thread)
+  # Workers on plain threads, whose hand-overs the sanitizer can see (see
+  # source/host/jobs/job_service.h).
+  target_compile_definitions(tessaroc_options INTERFACE TESSAROC_PLAIN_THREADS)
 endif()
 target_include_directories(tessaroc_options INTERFACE ${PROJECT_SOURCE_DIR}/source)

@@ -1,12 +1,12 @@
 #include "graph/render.h"
 
-#include <tbb/blocked_range.h>
-#include <tbb/enumerable_thread_specific.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
-
+#include <algorithm>
 #include <atomic>
+#include <memory>
 #include <mutex>
+#include <vector>
+
+#include "host/jobs/job_service.h"
 
 namespace tessaroc::graph {
 
@@ -105,39 +105,22 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   const int tilesX = (settings.width + kTile - 1) / kTile;
   const int tilesY = (settings.height + kTile - 1) / kTile;
   const int tiles = tilesX * tilesY;
+  std::atomic<int> next{0};
   std::atomic<int> done{0};
   std::atomic<bool> failed{false};
   std::mutex errorMutex;
   Result firstError;
   std::mutex progressMutex;
 
-  tbb::enumerable_thread_specific<std::unique_ptr<PlanInstance>> evaluators;
-  // Every tile ends by counting itself done (release); the caller reads the
-  // count after the loop (acquire). That orders all of a tile's work before
-  // what the caller does next, also for tools that cannot see inside the
-  // thread library's own synchronisation.
-  struct CountDone {
-    std::atomic<int>& done;
-    ~CountDone() { done.fetch_add(1, std::memory_order_acq_rel); }
-  };
-  auto renderTile = [&](int tile) {
-    CountDone count{done};
-    if (failed.load(std::memory_order_relaxed)) return;
-    std::unique_ptr<PlanInstance>& ev = evaluators.local();
-    if (!ev) {
-      Result r = material.NewEvaluator(ev);
-      if (r.failed()) {
-        std::lock_guard<std::mutex> lock(errorMutex);
-        if (firstError.ok()) firstError = r;
-        failed = true;
-        return;
-      }
-    }
+  // Each worker takes the next tile until none is left, with an evaluator of
+  // its own. Every pixel depends on its context alone, so which worker renders
+  // a tile never changes the picture.
+  auto renderTile = [&](PlanInstance& ev, int tile) {
     const int x0 = (tile % tilesX) * kTile, y0 = (tile / tilesX) * kTile;
     const int x1 = std::min(x0 + kTile, settings.width), y1 = std::min(y0 + kTile, settings.height);
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
-        Result r = ev->Evaluate(PixelContext(x, y, settings));
+        Result r = ev.Evaluate(PixelContext(x, y, settings));
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok())
@@ -146,22 +129,36 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           failed = true;
           return;
         }
-        ToPixel(type, ev->Output().value, &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4]);
+        ToPixel(type, ev.Output().value, &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4]);
       }
-    if (settings.progress) {
-      std::lock_guard<std::mutex> lock(progressMutex);
-      settings.progress(static_cast<double>(done.load(std::memory_order_relaxed) + 1) / tiles);
+    // Counted under the lock so that progress never goes backwards.
+    std::lock_guard<std::mutex> lock(progressMutex);
+    const int finished = done.fetch_add(1) + 1;
+    if (settings.progress) settings.progress(static_cast<double>(finished) / tiles);
+  };
+  auto work = [&](int) {
+    std::unique_ptr<PlanInstance> ev;
+    for (int tile = next.fetch_add(1, std::memory_order_relaxed); tile < tiles && !failed.load();
+         tile = next.fetch_add(1, std::memory_order_relaxed)) {
+      if (!ev) {
+        Result r = material.NewEvaluator(ev);
+        if (r.failed()) {
+          std::lock_guard<std::mutex> lock(errorMutex);
+          if (firstError.ok()) firstError = r;
+          failed = true;
+          return;
+        }
+      }
+      renderTile(*ev, tile);
     }
   };
+  struct Thunk {
+    static void Run(void* data, int worker) { (*static_cast<decltype(work)*>(data))(worker); }
+  };
 
-  const int threads = settings.threads > 0 ? settings.threads : tbb::this_task_arena::max_concurrency();
-  tbb::task_arena arena(threads);
-  arena.execute([&] {
-    tbb::parallel_for(tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& r) {
-      for (int t = r.begin(); t < r.end(); ++t) renderTile(t);
-    });
-  });
-  if (done.load(std::memory_order_acquire) != tiles && firstError.ok())
+  host::WorkerJobService workers(settings.threads);
+  workers.RunGroupAndWait(std::min(workers.GetThreadCount(), tiles), &Thunk::Run, &work);
+  if (done.load() != tiles && firstError.ok())
     return Result::Fail(errors::kIllegalState, "the render stopped before every tile was done");
   return firstError;
 }

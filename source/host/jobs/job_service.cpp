@@ -3,40 +3,67 @@
 #include <mutex>
 
 #include <oneapi/tbb/info.h>
+
+#ifdef TESSAROC_PLAIN_THREADS
+#include <thread>
+#include <vector>
+#else
 #include <oneapi/tbb/task_arena.h>
 #include <oneapi/tbb/task_group.h>
+#endif
 
 namespace tessaroc::host {
 
-struct TbbJobService::Impl {
+#ifdef TESSAROC_PLAIN_THREADS
+
+struct WorkerJobService::Impl {
+  explicit Impl(int threads) : threads(threads) {}
+  int threads;
+};
+
+int WorkerJobService::GetThreadCount() const { return impl_->threads; }
+
+void WorkerJobService::RunGroupAndWait(int jobCount, JobFn fn, void* data) {
+  std::vector<std::thread> others;
+  others.reserve(jobCount > 1 ? jobCount - 1 : 0);
+  for (int j = 1; j < jobCount; ++j) others.emplace_back([fn, data, j] { fn(data, j); });
+  if (jobCount > 0) fn(data, 0);  // the caller works too
+  for (std::thread& t : others) t.join();
+}
+
+#else
+
+struct WorkerJobService::Impl {
   explicit Impl(int threads) : arena(threads) {}
   tbb::task_arena arena;
 };
 
-TbbJobService::TbbJobService(int threads)
-    : impl_(std::make_unique<Impl>(threads > 0 ? threads : tbb::info::default_concurrency())) {}
+int WorkerJobService::GetThreadCount() const { return impl_->arena.max_concurrency(); }
 
-TbbJobService::~TbbJobService() = default;
-
-int TbbJobService::GetThreadCount() const { return impl_->arena.max_concurrency(); }
-
-void TbbJobService::RunGroupAndWait(int jobCount, JobFn fn, void* data) {
+void WorkerJobService::RunGroupAndWait(int jobCount, JobFn fn, void* data) {
   impl_->arena.execute([&] {
     tbb::task_group group;
     for (int j = 1; j < jobCount; ++j) group.run([fn, data, j] { fn(data, j); });
-    fn(data, 0);  // the caller works too
+    if (jobCount > 0) fn(data, 0);  // the caller works too
     group.wait();
   });
 }
 
+#endif
+
+WorkerJobService::WorkerJobService(int threads)
+    : impl_(std::make_unique<Impl>(threads > 0 ? threads : tbb::info::default_concurrency())) {}
+
+WorkerJobService::~WorkerJobService() = default;
+
 namespace {
 std::mutex gInstallMutex;
-std::unique_ptr<TbbJobService> gService;
+std::unique_ptr<WorkerJobService> gService;
 }  // namespace
 
 void InstallJobService(int threads) {
   std::lock_guard<std::mutex> lock(gInstallMutex);
-  auto service = std::make_unique<TbbJobService>(threads);
+  auto service = std::make_unique<WorkerJobService>(threads);
   pattern::SetJobService(service.get());
   gService = std::move(service);
 }

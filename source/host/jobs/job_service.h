@@ -1,6 +1,12 @@
-// The job service on oneTBB: the workers that the 2D filters' parallel loop
-// runs on. Its jobs go to one task arena, so a loop never uses more threads
-// than the service was made with.
+// The job service: the workers that the 2D filters' parallel loop and the
+// renderer's tiles run on. Its jobs go to one oneTBB task arena, so a loop
+// never uses more threads than the service was made with.
+//
+// ThreadSanitizer builds (TESSAROC_PLAIN_THREADS) run each job on a plain
+// std::thread instead. Debian's oneTBB is not built for the sanitizer, so the
+// hand-over of a task between its workers is invisible to it and shows as
+// races in oneTBB's inline code. With plain threads every hand-over is a
+// thread start or join the sanitizer sees, and it checks our code alone.
 #pragma once
 
 #include <memory>
@@ -9,11 +15,11 @@
 
 namespace tessaroc::host {
 
-class TbbJobService final : public pattern::JobService {
+class WorkerJobService final : public pattern::JobService {
  public:
   // threads <= 0: as many as the machine offers.
-  explicit TbbJobService(int threads = 0);
-  ~TbbJobService() override;
+  explicit WorkerJobService(int threads = 0);
+  ~WorkerJobService() override;
 
   int GetThreadCount() const override;
   void RunGroupAndWait(int jobCount, JobFn fn, void* data) override;

@@ -34,7 +34,7 @@ TEST(ParallelLoopTest, EveryIndexRunsExactlyOnce) {
 }
 
 TEST(ParallelLoopTest, ServiceReportsItsThreadCount) {
-  host::TbbJobService two(2);
+  host::WorkerJobService two(2);
   EXPECT_EQ(two.GetThreadCount(), 2);
   std::atomic<int> jobs{0};
   two.RunGroupAndWait(
