@@ -31,6 +31,18 @@ int64_t FloorIndex(float f) {
 
 }  // namespace
 
+BakedImageData* EnsureBakedImage(BakedImageRef& ref, Result& result) {
+  if (!ref) {
+    try {
+      ref = std::make_shared<BakedImageData>();
+    } catch (const std::bad_alloc&) {
+      result = Result::Fail(errors::kOutOfMemory, "cannot allocate the baked image record");
+      return nullptr;
+    }
+  }
+  return ref.get();
+}
+
 Result ResizeBakedImage(BakedImageData& image, uint32_t w, uint32_t h) {
   // The size is stored first: a failed resize leaves a record whose count
   // does not match, which every reader turns into opaque black.

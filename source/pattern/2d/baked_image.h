@@ -53,6 +53,10 @@ inline int64_t WrapIndex(int64_t i, int64_t n) {
   return i;
 }
 
+// The port's record, made on first use. Null, with `result` failed, when
+// memory runs out.
+BakedImageData* EnsureBakedImage(BakedImageRef& ref, Result& result);
+
 // Sets the record's size to w by h and its pixel count to match; new pixels
 // are (0, 0, 0, 1), old ones keep their colours. Out of memory fails and
 // leaves the old pixels under the new size.

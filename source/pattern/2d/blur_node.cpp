@@ -59,16 +59,9 @@ enum PreAccess { kPreColor, kPreResolution, kPreRadius, kPreMode, kPreRenderMode
 
 void PreKernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
   if (!(ports.In<InternedId>(kPreMode) == Baked())) return;
-  BakedImageRef& ref = ports.Out<BakedImageRef>(kPreImageData);
-  if (!ref) {
-    try {
-      ref = std::make_shared<BakedImageData>();
-    } catch (const std::bad_alloc&) {
-      result = Result::Fail(errors::kOutOfMemory, "cannot allocate the baked image record");
-      return;
-    }
-  }
-  BakedImageData& image = *ref;
+  BakedImageData* record = EnsureBakedImage(ports.Out<BakedImageRef>(kPreImageData), result);
+  if (!record) return;
+  BakedImageData& image = *record;
   uint32_t R = ports.In<uint32_t>(kPreResolution);
   const uint32_t renderMode = ports.In<uint32_t>(kPreRenderMode);
   if (renderMode == kRenderModeNoBake || renderMode == kRenderModePreview) R = std::min(R, kPreviewCap);

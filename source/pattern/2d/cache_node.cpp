@@ -18,16 +18,9 @@ const InternedId& Linear() { return Interned<"linear">(); }
 enum PreAccess { kPreColor, kPreWidth, kPreHeight, kPreRenderMode, kPreSearchPaths, kPreImageData };
 
 void PreKernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
-  BakedImageRef& ref = ports.Out<BakedImageRef>(kPreImageData);
-  if (!ref) {
-    try {
-      ref = std::make_shared<BakedImageData>();
-    } catch (const std::bad_alloc&) {
-      result = Result::Fail(errors::kOutOfMemory, "cannot allocate the baked image record");
-      return;
-    }
-  }
-  BakedImageData& image = *ref;
+  BakedImageData* record = EnsureBakedImage(ports.Out<BakedImageRef>(kPreImageData), result);
+  if (!record) return;
+  BakedImageData& image = *record;
   const uint32_t renderMode = ports.In<uint32_t>(kPreRenderMode);
   if (renderMode == kRenderModeNoBake) {
     std::vector<ColorA>().swap(image.pixels);
