@@ -237,29 +237,21 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   // Literals of several types through a chain of two pass-throughs into a
   // node (adding -0.0 changes no bit): a NaN, a negative zero, the smallest
   // denormal, an integer widened to a Float on the way.
-  struct Typed {
-    const char* literal;
-    const char* node;
-    const char* port;
-    double expect;  // NaN: expect a NaN
-  };
-  const Typed typed[] = {{"\"nan\"", "test.add", "a", std::nan("")},
-                         {"-0.0", "test.add", "a", -0.0},
-                         {"4.9e-324", "test.add", "a", 4.9e-324},
-                         {"9007199254740993", "test.add", "a", 9007199254740992.0}};
-  for (const Typed& t : typed) {
+  const std::pair<const char*, double> typed[] = {
+      {"\"nan\"", std::nan("")}, {"-0.0", -0.0}, {"4.9e-324", 4.9e-324}, {"9007199254740993", 9007199254740992.0}};
+  for (const auto& [literal, expect] : typed) {
     const std::string text = std::string(R"({"tessaroc": 1, "nodes": {
-      "p": {"node": "passthrough", "inputs": {"color": )") + t.literal + R"(}},
+      "p": {"node": "passthrough", "inputs": {"color": )") + literal + R"(}},
       "q": {"node": "passthrough", "inputs": {"color": {"link": "p.passthrough"}}},
-      "sum": {"node": ")" + t.node + R"(", "inputs": {")" + t.port + R"(": {"link": "q.passthrough"}, "b": -0.0}}},
+      "sum": {"node": "test.add", "inputs": {"a": {"link": "q.passthrough"}, "b": -0.0}}},
       "output": {"link": "sum.result"}})";
-    SCOPED_TRACE(t.literal);
+    SCOPED_TRACE(literal);
     const double got = Eval<double>(text);
-    if (std::isnan(t.expect)) {
-      EXPECT_TRUE(std::isnan(got)) << t.literal;
+    if (std::isnan(expect)) {
+      EXPECT_TRUE(std::isnan(got));
     } else {
-      EXPECT_EQ(got, t.expect) << t.literal;
-      EXPECT_EQ(std::signbit(got), std::signbit(t.expect)) << t.literal;
+      EXPECT_EQ(got, expect);
+      EXPECT_EQ(std::signbit(got), std::signbit(expect));
     }
   }
   // A pass-through between two nodes keeps a colour exactly.
