@@ -357,9 +357,7 @@ TEST_F(BlendModesTest, StrengthAboveOneExtrapolates) {
 TEST_F(BlendModesTest, ApplyAlphaMasksTheBackgroundByTheForegroundAlpha) {
   const BlendPixelHandlerRef h = Handler("applyalpha");
   const ColorA got = Blend(h, {0.3, 0.6, 0.9, 0.8}, {0.1, 0.2, 0.4, 0.25});
-  EXPECT_EQ(got.r, 0.3);
-  EXPECT_EQ(got.g, 0.6);
-  EXPECT_EQ(got.b, 0.9);
+  EXPECT_EQ(RgbOf(got), (Rgb{0.3, 0.6, 0.9}));
   EXPECT_NEAR(got.a, 0.2, 1e-15);
   EXPECT_EQ(Blend(h, {0.3, 0.6, 0.9, 0.8}, {0, 0, 0, 1}).a, 0.8);
 }
