@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 
 #include "core/registry.h"
 #include "graph/document.h"
@@ -32,6 +33,30 @@ class DocumentTest : public ::testing::Test {
     if (out) *out = std::move(m);
     return Result::Ok();
   }
+
+  // A compiled and prepared material with an evaluator of it, which goes first.
+  struct Ready {
+    std::unique_ptr<Material> material;
+    std::unique_ptr<PlanInstance> evaluator;
+    template <class T = ColorA>
+    T Eval(const ShadingContext& ctx = {}) {
+      EXPECT_TRUE(evaluator->Evaluate(ctx).ok());
+      return evaluator->OutputAs<T>();
+    }
+  };
+  static Ready Prepared(const std::string& text) {
+    Ready r;
+    const Result compiled = Compile(text, &r.material);
+    EXPECT_TRUE(compiled.ok()) << compiled.ToString();
+    if (!compiled.ok()) throw std::runtime_error("no material");
+    EXPECT_TRUE(r.material->Prepare().ok());
+    EXPECT_TRUE(r.material->NewEvaluator(r.evaluator).ok());
+    return r;
+  }
+  template <class T = ColorA>
+  static T Eval(const std::string& text, const ShadingContext& ctx = {}) {
+    return Prepared(text).Eval<T>(ctx);
+  }
 };
 
 const char* kGood = R"({
@@ -45,15 +70,9 @@ const char* kGood = R"({
 })";
 
 TEST_F(DocumentTest, AGoodDocumentCompilesAndEvaluates) {
-  std::unique_ptr<Material> m;
-  ASSERT_TRUE(Compile(kGood, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  std::unique_ptr<PlanInstance> ev;
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
   ShadingContext ctx;
   ctx.uvw = {0.25, 0.125, 0};
-  ASSERT_TRUE(ev->Evaluate(ctx).ok());
-  const ColorA c = ev->OutputAs<ColorA>();
+  const ColorA c = Eval(kGood, ctx);
   // exposure 1 doubles (gamma 1, default), invert takes 1 - c; mask blend 1.
   EXPECT_DOUBLE_EQ(c.r, 0.5);
   EXPECT_DOUBLE_EQ(c.g, 0.75);
@@ -134,18 +153,12 @@ TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
     },
     "output": {"link": "call.result"}
   })";
-  std::unique_ptr<Material> m;
-  ASSERT_TRUE(Compile(text, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  std::unique_ptr<PlanInstance> ev;
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
+  Ready m = Prepared(text);
   ShadingContext ctx;
   ctx.uvw = {0.25, 0.25, 0};
-  ASSERT_TRUE(ev->Evaluate(ctx).ok());
-  EXPECT_DOUBLE_EQ(ev->OutputAs<ColorA>().r, (0.25 + 0.5) * 2.0);
+  EXPECT_DOUBLE_EQ(m.Eval(ctx).r, (0.25 + 0.5) * 2.0);
   ctx.uvw = {-1.0, 0.25, 0};
-  ASSERT_TRUE(ev->Evaluate(ctx).ok());
-  EXPECT_DOUBLE_EQ(ev->OutputAs<ColorA>().r, (-1.0 + 0.5) * 2.0);
+  EXPECT_DOUBLE_EQ(m.Eval(ctx).r, (-1.0 + 0.5) * 2.0);
 }
 
 TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeColours) {
@@ -158,22 +171,10 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
     },
     "output": {"link": "call.result"}
   })";
-  std::unique_ptr<Material> m;
-  ASSERT_TRUE(Compile(text, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  std::unique_ptr<PlanInstance> ev;
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
-  ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
-  EXPECT_EQ(ev->OutputAs<ColorA>(), (ColorA{0.1, 0.2, 0.3, 0.4}));
-
+  EXPECT_EQ(Eval(text), (ColorA{0.1, 0.2, 0.3, 0.4}));
   std::string second = text;
   second.replace(second.find(R"("link": "call.result")"), 21, R"("link": "call2.result")");
-  ev.reset();  // an evaluator does not outlive its material
-  ASSERT_TRUE(Compile(second, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
-  ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
-  EXPECT_EQ(ev->OutputAs<ColorA>(), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
+  EXPECT_EQ(Eval(second), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
 }
 
 TEST_F(DocumentTest, VectorsFlowIntoColours) {
@@ -182,13 +183,7 @@ TEST_F(DocumentTest, VectorsFlowIntoColours) {
       "v": {"node": "composevector3", "inputs": {"x": 0.25, "y": 0.5, "z": 0.75}},
       "flip": {"node": "invertcolor", "inputs": {"color": {"link": "v.result"}}}},
       "output": {"link": "flip.result"}})";
-  std::unique_ptr<Material> m;
-  ASSERT_TRUE(Compile(text, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  std::unique_ptr<PlanInstance> ev;
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
-  ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
-  EXPECT_EQ(ev->OutputAs<ColorA>(), (ColorA{0.75, 0.5, 0.25, 1.0}));  // (x, y, z, 1), inverted, alpha unmasked
+  EXPECT_EQ(Eval(text), (ColorA{0.75, 0.5, 0.25, 1.0}));  // (x, y, z, 1), inverted, alpha unmasked
 }
 
 TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
@@ -227,10 +222,6 @@ TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
 }
 
 TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
-  struct Case {
-    const char* literal;
-    const char* consumer;  // a node whose input of that type echoes it
-  };
   // Through a pass-through into the output directly.
   const char* literals[] = {"0.1", "-0.0", "\"nan\"", "[0.1, 0.2, 0.30000000000000004, 1e-300]", "true", "123456789012",
                             "\"some text\""};
@@ -246,35 +237,21 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   // Literals of several types through a chain of two pass-throughs into a
   // node (adding -0.0 changes no bit): a NaN, a negative zero, the smallest
   // denormal, an integer widened to a Float on the way.
-  struct Typed {
-    const char* literal;
-    const char* node;
-    const char* port;
-    double expect;  // NaN: expect a NaN
-  };
-  const Typed typed[] = {{"\"nan\"", "test.add", "a", std::nan("")},
-                         {"-0.0", "test.add", "a", -0.0},
-                         {"4.9e-324", "test.add", "a", 4.9e-324},
-                         {"9007199254740993", "test.add", "a", 9007199254740992.0}};
-  for (const Typed& t : typed) {
+  const std::pair<const char*, double> typed[] = {
+      {"\"nan\"", std::nan("")}, {"-0.0", -0.0}, {"4.9e-324", 4.9e-324}, {"9007199254740993", 9007199254740992.0}};
+  for (const auto& [literal, expect] : typed) {
     const std::string text = std::string(R"({"tessaroc": 1, "nodes": {
-      "p": {"node": "passthrough", "inputs": {"color": )") + t.literal + R"(}},
+      "p": {"node": "passthrough", "inputs": {"color": )") + literal + R"(}},
       "q": {"node": "passthrough", "inputs": {"color": {"link": "p.passthrough"}}},
-      "sum": {"node": ")" + t.node + R"(", "inputs": {")" + t.port + R"(": {"link": "q.passthrough"}, "b": -0.0}}},
+      "sum": {"node": "test.add", "inputs": {"a": {"link": "q.passthrough"}, "b": -0.0}}},
       "output": {"link": "sum.result"}})";
-    std::unique_ptr<Material> m;
-    Result r = Compile(text, &m);
-    ASSERT_TRUE(r.ok()) << t.literal << ": " << r.ToString();
-    ASSERT_TRUE(m->Prepare().ok());
-    std::unique_ptr<PlanInstance> ev;
-    ASSERT_TRUE(m->NewEvaluator(ev).ok());
-    ASSERT_TRUE(ev->Evaluate(ShadingContext()).ok());
-    const double got = ev->OutputAs<double>() ;
-    if (std::isnan(t.expect)) {
-      EXPECT_TRUE(std::isnan(got)) << t.literal;
+    SCOPED_TRACE(literal);
+    const double got = Eval<double>(text);
+    if (std::isnan(expect)) {
+      EXPECT_TRUE(std::isnan(got));
     } else {
-      EXPECT_EQ(got, t.expect) << t.literal;
-      EXPECT_EQ(std::signbit(got), std::signbit(t.expect)) << t.literal;
+      EXPECT_EQ(got, expect);
+      EXPECT_EQ(std::signbit(got), std::signbit(expect));
     }
   }
   // A pass-through between two nodes keeps a colour exactly.
@@ -283,15 +260,9 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
       "p": {"node": "passthrough", "inputs": {"color": {"link": "uv.result"}}},
       "call": {"node": "test.callcolor", "inputs": {"color": {"link": "p.passthrough"}, "shift": 0}}},
       "output": {"link": "call.result"}})";
-  std::unique_ptr<Material> m;
-  ASSERT_TRUE(Compile(chain, &m).ok());
-  ASSERT_TRUE(m->Prepare().ok());
-  std::unique_ptr<PlanInstance> ev;
-  ASSERT_TRUE(m->NewEvaluator(ev).ok());
   ShadingContext ctx;
   ctx.uvw = {0.1, 1e-310, -0.0};
-  ASSERT_TRUE(ev->Evaluate(ctx).ok());
-  const ColorA c = ev->OutputAs<ColorA>();
+  const ColorA c = Eval(chain, ctx);
   EXPECT_EQ(c.r, 0.1);
   EXPECT_EQ(c.g, 1e-310);
   EXPECT_TRUE(std::signbit(c.b));

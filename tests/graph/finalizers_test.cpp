@@ -35,7 +35,7 @@ class FinalizerTest : public ::testing::Test {
   }
 };
 
-TEST_F(FinalizerTest, ARampWithNoKnotsGivenStartsBlackAtZeroAndRunsLinearly) {
+TEST_F(FinalizerTest, ARampWithNoKnotsStartsBlackAndRunsLinearlyAndGivenKnotsWin) {
   ASSERT_NE(FindDescriptionFinalizer(kGradientAssetId), nullptr);
   const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient"}}, "output": {"link": "ramp.result"}})";
   const ColorA start = Eval(text, 0.0);
@@ -45,12 +45,10 @@ TEST_F(FinalizerTest, ARampWithNoKnotsGivenStartsBlackAtZeroAndRunsLinearly) {
   const ColorA end = Eval(text, 1.0);
   EXPECT_NEAR(middle.r, 0.25 * end.r, 1e-12);
   EXPECT_NEAR(middle.g, 0.25 * end.g, 1e-12);
-}
-
-TEST_F(FinalizerTest, ADocumentsOwnKnotWinsOverTheFinalisersDefault) {
-  const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+  // A document's own knot wins over the finaliser's default.
+  const std::string own = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
       "position": [0, 1], "color": [[1, 0, 0, 1], [0, 0, 1, 1]]}}}, "output": {"link": "ramp.result"}})";
-  EXPECT_EQ(Eval(text, 0.0), (ColorA{1, 0, 0, 1}));
+  EXPECT_EQ(Eval(own, 0.0), (ColorA{1, 0, 0, 1}));
 }
 
 TEST_F(FinalizerTest, LeftOutKnotListsFollowTheLongestList) {

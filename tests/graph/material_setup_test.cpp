@@ -47,17 +47,20 @@ void ExpectEveryContextReachesRoot(const GraphNode& n) {
   for (const auto& c : n.children()) ExpectEveryContextReachesRoot(*c);
 }
 
+// A pattern node at the root, one in a group and one in a group inside that.
+void AddNestedNodes(GraphNode& root) {
+  AddPatternNode(root, "board");
+  GraphNode *group = nullptr, *deeper = nullptr;
+  ASSERT_TRUE(root.AddChild("group", NodeKind::kGroup, "", group).ok());
+  AddPatternNode(*group, "inner");
+  ASSERT_TRUE(group->AddChild("deeper", NodeKind::kGroup, "", deeper).ok());
+  AddPatternNode(*deeper, "innermost");
+}
+
 TEST(MaterialSetup, EveryContextInputOfNestedNodesReachesTheRoot) {
   NodeSystem system;
   GraphNode& root = system.root();
-  AddPatternNode(root, "board");
-  GraphNode* group = nullptr;
-  ASSERT_TRUE(root.AddChild("group", NodeKind::kGroup, "", group).ok());
-  AddPatternNode(*group, "inner");
-  GraphNode* deeper = nullptr;
-  ASSERT_TRUE(group->AddChild("deeper", NodeKind::kGroup, "", deeper).ok());
-  AddPatternNode(*deeper, "innermost");
-
+  AddNestedNodes(root);
   ASSERT_TRUE(SetupMaterial(root).ok());
   ExpectEveryContextReachesRoot(root);
 
@@ -113,10 +116,7 @@ TEST(MaterialSetup, APlacedContextIsNotOverwritten) {
 
 TEST(MaterialSetup, ASecondRunAddsNothing) {
   NodeSystem system;
-  AddPatternNode(system.root(), "a");
-  GraphNode* group = nullptr;
-  ASSERT_TRUE(system.root().AddChild("g", NodeKind::kGroup, "", group).ok());
-  AddPatternNode(*group, "b");
+  AddNestedNodes(system.root());
   ASSERT_TRUE(SetupMaterial(system.root()).ok());
   const size_t ports = CountPorts(system.root()), wires = CountWires(system.root());
   ASSERT_TRUE(SetupMaterial(system.root()).ok());
@@ -128,7 +128,7 @@ TEST(MaterialSetup, ASecondRunAddsNothing) {
 
 TEST(MaterialSetup, ForwardingWiresReachTheRootToo) {
   NodeSystem system;
-  AddPatternNode(system.root(), "a");
+  AddNestedNodes(system.root());
   ASSERT_TRUE(CreateForwardingWires(system.root()).ok());
   ExpectEveryContextReachesRoot(system.root());
 }

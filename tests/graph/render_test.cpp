@@ -2,6 +2,7 @@
 // pixel contexts have real differentials.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "graph/render.h"
@@ -26,8 +27,7 @@ class RenderTest : public ::testing::Test {
     Result r = Material::Compile(std::move(doc), m);
     EXPECT_TRUE(r.ok()) << r.ToString();
     RenderSettings s;
-    s.width = size;
-    s.height = size;
+    s.width = s.height = size;
     s.threads = threads;
     host::Image image;
     r = Render(*m, s, image);
@@ -57,10 +57,7 @@ TEST_F(RenderTest, OneAndTwoThreadsGiveTheSameBits) {
   EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)), 0);
   // And the picture is not flat: the test would pass on an all-black image otherwise.
   float lo = one.pixels[0], hi = one.pixels[0];
-  for (size_t i = 0; i < one.pixels.size(); i += 4) {
-    lo = std::min(lo, one.pixels[i]);
-    hi = std::max(hi, one.pixels[i]);
-  }
+  for (size_t i = 0; i < one.pixels.size(); i += 4) lo = std::min(lo, one.pixels[i]), hi = std::max(hi, one.pixels[i]);
   EXPECT_GT(hi - lo, 0.2f);
 }
 
@@ -86,9 +83,8 @@ TEST_F(RenderTest, OutputsWithoutColourAreRefused) {
   ASSERT_TRUE(Document::Parse(text, "ctx.json", doc).ok());
   std::unique_ptr<Material> m;
   ASSERT_TRUE(Material::Compile(std::move(doc), m).ok());
-  RenderSettings s;
   host::Image image;
-  Result r = Render(*m, s, image);
+  Result r = Render(*m, RenderSettings{}, image);
   ASSERT_TRUE(r.failed());
   EXPECT_NE(r.message().find("has no colour"), std::string_view::npos);
 }

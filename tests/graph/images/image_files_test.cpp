@@ -112,13 +112,23 @@ class ImageFilesTest : public ::testing::Test {
     return best;
   }
 
-  static std::vector<host::Image> SequenceFrames() {
+  // Renders an example at each time: no message, and the frame of the
+  // sequence (numbered from 1) that the picture is closest to.
+  static void ExpectFrames(const char* example, int threads, const std::vector<std::pair<double, int>>& cases) {
     std::vector<host::Image> frames(4);
     for (int n = 1; n <= 4; ++n) {
       const fs::path p = kRoot / "examples/images" / ("seq.000" + std::to_string(n) + ".png");
-      EXPECT_TRUE(host::ReadImage(p.string(), frames[n - 1]).ok()) << p;
+      ASSERT_TRUE(host::ReadImage(p.string(), frames[n - 1]).ok()) << p;
     }
-    return frames;
+    for (const auto& [time, frame] : cases) {
+      SCOPED_TRACE("time " + std::to_string(time));
+      CountingSink sink;
+      host::Image image;
+      Result r = RenderFile(kRoot / "examples" / example, 16, threads, time, &sink, image);
+      ASSERT_TRUE(r.ok()) << r.ToString();
+      EXPECT_EQ(sink.calls.load(), 0);
+      EXPECT_EQ(ClosestFrame(image, frames), frame);
+    }
   }
 };
 
@@ -131,11 +141,8 @@ TEST_F(ImageFilesTest, AMissingFileShowsTheDefaultColourAndIsReportedOnce) {
     Result r = RenderFile(doc, 24, threads, 0.0, &sink, image);
     ASSERT_TRUE(r.ok()) << r.ToString();
     for (int p = 0; p < image.width * image.height; ++p) {
-      const float* px = &image.pixels[static_cast<size_t>(p) * 4];
-      ASSERT_EQ(px[0], 0.25f) << "pixel " << p;
-      ASSERT_EQ(px[1], 0.5f) << "pixel " << p;
-      ASSERT_EQ(px[2], 0.75f) << "pixel " << p;
-      ASSERT_EQ(px[3], 1.0f) << "pixel " << p;
+      const auto px = image.pixels.begin() + p * 4;
+      ASSERT_EQ(std::vector<float>(px, px + 4), (std::vector<float>{0.25f, 0.5f, 0.75f, 1.0f})) << "pixel " << p;
     }
     EXPECT_EQ(sink.calls.load(), 1) << threads << " thread(s): the load failure is reported once per render";
     const auto messages = sink.collected.Messages();
@@ -195,32 +202,14 @@ TEST_F(ImageFilesTest, TheCommandLinePrintsTheMissingFileOnceAndSucceeds) {
 
 TEST_F(ImageFilesTest, TheRenderTimePicksTheFrameOfASequence) {
   // The example plays four frames at 2 frames per second in a loop.
-  const std::vector<host::Image> frames = SequenceFrames();
-  const std::pair<double, int> cases[] = {{0.0, 1}, {0.49, 1}, {0.5, 2}, {1.0, 3}, {1.75, 4}, {2.0, 1}, {2.6, 2}};
-  for (const auto& [time, frame] : cases) {
-    CountingSink sink;
-    host::Image image;
-    Result r = RenderFile(kRoot / "examples/sequence.json", 16, 2, time, &sink, image);
-    ASSERT_TRUE(r.ok()) << r.ToString();
-    EXPECT_EQ(sink.calls.load(), 0) << "time " << time;
-    EXPECT_EQ(ClosestFrame(image, frames), frame) << "time " << time;
-  }
+  ExpectFrames("sequence.json", 2, {{0.0, 1}, {0.49, 1}, {0.5, 2}, {1.0, 3}, {1.75, 4}, {2.0, 1}, {2.6, 2}});
 }
 
 TEST_F(ImageFilesTest, TheRenderTimePicksTheFrameOfAMovie) {
   if (!host::MovieReaderAvailable()) GTEST_SKIP() << "this OpenImageIO was built without its ffmpeg reader";
   // The movie holds the sequence's frames (JPEG-compressed) at 2 frames per
   // second and plays once: past its end it holds the last frame.
-  const std::vector<host::Image> frames = SequenceFrames();
-  const std::pair<double, int> cases[] = {{0.0, 1}, {0.5, 2}, {1.2, 3}, {1.5, 4}, {9.0, 4}};
-  for (const auto& [time, frame] : cases) {
-    CountingSink sink;
-    host::Image image;
-    Result r = RenderFile(kRoot / "examples/movie.json", 16, 1, time, &sink, image);
-    ASSERT_TRUE(r.ok()) << r.ToString();
-    EXPECT_EQ(sink.calls.load(), 0) << "time " << time;
-    EXPECT_EQ(ClosestFrame(image, frames), frame) << "time " << time;
-  }
+  ExpectFrames("movie.json", 1, {{0.0, 1}, {0.5, 2}, {1.2, 3}, {1.5, 4}, {9.0, 4}});
 }
 
 }  // namespace

@@ -57,8 +57,6 @@ TEST_F(BlendModesTest, RegistryHoldsEveryModeOnceInDeclaredOrder) {
   ASSERT_GE(ids.size(), 38u);
   for (size_t i = 0; i < 38; ++i)
     EXPECT_EQ(ids[i], std::string("net.zovan.render.blendmode.") + pattern::kBlendModeNames[i]);
-  EXPECT_EQ(pattern::kBlendModeNames.front(), std::string("add"));
-  EXPECT_EQ(pattern::kBlendModeNames.back(), std::string("xor"));
   EXPECT_EQ(BlendModeClass("multiply"), Class("multiply"));
   EXPECT_EQ(BlendModeClass("normal"), nullptr);
   EXPECT_EQ(BlendModeClasses().id().str(), "net.zovan.render.registry.blendmodeclasses");
@@ -308,15 +306,18 @@ TEST_F(BlendModesTest, NonSeparableInvariantsOnRandomColours) {
 
 // ---- the foreground's alpha as strength
 
-TEST_F(BlendModesTest, ForegroundAlphaActsAsStrength) {
+TEST_F(BlendModesTest, ForegroundAlphaActsAsStrengthAndTheDestinationMayBeTheBackground) {
   std::mt19937 rng(3);
   std::uniform_real_distribution<double> u(0.0, 1.0);
   for (const char* name : pattern::kBlendModeNames) {
     const std::string n = name;
-    if (n == "applyalpha" || n == "dissolve") continue;  // their own rules, below
     const BlendPixelHandlerRef h = Handler(name);
     for (int i = 0; i < 50; ++i) {
       const ColorA b{u(rng), u(rng), u(rng), u(rng)}, f{u(rng), u(rng), u(rng), u(rng)};
+      ColorA inPlace = b;
+      ASSERT_TRUE(h.Blend(inPlace, inPlace, f).ok());
+      EXPECT_EQ(inPlace, Blend(h, b, f)) << name;
+      if (n == "applyalpha" || n == "dissolve") continue;  // their own rules, below
       // No strength: the background exactly, also when transparent.
       EXPECT_EQ(Blend(h, b, {f.r, f.g, f.b, 0.0}), b) << name;
       const ColorA clear{b.r, b.g, b.b, 0.0};
@@ -356,29 +357,12 @@ TEST_F(BlendModesTest, StrengthAboveOneExtrapolates) {
 TEST_F(BlendModesTest, ApplyAlphaMasksTheBackgroundByTheForegroundAlpha) {
   const BlendPixelHandlerRef h = Handler("applyalpha");
   const ColorA got = Blend(h, {0.3, 0.6, 0.9, 0.8}, {0.1, 0.2, 0.4, 0.25});
-  EXPECT_EQ(got.r, 0.3);
-  EXPECT_EQ(got.g, 0.6);
-  EXPECT_EQ(got.b, 0.9);
+  EXPECT_EQ(RgbOf(got), (Rgb{0.3, 0.6, 0.9}));
   EXPECT_NEAR(got.a, 0.2, 1e-15);
   EXPECT_EQ(Blend(h, {0.3, 0.6, 0.9, 0.8}, {0, 0, 0, 1}).a, 0.8);
 }
 
 // ---- how a handler walks pixels
-
-TEST_F(BlendModesTest, DestinationMayBeTheBackground) {
-  std::mt19937 rng(5);
-  std::uniform_real_distribution<double> u(0.0, 1.0);
-  for (const char* name : pattern::kBlendModeNames) {
-    const BlendPixelHandlerRef h = Handler(name);
-    for (int i = 0; i < 20; ++i) {
-      const ColorA b{u(rng), u(rng), u(rng), u(rng)}, f{u(rng), u(rng), u(rng), u(rng)};
-      const ColorA apart = Blend(h, b, f);
-      ColorA inPlace = b;
-      ASSERT_TRUE(h.Blend(inPlace, inPlace, f).ok());
-      EXPECT_EQ(inPlace, apart) << name;
-    }
-  }
-}
 
 // A pixel of five 64-bit values with the channels in reverse order behind a
 // spare value: alpha at 64, blue at 128, green at 192, red at 256.
@@ -403,8 +387,6 @@ TEST_F(BlendModesTest, HandlerFollowsTheChannelLayoutOverARun) {
   pattern::ChannelOffsets rev, rgba;
   ASSERT_TRUE(reversed.GetChannelOffsets(rev).ok());
   ASSERT_TRUE(pattern::RgbaF64PixelFormat().GetChannelOffsets(rgba).ok());
-  EXPECT_EQ(rgba.bitsPerPixel, 256);
-  EXPECT_EQ(rgba.offsets, (std::array<int32_t, 4>{0, 64, 128, 192}));
 
   // Destination and background reversed, foreground plain rgba.
   pattern::BlendPixelDelegates d;

@@ -39,63 +39,42 @@ class CountingSink final : public MessageSink {
 
 // ---- the frame-number search, on real files
 
-class FrameNumberTest : public ::testing::Test {
- protected:
-  void Touch(const std::string& name) { std::ofstream(folder_.File(name)) << "x"; }
-  std::string Dir() const { return folder_.path().string() + "/"; }
-  TempFolder folder_;
-};
-
-TEST_F(FrameNumberTest, NarrowestExistingWidthWinsWhateverTheNameHad) {
-  Touch("tex_3.png");
-  Touch("tex_003.png");
-  Url url(Dir() + "tex_0012.png");
-  bool found = false, hit = false;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 3, &found, hit).ok());
-  EXPECT_TRUE(found);
-  EXPECT_TRUE(hit);
-  EXPECT_EQ(url.str(), Dir() + "tex_3.png");
+TEST(FrameNumberTest, FindsTheNarrowestExistingWidthOrKeepsTheNumbersOwn) {
+  TempFolder folder;
+  for (const char* name : {"tex_3.png", "tex_003.png", "tex_00042.png", "shot5.mp4", "f_1234567890.png"})
+    std::ofstream(folder.File(name)) << "x";
+  struct Case {
+    const char* name;
+    int64_t frame;
+    const char* want;
+    bool hit;
+  } cases[] = {
+      {"tex_0012.png", 3, "tex_3.png", true},        // the narrowest existing width, whatever the name had
+      {"tex_1.png", 42, "tex_00042.png", true},      // a padded width when the narrow one is missing
+      {"tex_0012.png", 7, "tex_7.png", false},       // no file: the number at its own width
+      {"shot12.mp4", 5, "shot5.mp4", true},          // the digit of the movie suffix is skipped
+      {"a.b12c.png", 9, "a.b9c.png", false},         // the last digit run, wherever it stands
+      {"f_1.png", 1234567890, "f_1234567890.png", false},  // ten digits skip the width search
+  };
+  for (const Case& c : cases) {
+    for (bool withFound : {true, false}) {
+      SCOPED_TRACE(std::string(c.name) + (withFound ? " with found" : " without found"));
+      Url url(folder.File(c.name));
+      bool found = false, hit = !c.hit;
+      ASSERT_TRUE(ReplaceFrameNumber(url, c.frame, withFound ? &found : nullptr, hit).ok());
+      EXPECT_EQ(found, withFound);
+      EXPECT_EQ(hit, c.hit);
+      EXPECT_EQ(url.str(), folder.File(c.want));
+    }
+  }
 }
 
-TEST_F(FrameNumberTest, PaddedWidthIsFoundWhenTheNarrowOneIsMissing) {
-  Touch("tex_00042.png");
-  Url url(Dir() + "tex_1.png");
-  bool hit = false;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 42, nullptr, hit).ok());
-  EXPECT_TRUE(hit);
-  EXPECT_EQ(url.str(), Dir() + "tex_00042.png");
-}
-
-TEST_F(FrameNumberTest, NoFileGivesTheNumberAtItsOwnWidth) {
-  Url url(Dir() + "tex_0012.png");
-  bool found = false, hit = true;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 7, &found, hit).ok());
-  EXPECT_TRUE(found);
-  EXPECT_FALSE(hit);
-  EXPECT_EQ(url.str(), Dir() + "tex_7.png");
-}
-
-TEST_F(FrameNumberTest, DigitOfTheMovieSuffixIsSkipped) {
-  Touch("shot5.mp4");
-  Url url(Dir() + "shot12.mp4");
-  bool hit = false;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 5, nullptr, hit).ok());
-  EXPECT_TRUE(hit);
-  EXPECT_EQ(url.str(), Dir() + "shot5.mp4");
-}
-
-TEST_F(FrameNumberTest, LastDigitRunCountsWhereverItStands) {
-  Url url(Dir() + "a.b12c.png");
-  bool hit = false;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 9, nullptr, hit).ok());
-  EXPECT_EQ(url.str(), Dir() + "a.b9c.png");
-}
-
-TEST_F(FrameNumberTest, NamesWithoutAUsableNumber) {
-  // No digits at all (the 3 of "b3d" does not count), and a number at the
-  // very start of the name.
-  for (const char* name : {"frame.b3d", "0042.png", "7"}) {
-    const std::string original = Dir() + name;
+TEST(FrameNumberTest, NamesWithoutAUsableNumber) {
+  // No digits at all (the 3 of "b3d" does not count, nor those of a folder),
+  // and a number at the very start of the name.
+  TempFolder folder;
+  for (const char* name : {"frame.b3d", "0042.png", "7", "take2/plate.png"}) {
+    const std::string original = folder.File(name);
     Url url(original);
     bool found = true, hit = true;
     ASSERT_TRUE(ReplaceFrameNumber(url, 3, &found, hit).ok()) << name;
@@ -111,19 +90,11 @@ TEST_F(FrameNumberTest, NamesWithoutAUsableNumber) {
   }
 }
 
-TEST_F(FrameNumberTest, TenDigitFramesSkipTheWidthSearch) {
-  Touch("f_1234567890.png");  // exists, but is not looked for
-  Url url(Dir() + "f_1.png");
-  bool hit = true;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 1234567890, nullptr, hit).ok());
-  EXPECT_FALSE(hit);
-  EXPECT_EQ(url.str(), Dir() + "f_1234567890.png");
-}
-
-TEST_F(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
-  Touch("plate_0007.exr");
+TEST(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
+  TempFolder folder;
+  std::ofstream(folder.File("plate_0007.exr")) << "x";
   SearchPathsType paths;
-  paths.urls.push_back(Url(folder_.path().string()));
+  paths.urls.push_back(Url(folder.path().string()));
   Url url("shots/plate_0001.exr");
   bool hit = false;
   ASSERT_TRUE(ReplaceFrameNumber(url, 7, nullptr, hit, &paths).ok());
@@ -135,81 +106,61 @@ TEST_F(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
   EXPECT_EQ(plain.str(), "shots/plate_7.exr");
 }
 
-TEST_F(FrameNumberTest, DirectoryDigitsAreNotTouched) {
-  Url url("/tmp/take2/plate.png");
-  bool found = true, hit = false;
-  ASSERT_TRUE(ReplaceFrameNumber(url, 4, &found, hit).ok());
-  EXPECT_FALSE(found);
-  EXPECT_EQ(url.str(), "/tmp/take2/plate.png");
-}
-
 // ---- playback timing
 
-struct Timed {
-  TimeValue time;
-  std::string url;
-};
-
-Timed Resolve(const char* mode, double time, double length = 0, int64_t start = 1, int64_t end = 5,
-              double rate = 1) {
-  Playback p;
-  p.mode = CanonicalId(mode);
-  p.start = 0;
-  p.end = 1e9;
-  p.frameStart = start;
-  p.frameEnd = end;
-  p.frameRate = rate;
-  Url url("/nowhere/seq_1.png");
-  TimeValue t = time;
-  EXPECT_TRUE(ResolveMovieTime(p, length, url, t).ok());
-  return {t, std::string(url.GetName())};
-}
-
-TEST(PlaybackTest, PingPongRunsUpAndDownWithoutRepeatingTheEnds) {
-  // Frames 1..5 at 1 fps: duration 4, so t = 0..4 shows 1..5 and 4..8 shows 5..1.
-  const char* want[] = {"seq_1.png", "seq_2.png", "seq_3.png", "seq_4.png", "seq_5.png",
-                        "seq_4.png", "seq_3.png", "seq_2.png", "seq_1.png", "seq_2.png"};
-  for (int t = 0; t < 10; ++t) EXPECT_EQ(Resolve("pingpong", t).url, want[t]) << "t = " << t;
-  // Between whole seconds the frame is truncated on the way down as on the
-  // way up, so the last frame shows only at the turn.
-  EXPECT_EQ(Resolve("pingpong", 3.5).url, "seq_4.png");
-  EXPECT_EQ(Resolve("pingpong", 4.5).url, "seq_4.png");
-  EXPECT_DOUBLE_EQ(Resolve("pingpong", 6.5).time, 1.5);
-}
-
-TEST(PlaybackTest, LoopStartsAgainAfterTheLastFrame) {
-  EXPECT_EQ(Resolve("loop", 4.5).url, "seq_5.png");
-  EXPECT_EQ(Resolve("loop", 5.0).url, "seq_1.png");
-  EXPECT_EQ(Resolve("loop", 12.0).url, "seq_3.png");
-  EXPECT_DOUBLE_EQ(Resolve("loop", 12.0).time, 2.0);
-}
-
-TEST(PlaybackTest, OnceHoldsTheEnd) {
-  const Timed late = Resolve("once", 7.0);
-  EXPECT_DOUBLE_EQ(late.time, 5.0);
-  EXPECT_EQ(late.url, "seq_5.png");  // frame 1 + 5 = 6 is brought back to 5
-  EXPECT_EQ(Resolve("once", 2.0).url, "seq_3.png");
-  // An unknown mode behaves as "once".
-  EXPECT_EQ(Resolve("sideways", 7.0).url, "seq_5.png");
-}
-
-TEST(PlaybackTest, ClipsWithoutADuration) {
-  // frameRate 0 on a sequence: time 0 and the url as it is.
-  Timed r = Resolve("loop", 3.0, 0, 1, 5, 0);
-  EXPECT_EQ(r.time, 0.0);
-  EXPECT_EQ(r.url, "seq_1.png");
-  // A single still file.
-  r = Resolve("loop", 3.0, 0, 1, 1, 24);
-  EXPECT_EQ(r.time, 0.0);
-  EXPECT_EQ(r.url, "seq_1.png");
-}
-
-TEST(PlaybackTest, MovieUsesItsOwnLengthAndKeepsItsName) {
-  Timed r = Resolve("loop", 7.5, 2.0, 1, 5, 24);
-  EXPECT_DOUBLE_EQ(r.time, 1.5);
-  EXPECT_EQ(r.url, "seq_1.png");
-  r = Resolve("once", 7.5, 2.0, 1, 5, 24);
-  EXPECT_DOUBLE_EQ(r.time, 2.0);
+TEST(PlaybackTest, ModesMapTheTimeToAFrame) {
+  // Frames 1..5 of /nowhere/seq_1.png, unless a movie length is given.
+  struct Case {
+    const char* mode;
+    double time, length;
+    int64_t end;
+    double rate;
+    double wantTime;
+    const char* wantName;
+  } cases[] = {
+      // Ping-pong at 1 fps: duration 4, so t = 0..4 shows 1..5 and 4..8 shows
+      // 5..1, without repeating the ends (whole seconds are in the loop
+      // below). Between whole seconds the frame is truncated on the way down
+      // as on the way up, so the last frame shows only at the turn.
+      {"pingpong", 3.5, 0, 5, 1, 3.5, "seq_4.png"},
+      {"pingpong", 4.5, 0, 5, 1, 3.5, "seq_4.png"},
+      {"pingpong", 6.5, 0, 5, 1, 1.5, "seq_2.png"},
+      // Loop starts again after the last frame.
+      {"loop", 4.5, 0, 5, 1, 4.5, "seq_5.png"},
+      {"loop", 5.0, 0, 5, 1, 0, "seq_1.png"},
+      {"loop", 12.0, 0, 5, 1, 2, "seq_3.png"},
+      // Once holds the end (frame 1 + 5 = 6 is brought back to 5); an unknown
+      // mode behaves as "once".
+      {"once", 7.0, 0, 5, 1, 5, "seq_5.png"},
+      {"once", 2.0, 0, 5, 1, 2, "seq_3.png"},
+      {"sideways", 7.0, 0, 5, 1, 5, "seq_5.png"},
+      // No duration: frameRate 0 on a sequence, or a single still file.
+      {"loop", 3.0, 0, 5, 0, 0, "seq_1.png"},
+      {"loop", 3.0, 0, 1, 24, 0, "seq_1.png"},
+      // A movie uses its own length and keeps its name.
+      {"loop", 7.5, 2.0, 5, 24, 1.5, "seq_1.png"},
+      {"once", 7.5, 2.0, 5, 24, 2.0, "seq_1.png"},
+  };
+  std::vector<Case> all(std::begin(cases), std::end(cases));
+  const int pingpong[] = {1, 2, 3, 4, 5, 4, 3, 2, 1, 2};
+  for (int t = 0; t < 10; ++t) {
+    all.push_back({"pingpong", double(t), 0, 5, 1, pingpong[t] - 1.0, nullptr});
+  }
+  for (const Case& c : all) {
+    SCOPED_TRACE(std::string(c.mode) + " t = " + std::to_string(c.time));
+    Playback p;
+    p.mode = CanonicalId(c.mode);
+    p.start = 0;
+    p.end = 1e9;
+    p.frameStart = 1;
+    p.frameEnd = c.end;
+    p.frameRate = c.rate;
+    Url url("/nowhere/seq_1.png");
+    TimeValue t = c.time;
+    ASSERT_TRUE(ResolveMovieTime(p, c.length, url, t).ok());
+    EXPECT_DOUBLE_EQ(t, c.wantTime);
+    EXPECT_EQ(url.GetName(), c.wantName ? c.wantName : "seq_" + std::to_string(int(c.wantTime) + 1) + ".png");
+  }
 }
 
 TEST(PlaybackTest, PlaybackWindowShiftsAndClampsTheTime) {
@@ -247,13 +198,16 @@ class ImageNodeTest : public ::testing::Test {
     ASSERT_TRUE(RegisterCatalogue(registry_).ok());
   }
 
-  // A runner with every input set to a plain default.
-  std::unique_ptr<SingleNodeRunner> Runner(const std::string& url) {
+  // A runner with every input set to a plain default, then the given
+  // enumeration inputs.
+  std::unique_ptr<SingleNodeRunner> Runner(const std::string& url,
+                                           std::initializer_list<std::pair<const char*, const char*>> ids = {}) {
     const MicroNodeGroup* g = nullptr;
     EXPECT_TRUE(registry_.GetGroup(kImageId, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
     SetInputs(*run, url);
+    for (const auto& [port, value] : ids) EXPECT_TRUE(run->Set(port, CanonicalId(value)).ok()) << port;
     return run;
   }
   template <class R>
@@ -274,16 +228,29 @@ class ImageNodeTest : public ::testing::Test {
     EXPECT_TRUE(run.Set("defaultColor", kDefault).ok());
   }
 
-  ShadingContext At(double u, double v) {
+  ShadingContext At(double u, double v, double time = 0) {
     ShadingContext ctx;
     ctx.uvw = ctx.uvwdx = ctx.uvwdy = Vector{u, v, 0};
     ctx.messagesink = &sink_;
+    ctx.time = time;
+    return ctx;
+  }
+  ShadingContext Outside() {
+    ShadingContext ctx = At(0.5, 0.5);
+    ctx.uvwvalid = 0;
     return ctx;
   }
 
   ColorA Sample(SingleNodeRunner& run, const ShadingContext& ctx) {
     EXPECT_TRUE(run.Run(ctx).ok());
     return run.Get<ColorA>("result");
+  }
+  ColorA Sample(SingleNodeRunner& run) { return Sample(run, At(0.5, 0.5)); }
+
+  // Writes a single-colour image with `channels` channels of `value`.
+  std::string Flat(const std::string& name, float value, int w = 2, int h = 2, int channels = 3) {
+    EXPECT_EQ(WriteImage(folder_.File(name), w, h, channels, [value](int, int, int) { return value; }), "");
+    return folder_.File(name);
   }
 
   static constexpr ColorA kDefault{0.1, 0.2, 0.3, 0.4};
@@ -293,36 +260,27 @@ class ImageNodeTest : public ::testing::Test {
 };
 CoreNodeRegistry ImageNodeTest::registry_;
 
-TEST_F(ImageNodeTest, MissingFileGivesTheDefaultColourAndOneMessage) {
-  auto run = Runner(folder_.File("missing.png"));
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(Sample(*run, At(0.5, 0.5)), kDefault);
-  ASSERT_EQ(sink_.messages.size(), 1u);
-  EXPECT_NE(sink_.messages[0].find("missing.png"), std::string::npos);
-  // The size outputs are not written when there is no image.
-  EXPECT_EQ(run->Get<double>("width"), 0.0);
-  // Outside the UV square it is still the default colour, not zero.
-  ShadingContext outside = At(0.5, 0.5);
-  outside.uvwvalid = 0;
-  EXPECT_EQ(Sample(*run, outside), kDefault);
-}
-
-TEST_F(ImageNodeTest, CorruptFileGivesTheDefaultColourAndOneMessage) {
+TEST_F(ImageNodeTest, MissingOrCorruptFileGivesTheDefaultColourAndOneMessage) {
   std::ofstream(folder_.File("broken.png"), std::ios::binary) << "\x89PNG\r\n\x1a\nnot really an image at all";
-  auto run = Runner(folder_.File("broken.png"));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(Sample(*run, At(0.2, 0.7)), kDefault);
-  ASSERT_EQ(sink_.messages.size(), 1u);
-  EXPECT_NE(sink_.messages[0].find("broken.png"), std::string::npos);
-}
-
-TEST_F(ImageNodeTest, EmptyUrlIsSilentAndANullSinkIsFine) {
-  auto run = Runner("");
-  EXPECT_EQ(Sample(*run, At(0.5, 0.5)), kDefault);
+  for (const char* name : {"missing.png", "broken.png"}) {
+    SCOPED_TRACE(name);
+    sink_.messages.clear();
+    auto run = Runner(folder_.File(name));
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(Sample(*run, At(0.2, 0.7)), kDefault);
+    ASSERT_EQ(sink_.messages.size(), 1u);
+    EXPECT_NE(sink_.messages[0].find(name), std::string::npos);
+    // The size outputs are not written when there is no image.
+    EXPECT_EQ(run->Get<double>("width"), 0.0);
+    // Outside the UV square it is still the default colour, not zero.
+    EXPECT_EQ(Sample(*run, Outside()), kDefault);
+  }
+  // An empty url is silent, and a null sink is fine.
+  sink_.messages.clear();
+  EXPECT_EQ(Sample(*Runner("")), kDefault);
   EXPECT_TRUE(sink_.messages.empty());
-
-  auto missing = Runner(folder_.File("nope.exr"));
   ShadingContext ctx = At(0.5, 0.5);
   ctx.messagesink = nullptr;
-  EXPECT_EQ(Sample(*missing, ctx), kDefault);
+  EXPECT_EQ(Sample(*Runner(folder_.File("nope.exr")), ctx), kDefault);
 }
 
 TEST_F(ImageNodeTest, SamplesTheFileAndReportsItsSize) {
@@ -339,35 +297,35 @@ TEST_F(ImageNodeTest, SamplesTheFileAndReportsItsSize) {
   EXPECT_EQ(run->Get<double>("fps"), 0.0);
   EXPECT_EQ(run->Get<TimeValue>("length"), 0.0);
   EXPECT_TRUE(sink_.messages.empty());
-
   // Outside the UV square: all zero, not the default colour.
-  ShadingContext outside = At(0.5, 0.5);
-  outside.uvwvalid = 0;
-  EXPECT_EQ(Sample(*run, outside), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(Sample(*run, Outside()), (ColorA{0, 0, 0, 0}));
+
+  // A changed url is not seen: the port keeps the texture the first sample loaded.
+  const ThreadedTextureRef first = run->Get<ThreadedTextureRef>("texture");
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(run->Set("url", Url(Flat("other.exr", 0.25f))).ok());
+  EXPECT_EQ(Sample(*run, At(0.6, 0.75)), (ColorA{0.5, 0, 0.5, 1}));
+  EXPECT_EQ(run->Get<ThreadedTextureRef>("texture"), first);
 }
 
 TEST_F(ImageNodeTest, SizeOutputsAreSkippedWhenNobodyReadsThem) {
-  ASSERT_EQ(WriteImage(folder_.File("flat.exr"), 3, 5, 3, [](int, int, int) { return 0.5f; }), "");
+  const std::string flat = Flat("flat.exr", 0.5f, 3, 5);
   const MicroNodeGroup* g = nullptr;
   ASSERT_TRUE(registry_.GetGroup(kImageId, g).ok());
-  auto build = [&](bool wantSize, std::unique_ptr<Plan>& plan, std::unique_ptr<PlanInstance>& inst, NodeRef& n) {
-    plan = std::make_unique<Plan>();
-    ASSERT_TRUE(plan->AddNode(g, "image", n).ok());
-    ASSERT_TRUE(plan->BindContext(n, "context").ok());
-    ASSERT_TRUE(plan->SetOutput(n, "result").ok());
-    if (wantSize) {
-      ASSERT_TRUE(plan->RequestOutput(n, "height").ok());
-    }
-    ASSERT_TRUE(plan->Finish().ok());
-    ASSERT_TRUE(PlanInstance::Create(*plan, inst).ok());
-    InstanceInputs a{*inst, n};
-    SetInputs(a, folder_.File("flat.exr"));
-  };
   for (bool wantSize : {false, true}) {
-    std::unique_ptr<Plan> plan;
-    std::unique_ptr<PlanInstance> inst;
+    Plan plan;
     NodeRef n;
-    build(wantSize, plan, inst, n);
+    ASSERT_TRUE(plan.AddNode(g, "image", n).ok());
+    ASSERT_TRUE(plan.BindContext(n, "context").ok());
+    ASSERT_TRUE(plan.SetOutput(n, "result").ok());
+    if (wantSize) {
+      ASSERT_TRUE(plan.RequestOutput(n, "height").ok());
+    }
+    ASSERT_TRUE(plan.Finish().ok());
+    std::unique_ptr<PlanInstance> inst;
+    ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+    InstanceInputs inputs{*inst, n};
+    SetInputs(inputs, flat);
     ASSERT_TRUE(inst->Evaluate(At(0.5, 0.5)).ok());
     EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{0.5, 0.5, 0.5, 1}));
     EXPECT_EQ(inst->Get<double>(n, "height"), wantSize ? 5.0 : 0.0);
@@ -375,67 +333,45 @@ TEST_F(ImageNodeTest, SizeOutputsAreSkippedWhenNobodyReadsThem) {
   }
 }
 
-TEST_F(ImageNodeTest, FirstSampleLoadsAndLaterOnesKeepTheTexture) {
-  ASSERT_EQ(WriteImage(folder_.File("one.exr"), 2, 2, 3, [](int, int, int) { return 0.25f; }), "");
-  auto run = Runner(folder_.File("one.exr"));
-  Sample(*run, At(0.5, 0.5));
-  const ThreadedTextureRef first = run->Get<ThreadedTextureRef>("texture");
-  ASSERT_TRUE(first);
-  // A changed url is not seen: the port keeps its texture.
-  ASSERT_TRUE(run->Set("url", Url(folder_.File("other.exr"))).ok());
-  EXPECT_EQ(Sample(*run, At(0.5, 0.5)), (ColorA{0.25, 0.25, 0.25, 1}));
-  EXPECT_EQ(run->Get<ThreadedTextureRef>("texture"), first);
-}
-
 TEST_F(ImageNodeTest, NumberedSequencePicksTheFrameOfTheTime) {
-  for (int f = 1; f <= 5; ++f)
-    ASSERT_EQ(WriteImage(folder_.File("seq_" + std::to_string(f) + ".exr"), 2, 2, 3,
-                         [f](int, int, int) { return f / 10.0f; }), "");
+  for (int f = 1; f <= 5; ++f) Flat("seq_" + std::to_string(f) + ".exr", f / 10.0f);
+  auto sequence = [&](const char* mode) {
+    auto run = Runner(folder_.File("seq_1.exr"), {{"playbackMode", mode}});
+    EXPECT_TRUE(run->Set("frameStart", int64_t{1}).ok());
+    EXPECT_TRUE(run->Set("frameEnd", int64_t{5}).ok());
+    EXPECT_TRUE(run->Set("frameRate", 1.0).ok());
+    return run;
+  };
   struct Case {
     const char* mode;
     double time;
     double frame;
   } cases[] = {{"pingpong", 6.0, 3}, {"pingpong", 3.5, 4}, {"loop", 5.0, 1}, {"loop", 7.2, 3}, {"once", 9.0, 5}};
   for (const Case& c : cases) {
-    auto run = Runner(folder_.File("seq_1.exr"));
-    ASSERT_TRUE(run->Set("playbackMode", CanonicalId(c.mode)).ok());
-    ASSERT_TRUE(run->Set("frameStart", int64_t{1}).ok());
-    ASSERT_TRUE(run->Set("frameEnd", int64_t{5}).ok());
-    ASSERT_TRUE(run->Set("frameRate", 1.0).ok());
-    ShadingContext ctx = At(0.5, 0.5);
-    ctx.time = c.time;  // movieTime is unset: the context's time counts
-    EXPECT_FLOAT_EQ(static_cast<float>(Sample(*run, ctx).r), static_cast<float>(c.frame / 10)) << c.mode << " " << c.time;
+    // movieTime is unset: the context's time counts.
+    EXPECT_FLOAT_EQ(static_cast<float>(Sample(*sequence(c.mode), At(0.5, 0.5, c.time)).r),
+                    static_cast<float>(c.frame / 10)) << c.mode << " " << c.time;
   }
   // A set movieTime wins over the context's time.
-  auto run = Runner(folder_.File("seq_1.exr"));
-  ASSERT_TRUE(run->Set("frameStart", int64_t{1}).ok());
-  ASSERT_TRUE(run->Set("frameEnd", int64_t{5}).ok());
-  ASSERT_TRUE(run->Set("frameRate", 1.0).ok());
+  auto run = sequence("loop");
   ASSERT_TRUE(run->Set("movieTime", 1.5).ok());
-  ShadingContext ctx = At(0.5, 0.5);
-  ctx.time = 3.5;
-  EXPECT_FLOAT_EQ(static_cast<float>(Sample(*run, ctx).r), 0.2f);
+  EXPECT_FLOAT_EQ(static_cast<float>(Sample(*run, At(0.5, 0.5, 3.5)).r), 0.2f);
   EXPECT_TRUE(sink_.messages.empty());
 }
 
 TEST_F(ImageNodeTest, MovieFramesAreSubimages) {
-  // An animated GIF at 10 frames per second: frame f is grey f / 2.
+  // An animated GIF at 10 frames per second: frame f is grey f / 2. At 0.35 s
+  // a 0.3 s clip loops back to frame 0.
   ASSERT_EQ(WriteFrames(folder_.File("clip.gif"), 4, 4, 3, 10,
                         [](int f, int, int, int) { return f / 2.0f; }), "");
-  const double want[] = {0.0, 0.5, 1.0};
-  for (int f = 0; f < 3; ++f) {
-    auto run = Runner(folder_.File("clip.gif"));
-    ASSERT_TRUE(run->Set("mode", CanonicalId("raw")).ok());
-    ASSERT_TRUE(run->Set("movieTime", f * 0.1 + 0.05).ok());
-    EXPECT_NEAR(Sample(*run, At(0.5, 0.5)).r, want[f], 1.0 / 255) << "frame " << f;
+  const std::pair<double, double> cases[] = {{0.05, 0.0}, {0.15, 0.5}, {0.25, 1.0}, {0.35, 0.0}};
+  for (const auto& [time, grey] : cases) {
+    auto run = Runner(folder_.File("clip.gif"), {{"mode", "raw"}});
+    ASSERT_TRUE(run->Set("movieTime", time).ok());
+    EXPECT_NEAR(Sample(*run).r, grey, 1.0 / 255) << "time " << time;
     EXPECT_DOUBLE_EQ(run->Get<double>("fps"), 10.0);
     EXPECT_DOUBLE_EQ(run->Get<TimeValue>("length"), 0.3);
   }
-  // Looping: 0.35 s into a 0.3 s clip is frame 0 again.
-  auto run = Runner(folder_.File("clip.gif"));
-  ASSERT_TRUE(run->Set("mode", CanonicalId("raw")).ok());
-  ASSERT_TRUE(run->Set("movieTime", 0.35).ok());
-  EXPECT_NEAR(Sample(*run, At(0.5, 0.5)).r, 0.0, 1.0 / 255);
 }
 
 TEST_F(ImageNodeTest, MoviesThroughTheFfmpegReader) {
@@ -445,22 +381,15 @@ TEST_F(ImageNodeTest, MoviesThroughTheFfmpegReader) {
   ASSERT_EQ(tessaroc::testing::WriteMjpegAvi(folder_.File("clip.avi"), 16, 16, 4, 5,
                                              [](int f, int, int, int) { return f / 3.0f; }), "");
   for (int f = 0; f < 4; ++f) {
-    auto run = Runner(folder_.File("clip.avi"));
-    ASSERT_TRUE(run->Set("mode", CanonicalId("raw")).ok());
-    ShadingContext ctx = At(0.5, 0.5);
-    ctx.time = f * 0.2 + 0.1;
-    EXPECT_NEAR(Sample(*run, ctx).r, f / 3.0, 0.06) << "frame " << f;
+    auto run = Runner(folder_.File("clip.avi"), {{"mode", "raw"}});
+    EXPECT_NEAR(Sample(*run, At(0.5, 0.5, f * 0.2 + 0.1)).r, f / 3.0, 0.06) << "frame " << f;
     EXPECT_DOUBLE_EQ(run->Get<double>("fps"), 5.0);
     EXPECT_DOUBLE_EQ(run->Get<TimeValue>("length"), 0.8);
     EXPECT_EQ(run->Get<double>("width"), 16.0);
   }
   // Ping-pong over the movie's own length: 1.1 s is 0.5 s on the way back.
-  auto run = Runner(folder_.File("clip.avi"));
-  ASSERT_TRUE(run->Set("mode", CanonicalId("raw")).ok());
-  ASSERT_TRUE(run->Set("playbackMode", CanonicalId("pingpong")).ok());
-  ShadingContext ctx = At(0.5, 0.5);
-  ctx.time = 1.1;
-  EXPECT_NEAR(Sample(*run, ctx).r, 2 / 3.0, 0.06);
+  auto run = Runner(folder_.File("clip.avi"), {{"mode", "raw"}, {"playbackMode", "pingpong"}});
+  EXPECT_NEAR(Sample(*run, At(0.5, 0.5, 1.1)).r, 2 / 3.0, 0.06);
   EXPECT_TRUE(sink_.messages.empty());
 }
 
@@ -470,21 +399,13 @@ TEST_F(ImageNodeTest, ColourConversionFollowsModeAndImageFlag) {
                        OIIO::TypeDesc::UINT8), "");
   // Linear value of sRGB 128/255: python3 -c "c=128/255; print(((c+0.055)/1.055)**2.4)"
   const double linear = 0.21586050011389926;
-  auto converted = Runner(folder_.File("srgb.png"));
-  EXPECT_NEAR(Sample(*converted, At(0.5, 0.5)).g, linear, 1e-6);
-
-  auto raw = Runner(folder_.File("srgb.png"));
-  ASSERT_TRUE(raw->Set("mode", CanonicalId("raw")).ok());
-  EXPECT_NEAR(Sample(*raw, At(0.5, 0.5)).g, 128 / 255.0, 1e-6);
-
-  auto flagged = Runner(folder_.File("srgb.png"));
+  const std::string file = folder_.File("srgb.png");
+  EXPECT_NEAR(Sample(*Runner(file)).g, linear, 1e-6);
+  EXPECT_NEAR(Sample(*Runner(file, {{"mode", "raw"}})).g, 128 / 255.0, 1e-6);
+  EXPECT_NEAR(Sample(*Runner(file, {{"mode", "force32bit"}})).g, linear, 1e-6);
   ShadingContext ctx = At(0.5, 0.5);
   ctx.imageflag = 1;  // as bump sets it: the values are heights
-  EXPECT_NEAR(Sample(*flagged, ctx).g, 128 / 255.0, 1e-6);
-
-  auto floats = Runner(folder_.File("srgb.png"));
-  ASSERT_TRUE(floats->Set("mode", CanonicalId("force32bit")).ok());
-  EXPECT_NEAR(Sample(*floats, At(0.5, 0.5)).g, linear, 1e-6);
+  EXPECT_NEAR(Sample(*Runner(file), ctx).g, 128 / 255.0, 1e-6);
 }
 
 TEST_F(ImageNodeTest, AlphaSettings) {
@@ -492,11 +413,7 @@ TEST_F(ImageNodeTest, AlphaSettings) {
               const float v[] = {0.2f, 0.4f, 0.1f, 0.5f};
               return v[c];
             }), "");
-  auto read = [&](const char* alpha) {
-    auto run = Runner(folder_.File("rgba.exr"));
-    EXPECT_TRUE(run->Set("alpha", CanonicalId(alpha)).ok());
-    return Sample(*run, At(0.5, 0.5));
-  };
+  auto read = [&](const char* alpha) { return Sample(*Runner(folder_.File("rgba.exr"), {{"alpha", alpha}})); };
   const ColorA straight = read("straight");
   EXPECT_NEAR(straight.r, 0.2, 1e-7);
   EXPECT_NEAR(straight.a, 0.5, 1e-7);
@@ -511,66 +428,57 @@ TEST_F(ImageNodeTest, AlphaSettings) {
   EXPECT_NEAR(read("something else").r, 0.2, 1e-7);
 }
 
-TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroup) {
+TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroupOrANamedPart) {
   const std::vector<std::string> names = {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"};
   ASSERT_EQ(WriteImage(folder_.File("layers.exr"), 2, 2, 6, [](int, int, int c) { return 0.1f * (c + 1); },
                        OIIO::TypeDesc::FLOAT, names), "");
-  auto run = Runner(folder_.File("layers.exr"));
-  LayerSet layout;
-  layout.layers.push_back(String("gloss"));
-  ASSERT_TRUE(run->Set("layerSet", layout).ok());
-  const ColorA c = Sample(*run, At(0.5, 0.5));
-  EXPECT_NEAR(c.r, 0.4, 1e-6);
-  EXPECT_NEAR(c.b, 0.6, 1e-6);
-  EXPECT_EQ(c.a, 1.0);
-
-  auto missing = Runner(folder_.File("layers.exr"));
-  LayerSet other;
-  other.layers.push_back(String("diffuse"));
-  ASSERT_TRUE(missing->Set("layerSet", other).ok());
-  EXPECT_EQ(Sample(*missing, At(0.5, 0.5)), kDefault);
-  ASSERT_EQ(sink_.messages.size(), 1u);
-  EXPECT_NE(sink_.messages[0].find("diffuse"), std::string::npos);
-}
-
-TEST_F(ImageNodeTest, LayerSetSelectsANamedPart) {
   // A two-part EXR: "beauty" at 0.25, "depth" at 0.75.
-  const std::string path = folder_.File("parts.exr");
-  auto out = OIIO::ImageOutput::create(path);
+  const std::string parts = folder_.File("parts.exr");
+  auto out = OIIO::ImageOutput::create(parts);
   ASSERT_TRUE(out && out->supports("multiimage"));
   OIIO::ImageSpec layouts[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
                               OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
   layouts[0].attribute("oiio:subimagename", "beauty");
   layouts[1].attribute("oiio:subimagename", "depth");
-  ASSERT_TRUE(out->open(path, 2, layouts));
+  ASSERT_TRUE(out->open(parts, 2, layouts));
   for (int part = 0; part < 2; ++part) {
     if (part > 0) {
-      ASSERT_TRUE(out->open(path, layouts[part], OIIO::ImageOutput::AppendSubimage));
+      ASSERT_TRUE(out->open(parts, layouts[part], OIIO::ImageOutput::AppendSubimage));
     }
     const std::vector<float> data(12, part ? 0.75f : 0.25f);
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));
   }
   ASSERT_TRUE(out->close());
 
-  auto run = Runner(path);
-  LayerSet layers;
-  layers.layers.push_back(String("missing"));  // the first layer the file has counts
-  layers.layers.push_back(String("depth"));
-  ASSERT_TRUE(run->Set("layerSet", layers).ok());
-  EXPECT_EQ(Sample(*run, At(0.5, 0.5)), (ColorA{0.75, 0.75, 0.75, 1}));
-  EXPECT_EQ(Sample(*Runner(path), At(0.5, 0.5)), (ColorA{0.25, 0.25, 0.25, 1}));
+  auto withLayers = [&](const std::string& file, std::initializer_list<const char*> layers) {
+    auto run = Runner(file);
+    LayerSet set;
+    for (const char* l : layers) set.layers.push_back(String(l));
+    EXPECT_TRUE(run->Set("layerSet", set).ok());
+    return Sample(*run);
+  };
+  const ColorA gloss = withLayers(folder_.File("layers.exr"), {"gloss"});
+  EXPECT_NEAR(gloss.r, 0.4, 1e-6);
+  EXPECT_NEAR(gloss.b, 0.6, 1e-6);
+  EXPECT_EQ(gloss.a, 1.0);
+  // The first layer the file has counts; no layers is the first part.
+  EXPECT_EQ(withLayers(parts, {"missing", "depth"}), (ColorA{0.75, 0.75, 0.75, 1}));
+  EXPECT_EQ(withLayers(parts, {}), (ColorA{0.25, 0.25, 0.25, 1}));
   EXPECT_TRUE(sink_.messages.empty());
+
+  EXPECT_EQ(withLayers(folder_.File("layers.exr"), {"diffuse"}), kDefault);
+  ASSERT_EQ(sink_.messages.size(), 1u);
+  EXPECT_NE(sink_.messages[0].find("diffuse"), std::string::npos);
 }
 
 TEST_F(ImageNodeTest, SearchPathsFindRelativeNames) {
-  ASSERT_EQ(WriteImage(folder_.File("found.exr"), 2, 2, 3, [](int, int, int) { return 0.75f; }), "");
+  Flat("found.exr", 0.75f);
   SearchPathsType paths;
   paths.urls.push_back(Url("/definitely/not/here"));
   paths.urls.push_back(Url(folder_.path().string()));
-  auto run = Runner("textures/found.exr");
   ShadingContext ctx = At(0.5, 0.5);
   ctx.searchpaths = &paths;
-  EXPECT_EQ(Sample(*run, ctx), (ColorA{0.75, 0.75, 0.75, 1}));
+  EXPECT_EQ(Sample(*Runner("textures/found.exr"), ctx), (ColorA{0.75, 0.75, 0.75, 1}));
   EXPECT_TRUE(sink_.messages.empty());
 }
 
@@ -579,22 +487,18 @@ TEST_F(ImageNodeTest, FootprintAndBlurWidenTheFilter) {
   // grey, a point sample sees black or white.
   ASSERT_EQ(WriteImage(folder_.File("fine.exr"), 64, 64, 3,
                        [](int x, int y, int) { return static_cast<float>((x + y) % 2); }), "");
-  auto point = Runner(folder_.File("fine.exr"));
-  ASSERT_TRUE(point->Set("interpolation", CanonicalId("mip")).ok());
-  const double p = Sample(*point, At(32.5 / 64, 32.5 / 64)).r;
+  const std::string fine = folder_.File("fine.exr");
+  const double p = Sample(*Runner(fine, {{"interpolation", "mip"}}), At(32.5 / 64, 32.5 / 64)).r;
   EXPECT_TRUE(p < 0.05 || p > 0.95) << p;
 
-  auto blurred = Runner(folder_.File("fine.exr"));
-  ASSERT_TRUE(blurred->Set("interpolation", CanonicalId("mip")).ok());
+  auto blurred = Runner(fine, {{"interpolation", "mip"}});
   ASSERT_TRUE(blurred->Set("blur", 0.25).ok());
   EXPECT_NEAR(Sample(*blurred, At(0.5 + 0.25 / 64, 0.5 + 0.25 / 64)).r, 0.5, 0.02);
 
-  auto wide = Runner(folder_.File("fine.exr"));
-  ASSERT_TRUE(wide->Set("interpolation", CanonicalId("mip")).ok());
   ShadingContext ctx = At(0.5 + 0.25 / 64, 0.5 + 0.25 / 64);
   ctx.uvwdx.x += 0.25;
   ctx.uvwdy.y += 0.25;
-  EXPECT_NEAR(Sample(*wide, ctx).r, 0.5, 0.02);
+  EXPECT_NEAR(Sample(*Runner(fine, {{"interpolation", "mip"}}), ctx).r, 0.5, 0.02);
 }
 
 }  // namespace

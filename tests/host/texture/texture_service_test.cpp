@@ -37,11 +37,12 @@ class TextureServiceTest : public ::testing::Test {
     EXPECT_TRUE(threaded->Init(texture).ok());
     return threaded;
   }
-  // Red = (column + 1) / 4, green = (row from the top + 1) / 4.
-  void WriteRamp4() {
-    ASSERT_EQ(WriteImage(folder_.File("ramp4.exr"), 4, 4, 3,
+  // 4 x 4 pixels: red = (column + 1) / 4, green = (row from the top + 1) / 4.
+  pattern::ThreadedTextureRef Ramp4() {
+    EXPECT_EQ(WriteImage(folder_.File("ramp4.exr"), 4, 4, 3,
                          [](int x, int y, int c) { return c == 0 ? (x + 1) / 4.0f : c == 1 ? (y + 1) / 4.0f : 0.0f; }),
               "");
+    return Load("ramp4.exr");
   }
   static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kExtend,
                    uint8_t wv = kExtend, double du = 0, double dv = 0) {
@@ -50,9 +51,8 @@ class TextureServiceTest : public ::testing::Test {
   TempFolder folder_;
 };
 
-TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUp) {
-  WriteRamp4();
-  auto t = Load("ramp4.exr");
+TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUpAndBilinearMixesNeighbours) {
+  auto t = Ramp4();
   ASSERT_NE(t->GetImage(), nullptr);
   for (int x = 0; x < 4; ++x) {
     for (int y = 0; y < 4; ++y) {
@@ -63,11 +63,15 @@ TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUp) {
       EXPECT_EQ(c.a, 1.0);
     }
   }
+  // Half-way between the centres of columns 0 and 1 (u = 0.25).
+  EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpBilinear).r, 0.375, 1e-6);
+  EXPECT_NEAR(At(*t, 0.3125, 0.5, kInterpBilinear).r, 0.4375, 1e-6);
+  // Repeat mixes the last column with the first across the edge.
+  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kRepeat).r, (1.0 + 0.25) / 2, 1e-6);
 }
 
 TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
-  WriteRamp4();
-  auto t = Load("ramp4.exr");
+  auto t = Ramp4();
   // u = 1.375: repeat lands on column 1, mirror on column 2, extend holds
   // column 3, clamp is black.
   const double u = 1.375, v = 0.5;
@@ -86,16 +90,6 @@ TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
   EXPECT_EQ(At(*t, u, v, kInterpClosest, 7).r, 1.0);
 }
 
-TEST_F(TextureServiceTest, BilinearMixesNeighbours) {
-  WriteRamp4();
-  auto t = Load("ramp4.exr");
-  // Half-way between the centres of columns 0 and 1 (u = 0.25).
-  EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpBilinear).r, 0.375, 1e-6);
-  EXPECT_NEAR(At(*t, 0.3125, 0.5, kInterpBilinear).r, 0.4375, 1e-6);
-  // Repeat mixes the last column with the first across the edge.
-  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kRepeat).r, (1.0 + 0.25) / 2, 1e-6);
-}
-
 TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
   ASSERT_EQ(WriteImage(folder_.File("ramp16.exr"), 16, 16, 1, [](int x, int, int) { return x / 15.0f; }), "");
   auto t = Load("ramp16.exr");
@@ -112,8 +106,7 @@ TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
 }
 
 TEST_F(TextureServiceTest, SatBoxAveragesPixelsUnderEachWrapMode) {
-  WriteRamp4();
-  auto t = Load("ramp4.exr");
+  auto t = Ramp4();
   // A box over columns 0 and 1 and all rows.
   ColorA c = At(*t, 0.25, 0.5, kInterpSat, kExtend, kExtend, 0.5, 1.0);
   EXPECT_NEAR(c.r, 0.375, 1e-9);
@@ -200,8 +193,7 @@ TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
 }
 
 TEST_F(TextureServiceTest, NonFiniteCoordinatesAreHarmless) {
-  WriteRamp4();
-  auto t = Load("ramp4.exr");
+  auto t = Ramp4();
   const double nan = std::nan(""), inf = HUGE_VAL;
   for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic})
     for (uint8_t wrap = 0; wrap < 4; ++wrap)
@@ -214,7 +206,7 @@ TEST_F(TextureServiceTest, NonFiniteCoordinatesAreHarmless) {
       }
 }
 
-TEST_F(TextureServiceTest, DetailsAndEmptyTextures) {
+TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
   ASSERT_EQ(WriteImage(folder_.File("wide.exr"), 6, 3, 4, [](int, int, int) { return 1.0f; }), "");
   auto t = Load("wide.exr", true);
   pattern::TextureDetails d;
@@ -232,9 +224,8 @@ TEST_F(TextureServiceTest, DetailsAndEmptyTextures) {
   EXPECT_EQ(none->GetImage(), nullptr);
   EXPECT_TRUE(none->GetDetails(d).failed());
   EXPECT_EQ(none->Sample(0.5, 0.5, 0, 0, 0, 0, kInterpMip, true, 0, false), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(TextureServiceTest, LoadFailuresSayWhatWentWrong) {
+  // Load failures say what went wrong.
   pattern::TextureRef texture;
   TimeValue time = 0;
   Result r = OiioTextureService().LoadTexture(Url(folder_.File("absent.tif")), nullptr, false, LayerSet{}, time,
