@@ -194,14 +194,6 @@ TEST(PointGenerator, DensitySeesTheSearchPaths) {
   EXPECT_EQ(count, 2u);
 }
 
-TEST(PointGenerator, RadicalInverseDigits) {
-  EXPECT_EQ(RadicalInverse(0, 2), 0.0);
-  EXPECT_EQ(RadicalInverse(1, 2), 0.5);
-  EXPECT_EQ(RadicalInverse(6, 2), 0.375);  // 110 -> 0.011
-  EXPECT_DOUBLE_EQ(RadicalInverse(7, 5), 0.44);  // 12 in base 5 -> 0.21
-  EXPECT_DOUBLE_EQ(RadicalInverse(5, 3), 2.0 / 3.0 + 1.0 / 9.0);
-}
-
 // ---- cells
 
 CellsResult Cells(const std::vector<Vector2d>& points, double u, double v, const char* mode, double e) {
