@@ -225,7 +225,7 @@ TEST_F(NoiseNodesTest, TableCopiesShareTheObjectAndMovesEmptyTheSource) {
 
 // ---- noise
 
-TEST_F(NoiseNodesTest, PositionFootprintTimeAndOctavesCrossIn32BitsAfter64BitArithmetic) {
+TEST_F(NoiseNodesTest, ArgumentsCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGivesZero) {
   Build(kNoiseId, kRecordingId);
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Set<double>(main_, "animationSpeed", 0.1).ok());
@@ -240,6 +240,11 @@ TEST_F(NoiseNodesTest, PositionFootprintTimeAndOctavesCrossIn32BitsAfter64BitAri
   EXPECT_EQ(Eval(ctx), 0.25);
   // The footprint is 0: the derivatives equal uvw.
   EXPECT_EQ(Recorded().last, (Call{3, 0.9385958909988403f, 2.0f, 3.0f, true, static_cast<float>(0.1 * 0.7), 2.7f, 0.0f}));
+  EXPECT_EQ(Recorded().calls, 1);
+  // An invalid uvw gives zero without calling the object.
+  ctx.uvwvalid = 0;
+  EXPECT_EQ(Eval(ctx), 0.0);
+  EXPECT_EQ(Recorded().calls, 1);
 }
 
 TEST_F(NoiseNodesTest, FootprintIsTheMeanSpreadTimesTenRoundedBeforeTheMultiply) {
@@ -269,17 +274,6 @@ TEST_F(NoiseNodesTest, FootprintIsTheMeanSpreadTimesTenRoundedBeforeTheMultiply)
   ctx.uvwdx.y = kNaN;
   Eval(ctx);
   EXPECT_EQ(Recorded().last.footprint, 0.0f);
-}
-
-TEST_F(NoiseNodesTest, InvalidUvwGivesZeroWithoutCallingTheObject) {
-  Build(kNoiseId, kRecordingId);
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ShadingContext ctx;
-  ctx.uvw = {0.4, 0.5, 0.6};
-  EXPECT_EQ(Eval(ctx), 0.25);
-  ctx.uvwvalid = 0;
-  EXPECT_EQ(Eval(ctx), 0.0);
-  EXPECT_EQ(Recorded().calls, 1);
 }
 
 TEST_F(NoiseNodesTest, NoiseNodeReturnsTheLibrarysValueUnchanged) {

@@ -120,7 +120,7 @@ class VoronoiNodesTest : public ::testing::Test {
 
 // ---- voronoinoisepre
 
-TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStays) {
+TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStaysAndReportsFailures) {
   Build(kVoronoiNoiseId, 7);
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Prepare().ok());
@@ -136,11 +136,9 @@ TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStays) {
   EXPECT_EQ(scripted_.allocs, 2);
   EXPECT_EQ(scripted_.frees, 1);  // the replaced object is released
   EXPECT_EQ(static_cast<const ScriptedVoronoi::Object*>(Table().noise.get())->seed, 8u);
-}
 
-TEST_F(VoronoiNodesTest, PreNodeReportsMissingMemoryOrLibrary) {
-  Build(kVoronoiNoiseId, 7);
-  ASSERT_TRUE(inst_->Prepare().ok());
+  // Missing memory or a missing library is reported; the old object is released.
+  scripted_.frees = 0;
   scripted_.failAlloc = true;
   ASSERT_TRUE(inst_->Set<uint32_t>(pre_, "seed", 9u).ok());
   EXPECT_TRUE(inst_->Prepare().Is(errors::kOutOfMemory));
@@ -273,21 +271,7 @@ TEST_F(VoronoiNodesTest, LibraryCellsAreOrderedAndStable) {
 
 // ---- flakes
 
-TEST_F(VoronoiNodesTest, FlakesOutsideTheDensityKeepTheShadingNormal) {
-  Build(kFlakesId);
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.3).ok());
-  Eval({0.05, 0.05, 0}, {0, 2, 0});  // scale 1: position x 10 -> F1 = 0.5
-  EXPECT_EQ(scripted_.lookups.back().x, 0.5f);
-  EXPECT_EQ(Out<Vector>("normal"), (Vector{0, 2, 0}));  // not even normalised
-  EXPECT_EQ(Out<int64_t>("index"), 0);
-  EXPECT_FALSE(Out<bool>("mask"));
-  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.5).ok());  // equal is not inside
-  Eval({0.05, 0.05, 0}, {0, 2, 0});
-  EXPECT_FALSE(Out<bool>("mask"));
-}
-
-TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurface) {
+TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurfaceInsideTheDensity) {
   Build(kFlakesId);
   ASSERT_TRUE(inst_->Prepare().ok());
   Eval({0.52, 0.01, 0}, {0, 0, 1});  // position (5.2, 0.1): id 5, F1 0.2
@@ -300,6 +284,17 @@ TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurface) {
   EXPECT_TRUE(Out<bool>("mask"));
   Eval({0.52, 0.01, 0}, {0, 0, -1});  // the other side: the flake turns over
   EXPECT_NEAR(Out<Vector>("normal").z, -0.929070776263585, 1e-12);
+
+  // Outside the density the shading normal is kept, not even normalised.
+  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.3).ok());
+  Eval({0.05, 0.05, 0}, {0, 2, 0});  // scale 1: position x 10 -> F1 = 0.5
+  EXPECT_EQ(scripted_.lookups.back().x, 0.5f);
+  EXPECT_EQ(Out<Vector>("normal"), (Vector{0, 2, 0}));
+  EXPECT_EQ(Out<int64_t>("index"), 0);
+  EXPECT_FALSE(Out<bool>("mask"));
+  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.5).ok());  // equal is not inside
+  Eval({0.05, 0.05, 0}, {0, 2, 0});
+  EXPECT_FALSE(Out<bool>("mask"));
 }
 
 TEST_F(VoronoiNodesTest, FlakeIntensityBlendsFromTheNormalAndTheResultIsUnitLength) {
