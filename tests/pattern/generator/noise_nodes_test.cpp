@@ -239,7 +239,8 @@ TEST_F(NoiseNodesTest, ArgumentsCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGi
   ctx.time = 0.7;
   EXPECT_EQ(Eval(ctx), 0.25);
   // The footprint is 0: the derivatives equal uvw.
-  EXPECT_EQ(Recorded().last, (Call{3, 0.9385958909988403f, 2.0f, 3.0f, true, static_cast<float>(0.1 * 0.7), 2.7f, 0.0f}));
+  const float time = static_cast<float>(0.1 * 0.7);
+  EXPECT_EQ(Recorded().last, (Call{3, 0.9385958909988403f, 2.0f, 3.0f, true, time, 2.7f, 0.0f}));
   EXPECT_EQ(Recorded().calls, 1);
   // An invalid uvw gives zero without calling the object.
   ctx.uvwvalid = 0;
