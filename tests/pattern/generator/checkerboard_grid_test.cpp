@@ -1,11 +1,15 @@
-// Checkerboard and grid, run through their registered kernels.
+// Checkerboard and grid, run through their registered kernels, and a placed
+// board sampled from several threads.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <thread>
+#include <vector>
 
 #include "../pattern_test_util.h"
 #include "color_recorder.h"
+#include "core/function.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/generator/checkerboard_node.h"
 #include "pattern/generator/grid_node.h"
@@ -48,6 +52,25 @@ class CheckerboardTest : public ::testing::Test {
   std::unique_ptr<SingleNodeRunner> run;
 };
 
+// A checkerboard reading a placement2d, with the given colour functions.
+struct PlacedBoard {
+  PlacedBoard(const testutil::Placement2dSettings& placement, const FunctionInterface* color1,
+              const FunctionInterface* color2) {
+    EXPECT_TRUE(plan.AddNode(testutil::Group(kCheckerboardId), "board", board).ok());
+    EXPECT_TRUE(testutil::AddPlacement(plan, placement, place));
+    EXPECT_TRUE(plan.BindContext(board, "context").ok());
+    EXPECT_TRUE(plan.Link(board, "contextLocal", place, "result").ok());
+    EXPECT_TRUE(plan.SetFunction(board, "color1", color1).ok());
+    EXPECT_TRUE(plan.SetFunction(board, "color2", color2).ok());
+    EXPECT_TRUE(plan.SetOutput(board, "result").ok());
+    EXPECT_TRUE(plan.Finish().ok());
+    EXPECT_TRUE(PlanInstance::Create(plan, inst).ok());
+  }
+  Plan plan;
+  NodeRef place, board;
+  std::unique_ptr<PlanInstance> inst;
+};
+
 // The share of [frac >= 0.5] over [a, b], by brute force: n midpoint samples.
 double HighShare(double a, double b) {
   if (b <= a) {
@@ -78,66 +101,62 @@ double BruteForceShare(double x, double y, double hu, double hv, bool clipAtBord
   return a * (1 - b) + (1 - a) * b;
 }
 
-TEST_F(CheckerboardTest, WithoutFootprintTheBoardIsHard) {
-  EXPECT_EQ(Share(Sample(0.25, 0.25, 0, 0)), 0.0);
-  EXPECT_EQ(Share(Sample(0.75, 0.25, 0, 0)), 1.0);
-  EXPECT_EQ(Share(Sample(0.75, 0.75, 0, 0)), 0.0);
-  EXPECT_EQ(Share(Sample(3.25, -0.25, 0, 0)), 1.0);  // repeats, also below 0
-  // Exactly 0.5 counts as the low half here.
-  EXPECT_EQ(Share(Sample(0.5, 0.25, 0, 0)), 0.0);
-  EXPECT_EQ(Out().a, 1.0);
-}
-
-TEST_F(CheckerboardTest, CoverageOfAFootprintAcrossSquareEdgesMatchesSupersampling) {
+TEST_F(CheckerboardTest, SharpSamplesAndTheirWrapModes) {
   struct Case {
     double u, v, du, dv;
+    uint8_t mode;
+    double share;
   } cases[] = {
-      {0.49, 0.3, 0.05, 0.02},    // straddles the vertical edge
-      {0.98, 0.51, 0.04, 0.03},   // near a corner, across the cell border
-      {0.02, 0.97, 0.3, 0.2},     // wide, across both borders
-      {0.7, 0.45, 0.21, 0.11},
-      {0.26, 0.74, 0.6, 0.9},     // wider than a square: limited to 0.5
-      {0.5, 0.5, 0.1, 0.1},       // centred on a corner: half and half
-      {0.1, 0.2, 0.05, 0.05},     // wholly inside: one colour
+      {0.25, 0.25, 0, 0, kWrapRepeat, 0.0},
+      {0.75, 0.25, 0, 0, kWrapRepeat, 1.0},
+      {0.75, 0.75, 0, 0, kWrapRepeat, 0.0},
+      {3.25, -0.25, 0, 0, kWrapRepeat, 1.0},  // repeats, also below 0
+      {0.5, 0.25, 0, 0, kWrapRepeat, 0.0},    // without a footprint exactly 0.5 counts as the low half
+      {0.5, 0.25, 0, 0.01, kWrapRepeat, 1.0},  // with one in v only it counts as the high half
+      {1.3, 0.25, 0, 0, kWrapClamp, 1.0},     // clamp keeps x = 0.99999 in the last column
+      {1.3, 0.25, 0, 0, kWrapRepeat, 0.0},    // x = 0.3
+      {-4.0, 0.75, 0, 0, kWrapClamp, 1.0},    // x = 0
   };
   for (const Case& k : cases) {
-    const double want = BruteForceShare(k.u, k.v, std::min(k.du, 0.5), std::min(k.dv, 0.5), false);
-    EXPECT_NEAR(Share(Sample(k.u, k.v, k.du, k.dv)), want, 2e-5) << k.u << ", " << k.v;
+    SCOPED_TRACE(::testing::Message() << k.u << ", " << k.v << " mode " << int(k.mode));
+    EXPECT_EQ(Share(Sample(k.u, k.v, k.du, k.dv, k.mode)), k.share);
+    EXPECT_EQ(Out().a, 1.0);
   }
 }
 
-TEST_F(CheckerboardTest, OneSidedFootprintBlendsAlongThatAxisOnly) {
-  // Footprint in u alone: the v axis adds no edge even next to one.
-  EXPECT_NEAR(Share(Sample(0.48, 0.499, 0.05, 0)), BruteForceShare(0.48, 0.499, 0.05, 0, false), 2e-5);
-  EXPECT_NEAR(Share(Sample(0.3, 0.52, 0, 0.05)), BruteForceShare(0.3, 0.52, 0, 0.05, false), 2e-5);
-  // Well inside along the footprint's axis: a single colour.
+TEST_F(CheckerboardTest, CoverageOfAFootprintMatchesSupersampling) {
+  // Clamp and mirror cut the footprint at the border of the square pair;
+  // repeat lets it run on into the next cell.
+  struct Case {
+    double u, v, du, dv;
+    uint8_t mode;
+  } cases[] = {
+      {0.49, 0.3, 0.05, 0.02, kWrapRepeat},   // straddles the vertical edge
+      {0.98, 0.51, 0.04, 0.03, kWrapRepeat},  // near a corner, across the cell border
+      {0.02, 0.97, 0.3, 0.2, kWrapRepeat},    // wide, across both borders
+      {0.7, 0.45, 0.21, 0.11, kWrapRepeat},
+      {0.26, 0.74, 0.6, 0.9, kWrapRepeat},    // wider than a square: limited to 0.5
+      {0.5, 0.5, 0.1, 0.1, kWrapRepeat},      // centred on a corner: half and half
+      {0.1, 0.2, 0.05, 0.05, kWrapRepeat},    // wholly inside: one colour
+      {0.48, 0.499, 0.05, 0, kWrapRepeat},    // footprint in u alone: v adds no edge even next to one
+      {0.3, 0.52, 0, 0.05, kWrapRepeat},
+      {0.9, 0.3, 0.2, 0.05, kWrapRepeat},
+      {0.9, 0.3, 0.2, 0.05, kWrapClamp},
+      {0.1, 0.7, 0.15, 0.3, kWrapClamp},
+      {0.9, 0.3, 0.2, 0.05, kWrapMirror},
+      {0.1, 0.7, 0.15, 0.3, kWrapMirror},
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(::testing::Message() << k.u << ", " << k.v << " mode " << int(k.mode));
+    const double want = BruteForceShare(k.u, k.v, std::min(k.du, 0.5), std::min(k.dv, 0.5), k.mode != kWrapRepeat);
+    EXPECT_NEAR(Share(Sample(k.u, k.v, k.du, k.dv, k.mode)), want, 2e-5);
+  }
+  // The cut makes a difference for the case above.
+  EXPECT_GT(std::fabs(BruteForceShare(0.9, 0.3, 0.2, 0.05, true) - BruteForceShare(0.9, 0.3, 0.2, 0.05, false)), 0.05);
+  // Well inside along a one-sided footprint's axis: a single colour.
   c1.calls = c2.calls = 0;
   EXPECT_EQ(Share(Sample(0.25, 0.499, 0.05, 0)), 0.0);
   EXPECT_EQ(c2.calls, 0);
-}
-
-TEST_F(CheckerboardTest, ClampAndMirrorCutTheFootprintAtTheBorder) {
-  for (uint8_t mode : {kWrapClamp, kWrapMirror}) {
-    // x = 0.9 with a footprint past the cell border at 1: the part beyond
-    // does not count.
-    EXPECT_NEAR(Share(Sample(0.9, 0.3, 0.2, 0.05, mode)), BruteForceShare(0.9, 0.3, 0.2, 0.05, true), 2e-5);
-    EXPECT_NEAR(Share(Sample(0.1, 0.7, 0.15, 0.3, mode)), BruteForceShare(0.1, 0.7, 0.15, 0.3, true), 2e-5);
-  }
-  // Repeat lets the same footprint run on into the next cell.
-  EXPECT_NEAR(Share(Sample(0.9, 0.3, 0.2, 0.05)), BruteForceShare(0.9, 0.3, 0.2, 0.05, false), 2e-5);
-  EXPECT_GT(std::fabs(BruteForceShare(0.9, 0.3, 0.2, 0.05, true) - BruteForceShare(0.9, 0.3, 0.2, 0.05, false)), 0.05);
-}
-
-TEST_F(CheckerboardTest, ClampKeepsCoordinatesBeyondOneInTheLastColumn) {
-  EXPECT_EQ(Share(Sample(1.3, 0.25, 0, 0, kWrapClamp)), 1.0);  // x = 0.99999
-  EXPECT_EQ(Share(Sample(1.3, 0.25, 0, 0, kWrapRepeat)), 0.0);  // x = 0.3
-  EXPECT_EQ(Share(Sample(-4.0, 0.75, 0, 0, kWrapClamp)), 1.0);  // x = 0
-}
-
-TEST_F(CheckerboardTest, AtTheMiddleWithAFootprintTheSampleCountsAsHigh) {
-  // u exactly 0.5 with a footprint in v only: the sample sits in the high
-  // half, so it takes colour 2 at v = 0.25.
-  EXPECT_EQ(Share(Sample(0.5, 0.25, 0, 0.01)), 1.0);
 }
 
 TEST_F(CheckerboardTest, NaNInANeighbourTakesTheSampleSharp) {
@@ -171,18 +190,9 @@ TEST_F(CheckerboardTest, OnlyTheNeededColourIsEvaluated) {
 TEST_F(CheckerboardTest, ColoursAreCalledWithThePlainContextAndTheirOwnCache) {
   // A placement in front: the board reads the placed coordinate, the colour
   // functions get the node's own context.
-  Plan plan;
-  NodeRef place, board;
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kCheckerboardId), "board", board).ok());
-  ASSERT_TRUE(testutil::AddPlacement(plan, {{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, place));
-  ASSERT_TRUE(plan.BindContext(board, "context").ok());
-  ASSERT_TRUE(plan.Link(board, "contextLocal", place, "result").ok());
-  ASSERT_TRUE(plan.SetFunction(board, "color1", &c1).ok());
-  ASSERT_TRUE(plan.SetFunction(board, "color2", &c2).ok());
-  ASSERT_TRUE(plan.SetOutput(board, "result").ok());
-  ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
+  PlacedBoard placed({{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, &c1, &c2);
+  PlanInstance* inst = placed.inst.get();
+  const NodeRef board = placed.board;
 
   ShadingContext ctx;
   ctx.uvw = ctx.uvwdx = ctx.uvwdy = {0.3, 0.1, 0.7};
@@ -274,23 +284,31 @@ class GridTest : public ::testing::Test {
   std::unique_ptr<SingleNodeRunner> run;
 };
 
-TEST_F(GridTest, LinesSitOnWholeCoordinatesAndFillBetween) {
-  EXPECT_EQ(FillShare(0.0, 0.5), 0.0);
-  EXPECT_EQ(FillShare(0.5, 0.5), 1.0);
-  EXPECT_EQ(FillShare(3.0, 0.5), 0.0);
-  EXPECT_EQ(FillShare(0.5, -2.0), 0.0);
-  ShadingContext c;
-  c.uvw = {0.5, 0.5, 0};
-  ASSERT_TRUE(run->Run(c).ok());
+TEST_F(GridTest, HardLinesOnEachAxisAndFrequency) {
+  // d = |2f - 1| with f the fraction of u + 0.5: a line where d is below the
+  // thickness, d = 0.1 at u = 0.05. Z lines lie half a period away from X and Y.
+  struct Case {
+    Vector frequency;
+    double u, v, w, fill;
+  } cases[] = {
+      {{1, 1, 0}, 0.0, 0.5, 0, 0.0},  {{1, 1, 0}, 0.5, 0.5, 0, 1.0},  {{1, 1, 0}, 3.0, 0.5, 0, 0.0},
+      {{1, 1, 0}, 0.5, -2.0, 0, 0.0}, {{1, 1, 0}, 0.04, 0.5, 0, 0.0}, {{1, 1, 0}, 0.06, 0.5, 0, 1.0},
+      {{1, 1, 0}, 0.94, 0.5, 0, 1.0}, {{1, 1, 0}, 0.96, 0.5, 0, 0.0},
+      {{0, 0, 0}, 0.5, 0.5, 0, 0.0},  // frequency 0 puts the whole plane on a line
+      {{0, 0, 0}, 17.3, -4.1, 0, 0.0},
+      {{1, 1, 0}, 0.5, 0.5, 123.0, 1.0},  // Z at frequency 0 sees f = 0, d = 1: never a line
+      {{1, 1, 1}, 0.5, 0.5, 0.0, 1.0},    // w = 0 is between Z lines
+      {{1, 1, 1}, 0.5, 0.5, 0.5, 0.0},    // w = 0.5 is on one
+      {{1, 1, 1}, 0.0, 0.5, 0.0, 0.0},    // u = 0 is on an X line
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(::testing::Message() << k.u << ", " << k.v << ", " << k.w << " at " << k.frequency.z);
+    ASSERT_TRUE(run->Set("frequency", k.frequency).ok());
+    EXPECT_EQ(FillShare(k.u, k.v, k.w), k.fill);
+  }
+  ASSERT_TRUE(run->Set("frequency", Vector{1, 1, 0}).ok());
+  FillShare(0.5, 0.5);
   EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 1, 0.5}));
-}
-
-TEST_F(GridTest, ZeroSoftnessSwitchesAtTheThicknessWithoutDividingByZero) {
-  // d = |2f - 1| with f the fraction of u + 0.5; d = 0.1 at u = 0.05.
-  EXPECT_EQ(FillShare(0.04, 0.5), 0.0);
-  EXPECT_EQ(FillShare(0.06, 0.5), 1.0);
-  EXPECT_EQ(FillShare(0.94, 0.5), 1.0);
-  EXPECT_EQ(FillShare(0.96, 0.5), 0.0);
 }
 
 TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
@@ -309,45 +327,67 @@ TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
   }
 }
 
-TEST_F(GridTest, ZeroFrequencyPutsTheWholePlaneOnALine) {
-  ASSERT_TRUE(run->Set("frequency", Vector{0, 0, 0}).ok());
-  EXPECT_EQ(FillShare(0.5, 0.5), 0.0);
-  EXPECT_EQ(FillShare(17.3, -4.1), 0.0);
-  // Z at frequency 0 sees f = 0, d = 1: never a line on its own.
-  ASSERT_TRUE(run->Set("frequency", Vector{1, 1, 0}).ok());
-  EXPECT_EQ(FillShare(0.5, 0.5, 123.0), 1.0);
-}
-
-TEST_F(GridTest, ZLinesLieHalfAPeriodAwayFromXAndY) {
-  ASSERT_TRUE(run->Set("frequency", Vector{1, 1, 1}).ok());
-  EXPECT_EQ(FillShare(0.5, 0.5, 0.0), 1.0);  // w = 0 is between Z lines
-  EXPECT_EQ(FillShare(0.5, 0.5, 0.5), 0.0);  // w = 0.5 is on one
-  EXPECT_EQ(FillShare(0.0, 0.5, 0.0), 0.0);  // u = 0 is on an X line
-}
-
-TEST_F(GridTest, IndexCountsCellsWithoutWrapping) {
+TEST_F(GridTest, IndexCountsCellsWithoutWrappingAndIsZeroOutside) {
   ASSERT_TRUE(run->Set("frequency", Vector{4, 3, 0}).ok());
-  auto index = [&](double u, double v) {
+  auto index = [&](double u, double v, uint8_t valid = 1) {
     ShadingContext c;
     c.uvw = {u, v, 0};
+    c.uvwvalid = valid;
     EXPECT_TRUE(run->Run(c).ok());
     return run->Get<int64_t>("index");
   };
   EXPECT_EQ(index(0.3, 0.7), 5);    // floor(1.2) * 3 + floor(2.1)
   EXPECT_EQ(index(-0.3, 0.7), -4);  // floor(-1.2) * 3 + 2
+  EXPECT_EQ(index(0.3, 0.7, 0), 0);  // outside the placed coordinate
+  EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(index(0.0, 0.0), 0);
 }
 
-TEST_F(GridTest, InvalidCoordinateGivesTransparentAndIndexZero) {
-  ShadingContext c;
-  c.uvw = {0.3, 0.7, 0};
-  ASSERT_TRUE(run->Set("frequency", Vector{4, 3, 0}).ok());
-  ASSERT_TRUE(run->Run(c).ok());
-  ASSERT_NE(run->Get<int64_t>("index"), 0);
-  c.uvwvalid = 0;
-  ASSERT_TRUE(run->Run(c).ok());
-  EXPECT_EQ(run->Get<int64_t>("index"), 0);
-  EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 0, 0}));
+// ---- threads
+
+// Clones of a primed instance sampled from several threads give exactly the
+// single-threaded results: the placement's private map lives in each thread's
+// own block.
+TEST(PatternThreads, ClonesOfAPrimedPlanAgreeBitForBit) {
+  CallableFunction<ColorA> c1(kColorAType, [](const ShadingContext& c, ColorA& out) {
+    out = {c.uvw.x, c.uvw.y, 0.25, 1};
+    return Result::Ok();
+  });
+  ConstantFunction<ColorA> c2(kColorAType, ColorA{0.9, 0.1, 0.5, 1});
+  PlacedBoard placed({{0.3, 0.1}, {0.7, 1.3}, {0.5, 0.5}, 0.9, {5, 3}, false, true, "mirror", "clamp"}, &c1, &c2);
+  PlanInstance* primed = placed.inst.get();
+
+  const int n = 4000;
+  auto sample = [](int i) {
+    ShadingContext c;
+    const double u = (i % 71) * 0.0173 - 0.2, v = (i / 71) * 0.0191 - 0.1;
+    c.uvw = {u, v, 0};
+    c.uvwdx = {u + 0.004 * (i % 3), v, 0};
+    c.uvwdy = {u, v + 0.003 * (i % 5), 0};
+    return c;
+  };
+  std::vector<ColorA> single(n);
+  for (int i = 0; i < n; ++i) {
+    ASSERT_TRUE(primed->Evaluate(sample(i)).ok());
+    single[i] = primed->OutputAs<ColorA>();
+  }
+
+  const int threads = 4;
+  std::vector<std::unique_ptr<PlanInstance>> clones(threads);
+  for (auto& c : clones) ASSERT_TRUE(primed->Clone(c).ok());
+  std::vector<ColorA> multi(n);
+  std::vector<std::thread> pool;
+  for (int t = 0; t < threads; ++t)
+    pool.emplace_back([&, t] {
+      for (int i = t; i < n; i += threads) {
+        if (clones[t]->Evaluate(sample(i)).failed()) return;
+        multi[i] = clones[t]->OutputAs<ColorA>();
+      }
+    });
+  for (std::thread& th : pool) th.join();
+  int differ = 0;
+  for (int i = 0; i < n; ++i) differ += !(multi[i] == single[i]);
+  EXPECT_EQ(differ, 0);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // The gradient: gradientpre and gradient wired in one plan, knot functions
 // that count their calls. Golden values were computed with python3 from the
 // formulas of each interpolation (Catmull-Rom, Bernstein weights, the sRGB
-// curves) and the CRC-32C of the positions with a bitwise reference.
+// curves) and the CRC-32C of the positions with a bitwise reference. The
+// CRC-32C itself closes the file.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -9,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "../pattern_test_util.h"
 #include "core/function.h"
-#include "core/runtime.h"
 #include "core/services.h"
-#include "pattern/catalogue.h"
+#include "pattern/generator/crc32c.h"
 #include "pattern/generator/gradient_node.h"
 
 namespace tessaroc::pattern {
@@ -33,15 +34,6 @@ class CapturingLogger final : public Logger {
   std::vector<std::string> lines;
 };
 
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    EXPECT_TRUE(RegisterCatalogue(*reg).ok());
-    return reg;
-  }();
-  return *r;
-}
-
 // A ramp in a plan of its own: the pre node's table wired to the gradient.
 class Ramp {
  public:
@@ -50,8 +42,8 @@ class Ramp {
     const int64_t preCounts[] = {n};
     const int64_t counts[] = {n, n, n};
     const MicroNodeGroup *pre = nullptr, *main = nullptr;
-    EXPECT_TRUE(Registry().GetGroup(kGradientPreId, preCounts, pre).ok());
-    EXPECT_TRUE(Registry().GetGroup(kGradientId, counts, main).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kGradientPreId, preCounts, pre).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kGradientId, counts, main).ok());
     EXPECT_TRUE(plan_.AddNode(pre, "pre", pre_).ok());
     EXPECT_TRUE(plan_.AddNode(main, "ramp", main_).ok());
     EXPECT_TRUE(plan_.LinkPreNode(pre_, main_).ok());
@@ -64,30 +56,27 @@ class Ramp {
     for (int64_t i = 0; i < n; ++i) {
       const std::string k = "#" + std::to_string(i);
       EXPECT_TRUE(plan_.Set(pre_, Id::Owned("position" + k), knots_[i].position).ok());
-      fns_.push_back(std::make_unique<CallableFunction<ColorA>>(kColorAType, [this, i](const ShadingContext&, ColorA& c) {
-        ++colorCalls[i];
-        c = Grey(knots_[i].grey);
-        return Result::Ok();
-      }));
-      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("color" + k), fns_.back().get()).ok());
-      fns_.push_back(std::make_unique<CallableFunction<double>>(kFloat64Type, [this, i](const ShadingContext&, double& b) {
-        ++biasCalls[i];
-        b = knots_[i].bias;
-        return Result::Ok();
-      }));
-      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("bias" + k), fns_.back().get()).ok());
-      fns_.push_back(std::make_unique<CallableFunction<Id>>(kIdType, [this, i](const ShadingContext&, Id& id) {
-        ++interpolationCalls[i];
-        id = Id::Owned(knots_[i].interpolation);
-        return Result::Ok();
-      }));
-      EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned("interpolation" + k), fns_.back().get()).ok());
+      AddFunction<ColorA>(kColorAType, "color" + k, colorCalls[i], [this, i] { return Grey(knots_[i].grey); });
+      AddFunction<double>(kFloat64Type, "bias" + k, biasCalls[i], [this, i] { return knots_[i].bias; });
+      AddFunction<Id>(kIdType, "interpolation" + k, interpolationCalls[i],
+                      [this, i] { return Id::Owned(knots_[i].interpolation); });
     }
     EXPECT_TRUE(plan_.SetOutput(main_, "result").ok());
     EXPECT_TRUE(plan_.RequestOutput(pre_, "crc").ok());
     EXPECT_TRUE(plan_.Finish().ok());
     EXPECT_TRUE(PlanInstance::Create(plan_, inst_).ok());
     EXPECT_TRUE(inst_->Prepare().ok());
+  }
+
+  // A knot port fed by a function that counts its calls in `calls`.
+  template <class T, class Make>
+  void AddFunction(const DataType& type, const std::string& port, int& calls, Make make) {
+    fns_.push_back(std::make_unique<CallableFunction<T>>(type, [&calls, make](const ShadingContext&, T& out) {
+      ++calls;
+      out = make();
+      return Result::Ok();
+    }));
+    EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned(port), fns_.back().get()).ok());
   }
 
   Result Evaluate(double t, uint8_t uvwvalid = 1) {
@@ -101,6 +90,10 @@ class Ramp {
     return inst_->OutputAs<ColorA>();
   }
   double GreyAt(double t) { return At(t).r; }
+  // Each (t, grey) pair of the list, exactly up to a double's rounding.
+  void ExpectGreys(std::initializer_list<std::pair<double, double>> cases) {
+    for (const auto& [t, grey] : cases) EXPECT_DOUBLE_EQ(GreyAt(t), grey) << "t = " << t;
+  }
   void ResetCalls() {
     std::fill(colorCalls.begin(), colorCalls.end(), 0);
     std::fill(biasCalls.begin(), biasCalls.end(), 0);
@@ -136,10 +129,7 @@ class Ramp {
 
 TEST(GradientLookup, AtBetweenAndBeyondKnots) {
   Ramp ramp({{0.25, 0.2}, {0.75, 0.6}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.4);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.2);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.75), 0.6);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(-3.0), 0.2);  // Bend clamps: the first knot holds
+  ramp.ExpectGreys({{0.5, 0.4}, {0.25, 0.2}, {0.75, 0.6}, {-3.0, 0.2}});  // Bend clamps: the first knot holds
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
   // Right of the last knot the span is empty: only that knot's colour is called.
   ramp.ResetCalls();
@@ -153,9 +143,7 @@ TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
   // With "none" a span shows its left knot: t on knot 1 still reads knot 0,
   // while t on knot 0 reads knot 0 as the left end of its own span.
   Ramp ramp({{0.0, 0.1, "none"}, {0.5, 0.5, "none"}, {1.0, 0.9, "none"}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.1);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5000001), 0.5);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.0), 0.1);
+  ramp.ExpectGreys({{0.5, 0.1}, {0.5000001, 0.5}, {0.0, 0.1}});
   ramp.ResetCalls();
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.1);
   EXPECT_EQ(ramp.biasCalls, (std::vector<int>{0, 0, 0}));  // "none" asks no bias
@@ -190,45 +178,33 @@ TEST(GradientLookup, OnlyTheSpansKnotsAreCalled) {
   Ramp ramp(knots);
   const double t = 10.5 / 31.0;  // between positions 10/31 (port 21) and 11/31 (port 20)
   EXPECT_NEAR(ramp.GreyAt(t), 20.5 / 31.0, 1e-12);
-  EXPECT_EQ(ramp.TotalColorCalls(), 2);
-  EXPECT_EQ(ramp.colorCalls[21], 1);
-  EXPECT_EQ(ramp.colorCalls[20], 1);
-  EXPECT_EQ(ramp.interpolationCalls[21], 1);
-  EXPECT_EQ(ramp.biasCalls[21], 1);
-  int others = 0;
-  for (int i = 0; i < 32; ++i)
-    if (i != 21) others += ramp.interpolationCalls[i] + ramp.biasCalls[i];
-  EXPECT_EQ(others, 0);
+  std::vector<int> colors(32, 0), once(32, 0);
+  colors[20] = colors[21] = once[21] = 1;
+  EXPECT_EQ(ramp.colorCalls, colors);
+  EXPECT_EQ(ramp.interpolationCalls, once);
+  EXPECT_EQ(ramp.biasCalls, once);
 }
 
 // ---- interpolations
 
 TEST(GradientInterpolation, LinearAndSmoothAtEndsAndMiddle) {
   Ramp lin({{0.0, 0.2}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(lin.GreyAt(0.0), 0.2);
-  EXPECT_DOUBLE_EQ(lin.GreyAt(0.5), 0.6);
-  EXPECT_DOUBLE_EQ(lin.GreyAt(1.0), 1.0);
+  lin.ExpectGreys({{0.0, 0.2}, {0.5, 0.6}, {1.0, 1.0}});
   // The bias point lands in the middle of the colour range.
   lin.knots()[0].bias = 0.2;
-  EXPECT_DOUBLE_EQ(lin.GreyAt(0.2), 0.6);
-  EXPECT_DOUBLE_EQ(lin.GreyAt(0.1), 0.4);
+  lin.ExpectGreys({{0.2, 0.6}, {0.1, 0.4}});
   // Bias 0: s = 0 already takes the upper branch and lands at 0.5.
   lin.knots()[0].bias = 0.0;
   EXPECT_DOUBLE_EQ(lin.GreyAt(0.0), 0.6);
 
   Ramp smooth({{0.0, 0.0, "smoothknot"}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.0), 0.0);
-  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.25), 0.15625);  // (3 - 2u) u^2 at u = 0.25
-  EXPECT_DOUBLE_EQ(smooth.GreyAt(0.5), 0.5);
-  EXPECT_DOUBLE_EQ(smooth.GreyAt(1.0), 1.0);
-  EXPECT_DOUBLE_EQ(smooth.GreyAt(-0.5), 0.0);
+  // (3 - 2u) u^2 at u = 0.25 is 0.15625.
+  smooth.ExpectGreys({{0.0, 0.0}, {0.25, 0.15625}, {0.5, 0.5}, {1.0, 1.0}, {-0.5, 0.0}});
 }
 
 TEST(GradientInterpolation, CatmullRomThroughFourKnotsClampedToThem) {
   Ramp ramp({{0.0, 0.0, "cubicknot"}, {1.0, 0.2, "cubicknot"}, {2.0, 0.6, "cubicknot"}, {3.0, 1.0, "cubicknot"}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.5), 0.3875);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 0.2);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(2.0), 0.6);
+  ramp.ExpectGreys({{1.5, 0.3875}, {1.0, 0.2}, {2.0, 0.6}});
   // First span: A is L itself and its colour is fetched once.
   ramp.ResetCalls();
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.07500000000000001);
@@ -242,26 +218,21 @@ TEST(GradientInterpolation, CatmullRomThroughFourKnotsClampedToThem) {
   EXPECT_DOUBLE_EQ(bump.GreyAt(1.5), 1.0);
 }
 
-TEST(GradientInterpolation, CubicBiasExtrapolatesOutsideTheKnots) {
-  Ramp ramp({{0.0, 0.2, "cubicbias"}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.6);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.0), 0.2);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(-0.5), -0.35);  // s is not clamped
-  ramp.knots()[0].bias = 0.2;
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.7350000000000001);
-  ramp.knots()[0].bias = 0.3;
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 1.0);  // s = 1 is the right knot whatever the bias
-}
+TEST(GradientInterpolation, CubicBiasBlendAndNone) {
+  // Cubic bias extrapolates: s is not clamped.
+  Ramp cubic({{0.0, 0.2, "cubicbias"}, {1.0, 1.0}});
+  cubic.ExpectGreys({{0.5, 0.6}, {0.0, 0.2}, {-0.5, -0.35}});
+  cubic.knots()[0].bias = 0.2;
+  EXPECT_DOUBLE_EQ(cubic.GreyAt(0.5), 0.7350000000000001);
+  cubic.knots()[0].bias = 0.3;
+  EXPECT_DOUBLE_EQ(cubic.GreyAt(1.0), 1.0);  // s = 1 is the right knot whatever the bias
 
-TEST(GradientInterpolation, BlendHoldsTheLeftColourUpToTheBias) {
-  Ramp ramp({{0.0, 0.2, "blend", 0.3}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.2), 0.2);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.65), 0.6);  // u = (0.65 - 0.3) / 0.7 = 0.5
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(-2.0), 0.2);
+  // Blend holds the left colour up to the bias: u = (0.65 - 0.3) / 0.7 = 0.5.
+  Ramp blend({{0.0, 0.2, "blend", 0.3}, {1.0, 1.0}});
+  blend.ExpectGreys({{0.2, 0.2}, {0.65, 0.6}, {-2.0, 0.2}});
   // Bias 1: left colour all the way up to the next knot.
-  ramp.knots()[0].bias = 1.0;
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.999), 0.2);
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(1.0), 1.0);
+  blend.knots()[0].bias = 1.0;
+  blend.ExpectGreys({{0.999, 0.2}, {1.0, 1.0}});
 
   Ramp none({{0.0, 0.2, "none"}, {1.0, 1.0}});
   EXPECT_DOUBLE_EQ(none.GreyAt(0.99), 0.2);
@@ -321,11 +292,9 @@ TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("srgb"));
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.21404114048223255);
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
-  Ramp mid({{0.0, 0.1}, {1.0, 0.8}}, CanonicalId("srgb"));
-  EXPECT_DOUBLE_EQ(mid.GreyAt(0.5), 0.35191596126392566);
   // Round trip at a knot gives the knot's linear colour back.
-  EXPECT_DOUBLE_EQ(mid.GreyAt(0.0), 0.1);
-  EXPECT_DOUBLE_EQ(mid.GreyAt(1.0), 0.8);
+  Ramp mid({{0.0, 0.1}, {1.0, 0.8}}, CanonicalId("srgb"));
+  mid.ExpectGreys({{0.5, 0.35191596126392566}, {0.0, 0.1}, {1.0, 0.8}});
   // Negative channels go through the linear segment both ways.
   EXPECT_DOUBLE_EQ(GradientSrgbToLinear(GradientLinearToSrgb({-0.5, 0, 0, 1})).r, -0.5 * 12.92);
 }
@@ -385,6 +354,62 @@ TEST(GradientTable, RankInvertsTheOrderAndNanDoesNotBreakIt) {
     EXPECT_EQ(t.knots[p].index, order[p]);
     EXPECT_EQ(t.rank[t.knots[p].index], static_cast<int64_t>(p));
   }
+}
+
+// ---- CRC-32C, against the published check value and the iSCSI test vectors
+// (RFC 3720, B.4)
+
+struct CrcCase {
+  std::vector<unsigned char> bytes;
+  uint32_t crc;
+};
+
+std::vector<CrcCase> PublishedVectors() {
+  std::vector<CrcCase> v;
+  const std::string check = "123456789";
+  v.push_back({{check.begin(), check.end()}, 0xE3069283u});
+  v.push_back({std::vector<unsigned char>(32, 0x00), 0x8A9136AAu});
+  v.push_back({std::vector<unsigned char>(32, 0xFF), 0x62A8AB43u});
+  std::vector<unsigned char> up(32), down(32);
+  for (int i = 0; i < 32; ++i) {
+    up[i] = static_cast<unsigned char>(i);
+    down[i] = static_cast<unsigned char>(31 - i);
+  }
+  v.push_back({up, 0x46DD794Eu});
+  v.push_back({down, 0x113FDB5Cu});
+  v.push_back({{}, 0x00000000u});
+  return v;
+}
+
+// The table path, and the instruction path where the processor has it.
+TEST(Crc32c, BothPathsMatchPublishedVectors) {
+  for (const CrcCase& t : PublishedVectors()) {
+    EXPECT_EQ(~Crc32cExtendTable(kCrc32cStart, t.bytes.data(), t.bytes.size()), t.crc);
+    if (Crc32cHardwareAvailable()) {
+      EXPECT_EQ(~Crc32cExtendHardware(kCrc32cStart, t.bytes.data(), t.bytes.size()), t.crc);
+    }
+  }
+  EXPECT_EQ(Crc32c("123456789"), 0xE3069283u);
+}
+
+TEST(Crc32c, PathsAgreeOnEveryLengthAndSplit) {
+  std::vector<unsigned char> data(67);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 37 + 11);
+  for (size_t n = 0; n <= data.size(); ++n) {
+    const uint32_t whole = Crc32cExtendTable(kCrc32cStart, data.data(), n);
+    // Feeding in two pieces gives the same state as feeding at once.
+    const size_t half = n / 3;
+    EXPECT_EQ(Crc32cExtend(Crc32cExtend(kCrc32cStart, data.data(), half), data.data() + half, n - half), whole);
+    if (Crc32cHardwareAvailable()) {
+      EXPECT_EQ(Crc32cExtendHardware(kCrc32cStart, data.data(), n), whole);
+    }
+  }
+}
+
+TEST(Crc32c, ZeroAndNegativeZeroDiffer) {
+  // Their bytes differ, so moving a knot across zero is seen. (The byte order
+  // of a double is checked by the table's checksums above.)
+  EXPECT_NE(Crc32cExtendDouble(kCrc32cStart, 0.0), Crc32cExtendDouble(kCrc32cStart, -0.0));
 }
 
 }  // namespace

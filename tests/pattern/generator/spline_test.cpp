@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "core/runtime.h"
+#include "../pattern_test_util.h"
 #include "host/curve/curve.h"
-#include "pattern/catalogue.h"
 #include "pattern/generator/spline_node.h"
 
 namespace tessaroc::pattern {
@@ -32,15 +31,12 @@ struct Settings {
 
 class SplineNodeTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(RegisterCatalogue(registry_).ok());
-    ASSERT_TRUE(host::InstallCurve().ok());
-  }
+  static void SetUpTestSuite() { ASSERT_TRUE(host::InstallCurve().ok()); }
 
   Result Run(const std::vector<KnotPorts>& knots, double input, const Settings& s, double& out) {
     const std::vector<int64_t> counts(kSplineKnotGroups, static_cast<int64_t>(knots.size()));
     const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kSplineId, counts, g).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kSplineId, counts, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
     EXPECT_TRUE(run->Set("input", input).ok());
@@ -71,10 +67,7 @@ class SplineNodeTest : public ::testing::Test {
     EXPECT_TRUE(Run(knots, input, s, out).ok());
     return out;
   }
-
-  static CoreNodeRegistry registry_;
 };
-CoreNodeRegistry SplineNodeTest::registry_;
 
 // The oracle: the host curve with the knots as given, already sorted.
 double Direct(std::vector<SplineMapperKnot> knots, double x, double tension = 0.0) {

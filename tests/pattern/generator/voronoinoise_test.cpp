@@ -8,9 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "core/runtime.h"
+#include "../pattern_test_util.h"
 #include "host/noise/noise_library.h"
-#include "pattern/catalogue.h"
 #include "pattern/generator/flakes_node.h"
 #include "pattern/generator/voronoinoise_node.h"
 
@@ -51,6 +50,8 @@ class ScriptedVoronoi final : public NoiseInterface {
 
   struct P {
     float x, y, z;
+    friend bool operator==(const P&, const P&) = default;
+    friend void PrintTo(const P& p, std::ostream* os) { *os << "(" << p.x << ", " << p.y << ", " << p.z << ")"; }
   };
   mutable std::vector<P> lookups;
   mutable int allocs = 0, frees = 0;
@@ -66,10 +67,7 @@ class ScriptedVoronoi final : public NoiseInterface {
 
 class VoronoiNodesTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(RegisterCatalogue(registry_).ok());
-    ASSERT_TRUE(host::InstallNoiseClasses().ok());
-  }
+  static void SetUpTestSuite() { ASSERT_TRUE(host::InstallNoiseClasses().ok()); }
   void SetUp() override { SetHostNoiseInterface(&scripted_); }
   void TearDown() override {
     inst_.reset();  // objects go back to their interface before it is swapped
@@ -77,17 +75,11 @@ class VoronoiNodesTest : public ::testing::Test {
     SetHostNoiseInterface(&host::LibraryNoiseInterface());
   }
 
-  const MicroNodeGroup* Group(const char* id) {
-    const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(id, g).ok());
-    return g;
-  }
-
   void Build(const char* consumerId, uint32_t seed = 1) {
     inst_.reset();  // an instance never outlives its plan
     plan_ = std::make_unique<Plan>();
-    ASSERT_TRUE(plan_->AddNode(Group(kVoronoiNoisePreId), "pre", pre_).ok());
-    ASSERT_TRUE(plan_->AddNode(Group(consumerId), "main", main_).ok());
+    ASSERT_TRUE(plan_->AddNode(testutil::Group(kVoronoiNoisePreId), "pre", pre_).ok());
+    ASSERT_TRUE(plan_->AddNode(testutil::Group(consumerId), "main", main_).ok());
     ASSERT_TRUE(plan_->Set<uint32_t>(pre_, "seed", seed).ok());
     ASSERT_TRUE(plan_->LinkPreNode(pre_, main_).ok());
     ASSERT_TRUE(plan_->BindContext(main_, "context").ok());
@@ -119,17 +111,16 @@ class VoronoiNodesTest : public ::testing::Test {
   }
   const VoronoiNoiseTable& Table() { return inst_->Get<VoronoiNoiseTable>(pre_, "voronoinoise"); }
 
-  static CoreNodeRegistry registry_;
+  using P = ScriptedVoronoi::P;
   ScriptedVoronoi scripted_;
   std::unique_ptr<Plan> plan_;
   std::unique_ptr<PlanInstance> inst_;
   NodeRef pre_, main_;
 };
-CoreNodeRegistry VoronoiNodesTest::registry_;
 
 // ---- voronoinoisepre
 
-TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStays) {
+TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStaysAndReportsFailures) {
   Build(kVoronoiNoiseId, 7);
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Prepare().ok());
@@ -145,11 +136,9 @@ TEST_F(VoronoiNodesTest, PreNodeKeepsItsObjectWhileTheSeedStays) {
   EXPECT_EQ(scripted_.allocs, 2);
   EXPECT_EQ(scripted_.frees, 1);  // the replaced object is released
   EXPECT_EQ(static_cast<const ScriptedVoronoi::Object*>(Table().noise.get())->seed, 8u);
-}
 
-TEST_F(VoronoiNodesTest, PreNodeReportsMissingMemoryOrLibrary) {
-  Build(kVoronoiNoiseId, 7);
-  ASSERT_TRUE(inst_->Prepare().ok());
+  // Missing memory or a missing library is reported; the old object is released.
+  scripted_.frees = 0;
   scripted_.failAlloc = true;
   ASSERT_TRUE(inst_->Set<uint32_t>(pre_, "seed", 9u).ok());
   EXPECT_TRUE(inst_->Prepare().Is(errors::kOutOfMemory));
@@ -168,9 +157,7 @@ TEST_F(VoronoiNodesTest, OutputsFollowTheLookupAndScaleDividesThePosition) {
   scripted_.gap = 0.375f;
   Eval({1.1, 2.3, -0.4});  // position (2.2, 4.6, -0.8)
   ASSERT_EQ(scripted_.lookups.size(), 1u);
-  EXPECT_EQ(scripted_.lookups[0].x, static_cast<float>(1.1 * 2.0));
-  EXPECT_EQ(scripted_.lookups[0].y, static_cast<float>(2.3 * 2.0));
-  EXPECT_EQ(scripted_.lookups[0].z, static_cast<float>(-0.4 * 2.0));
+  EXPECT_EQ(scripted_.lookups[0], (P{float(1.1 * 2.0), float(2.3 * 2.0), float(-0.4 * 2.0)}));
   const float f1 = static_cast<float>(1.1 * 2.0) - 2.0f;
   EXPECT_EQ(Out<double>("f1"), static_cast<double>(f1));
   EXPECT_EQ(Out<double>("f2"), static_cast<double>(f1 + 0.375f));
@@ -192,9 +179,7 @@ TEST_F(VoronoiNodesTest, ScaleZeroOrBelowPutsEverySampleAtTheOrigin) {
     scripted_.lookups.clear();
     Eval({3.7, -8.1, 2.2});
     ASSERT_EQ(scripted_.lookups.size(), 1u);
-    EXPECT_EQ(scripted_.lookups[0].x, 0.0f);
-    EXPECT_EQ(scripted_.lookups[0].y, 0.0f);
-    EXPECT_EQ(scripted_.lookups[0].z, 0.0f);
+    EXPECT_EQ(scripted_.lookups[0], (P{0, 0, 0}));
   }
 }
 
@@ -227,11 +212,8 @@ TEST_F(VoronoiNodesTest, EvenBorderComparesTheIdsOneWidthAlongUAndV) {
   Eval({0.5, 0.5, 0.25});  // both steps stay in the cell
   EXPECT_EQ(Out<double>("resultFloat"), 1.0);
   ASSERT_EQ(scripted_.lookups.size(), 3u);
-  EXPECT_EQ(scripted_.lookups[1].x, static_cast<float>(0.1 + 0.5));
-  EXPECT_EQ(scripted_.lookups[1].y, 0.5f);
-  EXPECT_EQ(scripted_.lookups[2].x, 0.5f);
-  EXPECT_EQ(scripted_.lookups[2].y, static_cast<float>(0.1 + 0.5));
-  EXPECT_EQ(scripted_.lookups[2].z, 0.25f);
+  EXPECT_EQ(scripted_.lookups[1], (P{float(0.1 + 0.5), 0.5f, 0.25f}));
+  EXPECT_EQ(scripted_.lookups[2], (P{0.5f, float(0.1 + 0.5), 0.25f}));
   Eval({0.95, 0.5, 0});  // the u step crosses: ids differ by one
   EXPECT_EQ(Out<double>("resultFloat"), 0.0);
   Eval({0.5, 0.95, 0});  // the v step crosses: ids differ by a thousand
@@ -289,21 +271,7 @@ TEST_F(VoronoiNodesTest, LibraryCellsAreOrderedAndStable) {
 
 // ---- flakes
 
-TEST_F(VoronoiNodesTest, FlakesOutsideTheDensityKeepTheShadingNormal) {
-  Build(kFlakesId);
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.3).ok());
-  Eval({0.05, 0.05, 0}, {0, 2, 0});  // scale 1: position x 10 -> F1 = 0.5
-  EXPECT_EQ(scripted_.lookups.back().x, 0.5f);
-  EXPECT_EQ(Out<Vector>("normal"), (Vector{0, 2, 0}));  // not even normalised
-  EXPECT_EQ(Out<int64_t>("index"), 0);
-  EXPECT_FALSE(Out<bool>("mask"));
-  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.5).ok());  // equal is not inside
-  Eval({0.05, 0.05, 0}, {0, 2, 0});
-  EXPECT_FALSE(Out<bool>("mask"));
-}
-
-TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurface) {
+TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurfaceInsideTheDensity) {
   Build(kFlakesId);
   ASSERT_TRUE(inst_->Prepare().ok());
   Eval({0.52, 0.01, 0}, {0, 0, 1});  // position (5.2, 0.1): id 5, F1 0.2
@@ -316,6 +284,17 @@ TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurface) {
   EXPECT_TRUE(Out<bool>("mask"));
   Eval({0.52, 0.01, 0}, {0, 0, -1});  // the other side: the flake turns over
   EXPECT_NEAR(Out<Vector>("normal").z, -0.929070776263585, 1e-12);
+
+  // Outside the density the shading normal is kept, not even normalised.
+  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.3).ok());
+  Eval({0.05, 0.05, 0}, {0, 2, 0});  // scale 1: position x 10 -> F1 = 0.5
+  EXPECT_EQ(scripted_.lookups.back().x, 0.5f);
+  EXPECT_EQ(Out<Vector>("normal"), (Vector{0, 2, 0}));
+  EXPECT_EQ(Out<int64_t>("index"), 0);
+  EXPECT_FALSE(Out<bool>("mask"));
+  ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.5).ok());  // equal is not inside
+  Eval({0.05, 0.05, 0}, {0, 2, 0});
+  EXPECT_FALSE(Out<bool>("mask"));
 }
 
 TEST_F(VoronoiNodesTest, FlakeIntensityBlendsFromTheNormalAndTheResultIsUnitLength) {

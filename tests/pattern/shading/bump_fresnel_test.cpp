@@ -70,6 +70,14 @@ class BumpTest : public ::testing::Test {
     const double l = std::sqrt(x * x + y * y + z * z);
     return {x / l, y / l, z / l};
   }
+  // The bumped normal of Surface() with the given shading normal.
+  Vector Bumped(const Height& h, double strength, double epsUv, double eps3d, const Vector& normal) {
+    auto run = Make(&h, strength, epsUv, eps3d);
+    ShadingContext c = Surface();
+    c.shadingnormal = normal;
+    EXPECT_TRUE(run->Run(c).ok());
+    return run->Get<Vector>("result");
+  }
   static void ExpectNear(const Vector& a, const Vector& b, double tol) {
     EXPECT_NEAR(a.x, b.x, tol);
     EXPECT_NEAR(a.y, b.y, tol);
@@ -83,9 +91,7 @@ TEST_F(BumpTest, PlaneOnTheSurfaceTiltsTheNormalByItsSlope) {
   // opposite senses: n = (-2 e3 k, -3 e3 k, 1).
   Height h([](const ShadingContext& c) { return 2.0 * c.position.x - 3.0 * c.position.y; });
   const double strength = 0.3, e3 = 0.5 * 0.01, k = strength * 1000.0 / 6.0;
-  auto run = Make(&h, strength, 0.0, 0.5);
-  ASSERT_TRUE(run->Run(Surface()).ok());
-  ExpectNear(run->Get<Vector>("result"), Normalised(-2 * e3 * k, -3 * e3 * k, 1), 1e-12);
+  ExpectNear(Bumped(h, strength, 0.0, 0.5, Surface().shadingnormal), Normalised(-2 * e3 * k, -3 * e3 * k, 1), 1e-12);
   EXPECT_EQ(h.calls, 3);
   EXPECT_TRUE(h.sawImageFlag);
 }
@@ -95,37 +101,22 @@ TEST_F(BumpTest, HeightInUvSeesTheSecondTapDiagonally) {
   // (u + eu, v + eu): its slope is dh/du + dh/dv, not dh/dv alone.
   Height h([](const ShadingContext& c) { return 0.3 * c.uvw.x * c.uvw.x + 0.2 * c.uvw.y; });
   const double eu = 1e-4, k = 1.0 * 1000.0 / 6.0, u = 0.4;
-  auto run = Make(&h, 1.0, 1.0, 0.0);
-  ASSERT_TRUE(run->Run(Surface()).ok());
   const double du = 0.6 * u * eu * k, dv = (0.6 * u + 0.2) * eu * k;
-  ExpectNear(run->Get<Vector>("result"), Normalised(-du, dv, 1), 1e-6);
+  ExpectNear(Bumped(h, 1.0, 1.0, 0.0, Surface().shadingnormal), Normalised(-du, dv, 1), 1e-6);
 }
 
 TEST_F(BumpTest, FlatOrWeakHeightLeavesTheNormalNormalised) {
   Height flat([](const ShadingContext&) { return 5.0; });
-  auto run = Make(&flat, 2.0, 1.0, 1.0);
-  ShadingContext c = Surface();
-  c.shadingnormal = {0, 3, 4};
-  ASSERT_TRUE(run->Run(c).ok());
-  EXPECT_TRUE(testutil::Same(run->Get<Vector>("result"), Vector{0, 3 * 0.2, 4 * 0.2}));
-
+  const Vector normal{0, 3, 4}, unit{0, 3 * 0.2, 4 * 0.2};
+  EXPECT_TRUE(testutil::Same(Bumped(flat, 2.0, 1.0, 1.0, normal), unit));
   // Strength 0: no tilt, but still three evaluations.
   Height slope([](const ShadingContext& s) { return 100.0 * s.position.x + s.uvw.y; });
-  run = Make(&slope, 0.0, 1.0, 1.0);
-  ASSERT_TRUE(run->Run(c).ok());
-  EXPECT_TRUE(testutil::Same(run->Get<Vector>("result"), Vector{0, 3 * 0.2, 4 * 0.2}));
+  EXPECT_TRUE(testutil::Same(Bumped(slope, 0.0, 1.0, 1.0, normal), unit));
   EXPECT_EQ(slope.calls, 3);
-
   // Both steps 0: all taps equal.
-  run = Make(&slope, 5.0, 0.0, 0.0);
-  ASSERT_TRUE(run->Run(c).ok());
-  EXPECT_TRUE(testutil::Same(run->Get<Vector>("result"), Vector{0, 3 * 0.2, 4 * 0.2}));
-
+  EXPECT_TRUE(testutil::Same(Bumped(slope, 5.0, 0.0, 0.0, normal), unit));
   // A zero normal on a flat height stays zero rather than NaN.
-  c.shadingnormal = {0, 0, 0};
-  run = Make(&flat, 1.0, 1.0, 1.0);
-  ASSERT_TRUE(run->Run(c).ok());
-  EXPECT_TRUE(testutil::Same(run->Get<Vector>("result"), Vector{0, 0, 0}));
+  EXPECT_TRUE(testutil::Same(Bumped(flat, 1.0, 1.0, 1.0, {0, 0, 0}), Vector{0, 0, 0}));
 }
 
 TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCalls) {
@@ -150,11 +141,8 @@ TEST_F(BumpTest, ErrorsStopAtTheFailingTap) {
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_EQ(h.calls, 2);
   // A port that holds a null function.
-  auto null = Runner(kBumpId);
+  auto null = Make(nullptr, 1.0, 1.0, 1.0);
   ASSERT_TRUE(null->SetFunction("color", nullptr).ok());
-  ASSERT_TRUE(null->Set("strength", 1.0).ok());
-  ASSERT_TRUE(null->Set("epsilonuv", 1.0).ok());
-  ASSERT_TRUE(null->Set("epsilon3d", 1.0).ok());
   EXPECT_TRUE(null->Run(Surface()).Is(errors::kNullPtr));
 }
 
@@ -213,13 +201,11 @@ double ExactDielectric(double n1, double n2, double cosI) {
 
 const Vector kUp{0, 0, 1};
 
-TEST(FresnelDielectric, HeadOnGlassReflectsFourPercent) {
-  EXPECT_NEAR(Dielectric(Ray({0, 0, -1}, kUp, kUp), 1.5), 0.04, 1e-15);
-  // The same from the back face: the normals are turned to face the ray.
-  EXPECT_NEAR(Dielectric(Ray({0, 0, 1}, kUp, kUp), 1.5), 0.04, 1e-15);
-}
-
 TEST(FresnelDielectric, MatchesTheExactEquationsAndVanishesAtIndexOne) {
+  // Head on, glass reflects four percent, from the back face too: the normals
+  // are turned to face the ray.
+  EXPECT_NEAR(Dielectric(Ray({0, 0, -1}, kUp, kUp), 1.5), 0.04, 1e-15);
+  EXPECT_NEAR(Dielectric(Ray({0, 0, 1}, kUp, kUp), 1.5), 0.04, 1e-15);
   for (double deg = 0; deg < 89.5; deg += 7.5) {
     const double t = deg * 3.141592653589793 / 180;
     const ShadingContext c = Ray({std::sin(t), 0, -std::cos(t)}, kUp, kUp);
@@ -277,21 +263,20 @@ double ExactConductor(double eta, double k, double cosI) {
 TEST(FresnelConductor, FollowsTheExactEquationsWithinTheApproximation) {
   // Gold-like indices per channel.
   const Vector eta{0.143, 0.374, 1.442}, k{3.98, 2.38, 1.60};
-  const ColorA head = Conductor(Ray({0, 0, -1}, kUp, kUp), eta, k);
+  auto expectExact = [&](const Vector& d, double cosI, double tol) {
+    const ColorA got = Conductor(Ray(d, kUp, kUp), eta, k);
+    EXPECT_NEAR(got.r, ExactConductor(eta.x, k.x, cosI), tol) << cosI;
+    EXPECT_NEAR(got.g, ExactConductor(eta.y, k.y, cosI), tol) << cosI;
+    EXPECT_NEAR(got.b, ExactConductor(eta.z, k.z, cosI), tol) << cosI;
+    EXPECT_EQ(got.a, 1.0);
+  };
   // Exact at normal incidence.
-  EXPECT_NEAR(head.r, ExactConductor(eta.x, k.x, 1), 1e-14);
-  EXPECT_NEAR(head.g, ExactConductor(eta.y, k.y, 1), 1e-14);
-  EXPECT_NEAR(head.b, ExactConductor(eta.z, k.z, 1), 1e-14);
-  EXPECT_EQ(head.a, 1.0);
+  expectExact({0, 0, -1}, 1, 1e-14);
   // Elsewhere within 0.01: the approximation's error for metals stays below
   // 0.007 (checked against these equations in python3 from 0 to 89 degrees).
   for (double deg = 5; deg < 89.5; deg += 7) {
     const double t = deg * 3.141592653589793 / 180;
-    const ColorA got = Conductor(Ray({std::sin(t), 0, -std::cos(t)}, kUp, kUp), eta, k);
-    EXPECT_NEAR(got.r, ExactConductor(eta.x, k.x, std::cos(t)), 0.01) << deg;
-    EXPECT_NEAR(got.g, ExactConductor(eta.y, k.y, std::cos(t)), 0.01) << deg;
-    EXPECT_NEAR(got.b, ExactConductor(eta.z, k.z, std::cos(t)), 0.01) << deg;
-    EXPECT_EQ(got.a, 1.0);
+    expectExact({std::sin(t), 0, -std::cos(t)}, std::cos(t), 0.01);
   }
 }
 
