@@ -1,7 +1,9 @@
 // The string nodes: shared handles, edges of the part nodes, print's logging.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../color/node_runner.h"
@@ -50,26 +52,29 @@ TEST(Concat, JoinsInOrderAndDoesNotChangeItsInputs) {
   EXPECT_EQ(Input(*run, "strings#0").view(), "x");
 }
 
-int64_t Length(const String& s) {
-  auto run = MakeRunner(kLengthId);
+// Runs node `id` on `s` with the Integer inputs and the mode given; returns its result.
+template <class R = String>
+R Run(const char* id, const String& s, std::initializer_list<std::pair<const char*, int64_t>> ints,
+      const char* mode = nullptr) {
+  auto run = MakeRunner(id);
   EXPECT_TRUE(run->Set("string", s).ok());
+  for (const auto& [port, value] : ints) EXPECT_TRUE(run->Set(port, value).ok()) << port;
+  if (mode) SetEnum(*run, "mode", mode);
   EXPECT_TRUE(run->Run().ok());
-  return run->Get<int64_t>("result");
+  return run->Get<R>("result");
 }
+int64_t Length(const String& s) { return Run<int64_t>(kLengthId, s, {}); }
+String Case(const String& s, const char* mode) { return Run(kCaseId, s, {}, mode); }
+String Substr(const char* s, int64_t start, int64_t count) {
+  return Run(kSubstrId, String(s), {{"start", start}, {"count", count}});
+}
+String Truncate(const String& s, int64_t count) { return Run(kTruncateId, s, {{"count", count}}); }
 
 TEST(Length, CountsCharacters) {
   EXPECT_EQ(Length(String()), 0);
   EXPECT_EQ(Length(String("")), 0);
   EXPECT_EQ(Length(String("shader")), 6);
   EXPECT_EQ(Length(String("caf\xc3\xa9")), 4);
-}
-
-String Case(const String& s, const char* mode) {
-  auto run = MakeRunner(kCaseId);
-  EXPECT_TRUE(run->Set("string", s).ok());
-  SetEnum(*run, "mode", mode);
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
 }
 
 TEST(LetterCase, ModesAndUnknownModeHandsOnTheSameHandle) {
@@ -167,15 +172,6 @@ TEST(SearchAndReplace, ReplacesEveryOccurrence) {
   EXPECT_EQ(run->Get<String>("result").view(), "a.b.c");
 }
 
-String Substr(const char* s, int64_t start, int64_t count) {
-  auto run = MakeRunner(kSubstrId);
-  EXPECT_TRUE(run->Set("string", String(s)).ok());
-  EXPECT_TRUE(run->Set("start", start).ok());
-  EXPECT_TRUE(run->Set("count", count).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
-}
-
 TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   EXPECT_EQ(Substr("abcdef", 1, 3).view(), "bcd");
   // The negative start is raised to 0 before the count is added.
@@ -197,14 +193,6 @@ TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   ASSERT_TRUE(run->Set<int64_t>("count", 0).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_TRUE(run->Get<String>("result").IsNull());
-}
-
-String Truncate(const String& s, int64_t count) {
-  auto run = MakeRunner(kTruncateId);
-  EXPECT_TRUE(run->Set("string", s).ok());
-  EXPECT_TRUE(run->Set("count", count).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
 }
 
 TEST(Truncate, Edges) {
