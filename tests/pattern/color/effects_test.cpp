@@ -161,20 +161,5 @@ TEST(Effects, EffectsWithoutAlpha) {
   }
 }
 
-TEST(Effects, CatalogueRegistersTheEightEffectsAsPureNodes) {
-  for (const char* id : {kInvertColorId, kBiasGainId, kContrastId, kExposureId, kPremultiplyId, kUnpremultiplyId,
-                         kWhiteBalanceId, kColorTemperatureId}) {
-    const CoreNodeDefinition* def = testing::CatalogueRegistry().Find(id);
-    ASSERT_NE(def, nullptr) << id;
-    EXPECT_TRUE(def->pure()) << id;
-    const MicroNodeGroup* g = nullptr;
-    ASSERT_TRUE(def->GetGroup(g).ok()) << id;
-    // color is always access index 0 and result the last.
-    const std::vector<int>& access = g->microNodes()[0].portOfAccess;
-    EXPECT_EQ(g->ports()[access.front()].id, Id("color")) << id;
-    EXPECT_EQ(g->ports()[access.back()].id, Id("result")) << id;
-  }
-}
-
 }  // namespace
 }  // namespace tessaroc::pattern
