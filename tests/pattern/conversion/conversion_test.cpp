@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <initializer_list>
 #include <utility>
 #include <vector>
 
@@ -124,26 +125,26 @@ TEST(ConvertDegrees, BothWaysAndUnknownModeLeavesResult) {
   }
 }
 
+// Each named Float output holds exactly its value.
+void ExpectFloats(SingleNodeRunner& run, std::initializer_list<std::pair<const char*, double>> outputs) {
+  for (const auto& [port, want] : outputs) EXPECT_EQ(run.Get<double>(port), want) << port;
+}
+
 TEST(SplitComponents, ColourChannelsAndIndex) {
   auto run = MakeRunner(kSplitColorComponentsId);
   ASSERT_TRUE(run->Set("color", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
   ASSERT_TRUE(run->Set<int64_t>("index", 3).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<Color>("rgb"), (Color{0.1, 0.2, 0.3}));
-  EXPECT_EQ(run->Get<double>("r"), 0.1);
-  EXPECT_EQ(run->Get<double>("g"), 0.2);
-  EXPECT_EQ(run->Get<double>("b"), 0.3);
-  EXPECT_EQ(run->Get<double>("a"), 0.4);
-  EXPECT_EQ(run->Get<double>("indexedComponent"), 0.4);
+  ExpectFloats(*run, {{"r", 0.1}, {"g", 0.2}, {"b", 0.3}, {"a", 0.4}, {"indexedComponent", 0.4}});
   // Out of range (negative included): the other outputs are written,
   // indexedComponent keeps its value.
   for (int64_t index : {int64_t{-1}, int64_t{4}, INT64_MIN}) {
     ASSERT_TRUE(run->Set("color", ColorA{0.5, 0.6, 0.7, 0.8}).ok());
     ASSERT_TRUE(run->Set<int64_t>("index", index).ok());
     ASSERT_TRUE(run->Run().ok());
-    EXPECT_EQ(run->Get<double>("r"), 0.5);
-    EXPECT_EQ(run->Get<double>("a"), 0.8);
-    EXPECT_EQ(run->Get<double>("indexedComponent"), 0.4) << index;
+    SCOPED_TRACE(index);
+    ExpectFloats(*run, {{"r", 0.5}, {"a", 0.8}, {"indexedComponent", 0.4}});
   }
   ASSERT_TRUE(run->Set<int64_t>("index", 0).ok());
   ASSERT_TRUE(run->Run().ok());
@@ -157,16 +158,11 @@ TEST(SplitComponents, VectorPartsAndIndex) {
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<Vector>("xyz"), (Vector{1, 2, 3}));
   EXPECT_EQ(run->Get<Vector2d>("xy"), (Vector2d{1, 2}));
-  EXPECT_EQ(run->Get<double>("x"), 1.0);
-  EXPECT_EQ(run->Get<double>("y"), 2.0);
-  EXPECT_EQ(run->Get<double>("z"), 3.0);
-  EXPECT_EQ(run->Get<double>("w"), 4.0);
-  EXPECT_EQ(run->Get<double>("indexedComponent"), 3.0);
+  ExpectFloats(*run, {{"x", 1.0}, {"y", 2.0}, {"z", 3.0}, {"w", 4.0}, {"indexedComponent", 3.0}});
   ASSERT_TRUE(run->Set("vector", Vector4d{5, 6, 7, 8}).ok());
   ASSERT_TRUE(run->Set<int64_t>("index", -1).ok());
   ASSERT_TRUE(run->Run().ok());
-  EXPECT_EQ(run->Get<double>("w"), 8.0);
-  EXPECT_EQ(run->Get<double>("indexedComponent"), 3.0);
+  ExpectFloats(*run, {{"w", 8.0}, {"indexedComponent", 3.0}});
 }
 
 // ---- the batch kernels
