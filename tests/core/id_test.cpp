@@ -9,22 +9,15 @@
 namespace tessaroc {
 namespace {
 
-TEST(IdWord, LengthAboveBit44AndMaskedHashBelow) {
+TEST(IdWord, LengthAboveBit44AndMaskedHashBelowEmptyIsZero) {
   const Id id("net.zovan.pattern.corenode.effect.invertcolor");
   EXPECT_EQ(id.length(), 45u);
-  EXPECT_EQ(id.word() >> 44, 45u);
-  // The hash part, computed independently of the project's code.
+  // Length 45 (0x2d) above bit 44, the hash part below, computed independently of the project's code.
   EXPECT_EQ(id.word(), 0x2d31eeee18aceULL);
   EXPECT_FALSE(id.owned());
-}
-
-TEST(IdWord, ModuleIdsCarryTheirLengths) {
-  EXPECT_EQ(Id("net.zovan.tessarocs.module").word(), 0x1a0805ce74daeULL);
-  EXPECT_EQ(Id("net.zovan.tessarocs.module").word() >> 44, 26u);
+  EXPECT_EQ(Id("net.zovan.tessarocs.module").word(), 0x1a0805ce74daeULL);  // length 26 (0x1a)
   EXPECT_EQ(Id("net.zovan.patterns.module").word() >> 44, 25u);
-}
-
-TEST(IdWord, EmptyTextHasWordZeroAndEqualsTheNullId) {
+  // The empty text has word 0 and equals the null id.
   const Id empty("");
   EXPECT_EQ(empty.word(), 0u);
   EXPECT_TRUE(empty.empty());
@@ -33,13 +26,10 @@ TEST(IdWord, EmptyTextHasWordZeroAndEqualsTheNullId) {
   EXPECT_EQ(empty.view(), "");
 }
 
-TEST(IdEquality, SameBytesAtOtherAddressesAreEqual) {
+TEST(IdEquality, ComparesWordThenBytesNotAddresses) {
   std::string a = "noiseType", b = "noiseType";
   EXPECT_NE(a.data(), b.data());
   EXPECT_EQ(Id(std::string_view(a)), Id(std::string_view(b)));
-}
-
-TEST(IdEquality, TextsDifferingOnlyInTheFirstByteWithOneWordAreUnequal) {
   // Force both to carry the same word, so only the byte comparison (which runs
   // from the last byte to the first) can tell them apart.
   const char* x = "xabc";
@@ -47,20 +37,16 @@ TEST(IdEquality, TextsDifferingOnlyInTheFirstByteWithOneWordAreUnequal) {
   const uint64_t word = Id(x).word();
   EXPECT_NE(Id::FromParts(x, word), Id::FromParts(y, word));
   EXPECT_EQ(Id::FromParts(x, word), Id::FromParts("xabc", word));
-}
-
-TEST(IdEquality, NullPointerAgainstTextIsUnequalEvenWithTheSameWord) {
+  // A null pointer against text is unequal even with the same word.
   const Id text("abc");
   EXPECT_NE(Id::FromParts(nullptr, text.word()), text);
   EXPECT_NE(text, Id::FromParts(nullptr, text.word()));
-}
-
-TEST(IdEquality, WordsThatDifferAreUnequalWithoutLookingAtText) {
+  // Words that differ are unequal without looking at the text.
   EXPECT_NE(Id("abc"), Id("abd"));
   EXPECT_NE(Id("abc"), Id("abcd"));
 }
 
-TEST(IdOwnership, OwnedCopySetsBit43AndStillCompares) {
+TEST(IdOwnership, OwnedCopySetsBit43ComparesAndIsShared) {
   std::string text = "localModeU";
   Id owned = Id::Owned(text);
   text[0] = 'X';  // the owned copy does not follow the original
@@ -69,23 +55,21 @@ TEST(IdOwnership, OwnedCopySetsBit43AndStillCompares) {
   EXPECT_EQ(owned, Id("localModeU"));
   EXPECT_EQ(Id("localModeU"), owned);
   EXPECT_EQ(owned.view(), "localModeU");
-}
-
-TEST(IdOwnership, CopiesShareAndOutliveTheOriginal) {
+  // Copies share the text and outlive the original.
   Id copy;
   {
-    Id owned = Id::Owned("shared text");
-    copy = owned;
-    Id moved = std::move(owned);
+    Id original = Id::Owned("shared text");
+    copy = original;
+    Id moved = std::move(original);
     EXPECT_EQ(moved, copy);
-    EXPECT_TRUE(owned.empty());
+    EXPECT_TRUE(original.empty());
   }
   EXPECT_EQ(copy.view(), "shared text");
   copy = Id("literal");
   EXPECT_FALSE(copy.owned());
 }
 
-TEST(InternedIdTable, SameTextGivesSamePointer) {
+TEST(InternedIdTable, SameTextGivesSamePointerAndCountsReferences) {
   std::string a = "pingpong";
   InternedId x = InternedId::Intern(a);
   InternedId y = InternedId::Intern(std::string("ping") + "pong");
@@ -95,24 +79,20 @@ TEST(InternedIdTable, SameTextGivesSamePointer) {
   EXPECT_NE(x, InternedId::Intern("loop"));
   EXPECT_TRUE(InternedId::Intern("").empty());
   EXPECT_EQ(InternedId(), InternedId::Intern(""));
-}
-
-TEST(InternedIdTable, CountsReferences) {
-  InternedId x = InternedId::Intern("a-rarely-used-choice");
-  const long base = x.UseCount();
+  // References are counted.
+  InternedId r = InternedId::Intern("a-rarely-used-choice");
+  const long base = r.UseCount();
   {
-    InternedId y = x;
-    EXPECT_EQ(x.UseCount(), base + 1);
+    InternedId share = r;
+    EXPECT_EQ(r.UseCount(), base + 1);
   }
-  EXPECT_EQ(x.UseCount(), base);
-}
-
-TEST(InternedIdTable, CanonicalIdsCompareByPointer) {
-  Id a = CanonicalId("srgb");
-  Id b = CanonicalId(std::string("s") + "rgb");
-  EXPECT_EQ(a.text(), b.text());
-  EXPECT_EQ(a.text(), InternedId::Intern("srgb").id().text());
-  EXPECT_NE(a.text(), Id("srgb").text());  // a literal has its own address
+  EXPECT_EQ(r.UseCount(), base);
+  // Canonical ids share the interned text, so they compare by pointer.
+  const Id c1 = CanonicalId("srgb");
+  const Id c2 = CanonicalId(std::string("s") + "rgb");
+  EXPECT_EQ(c1.text(), c2.text());
+  EXPECT_EQ(c1.text(), InternedId::Intern("srgb").id().text());
+  EXPECT_NE(c1.text(), Id("srgb").text());  // a literal has its own address
 }
 
 TEST(PortKeys, OutputsUseTheHashAndInputsItsComplement) {

@@ -20,7 +20,7 @@ class RegistryTest : public ::testing::Test {
   CoreNodeRegistry registry_;
 };
 
-TEST_F(RegistryTest, GroupIsBuiltOnceAndShared) {
+TEST_F(RegistryTest, GroupIsBuiltOnceAndSharedAndUnknownOrDuplicateIdsFail) {
   const MicroNodeGroup* a = nullptr;
   const MicroNodeGroup* b = nullptr;
   const CoreNodeDefinition* def = registry_.Find(testing::kOrderNode);
@@ -33,9 +33,8 @@ TEST_F(RegistryTest, GroupIsBuiltOnceAndShared) {
   EXPECT_TRUE(a->finalized());
   EXPECT_EQ(a->id(), Id(testing::kOrderNode));
   EXPECT_EQ(a->factory(), def);
-}
 
-TEST_F(RegistryTest, GroupIsBuiltOnceWhenManyThreadsAskFirst) {
+  // Built once also when many threads ask first.
   std::vector<const MicroNodeGroup*> seen(8, nullptr);
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i)
@@ -43,14 +42,11 @@ TEST_F(RegistryTest, GroupIsBuiltOnceWhenManyThreadsAskFirst) {
   for (std::thread& t : threads) t.join();
   for (const MicroNodeGroup* g : seen) EXPECT_EQ(g, seen[0]);
   EXPECT_EQ(registry_.Find(testing::kCallColorNode)->buildCount(), 1);
-}
 
-TEST_F(RegistryTest, UnknownAndDuplicateIdsAreErrors) {
   const MicroNodeGroup* g = nullptr;
   EXPECT_TRUE(registry_.GetGroup("test.nosuchnode", g).Is(errors::kUnresolved));
   EXPECT_EQ(g, nullptr);
-  Result again = testing::RegisterTestNodes(registry_);
-  EXPECT_TRUE(again.Is(errors::kIllegalState));
+  EXPECT_TRUE(testing::RegisterTestNodes(registry_).Is(errors::kIllegalState));
 }
 
 TEST_F(RegistryTest, PortsCarryKeysTypesAndFlags) {
@@ -111,7 +107,7 @@ TEST_F(RegistryTest, ArrayPortsAreBuiltPerElementCount) {
   EXPECT_EQ(run->Get<double>("sum"), 123.0);  // elements in order
   EXPECT_EQ(run->Get<int64_t>("count"), 3);
 
-  ASSERT_TRUE(SingleNodeRunner::Create(g0, run).ok());
+  ASSERT_TRUE(SingleNodeRunner::Create(g0, run).ok());  // no elements
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<double>("sum"), 0.0);
   EXPECT_EQ(run->Get<int64_t>("count"), 0);

@@ -29,42 +29,59 @@ class RuntimeTest : public ::testing::Test {
     EXPECT_TRUE(plan.AddNode(Group(id), id, n, sub).ok());
     return n;
   }
+  // A colour body returning the uvw of the context it is called with.
+  SubPlanRef UvwBody(Plan& plan) {
+    SubPlanRef body;
+    EXPECT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
+    NodeRef uvw = Add(plan, kUvwColorNode, body);
+    EXPECT_TRUE(plan.BindContext(uvw, "context").ok());
+    EXPECT_TRUE(plan.SetSubPlanResult(body, uvw, "result").ok());
+    return body;
+  }
+  // A caller of `body` at its context shifted by `shift` in u, as the main output.
+  NodeRef MainCaller(Plan& plan, SubPlanRef body, double shift) {
+    NodeRef caller = Add(plan, kCallColorNode);
+    EXPECT_TRUE(plan.BindContext(caller, "context").ok());
+    EXPECT_TRUE(plan.Set<double>(caller, "shift", shift).ok());
+    EXPECT_TRUE(plan.LinkFunction(caller, "color", body).ok());
+    EXPECT_TRUE(plan.SetOutput(caller, "result").ok());
+    return caller;
+  }
+  static std::unique_ptr<PlanInstance> Instance(const Plan& plan, bool prepare = true) {
+    std::unique_ptr<PlanInstance> inst;
+    EXPECT_TRUE(PlanInstance::Create(plan, inst).ok());
+    if (inst && prepare) {
+      EXPECT_TRUE(inst->Prepare().ok());
+    }
+    return inst;
+  }
   CoreNodeRegistry registry_;
 };
 
-TEST_F(RuntimeTest, FunctionPortWithoutFunctionGivesNullPointerAndOpaqueBlack) {
+TEST_F(RuntimeTest, FunctionPortCallsItsFunctionAndFailuresLeaveOpaqueBlack) {
   std::unique_ptr<SingleNodeRunner> run;
   ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
-  ASSERT_TRUE(run->Set<double>("shift", 0.0).ok());
+  ASSERT_TRUE(run->Set<double>("shift", 0.5).ok());
+  // No function at all.
   ASSERT_TRUE(run->SetFunction("color", nullptr).ok());
-  Result r = run->Run();
-  EXPECT_TRUE(r.Is(errors::kNullPtr));
+  EXPECT_TRUE(run->Run().Is(errors::kNullPtr));
   EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0, 0, 0, 1}));
-}
 
-TEST_F(RuntimeTest, FailingFunctionLeavesOpaqueBlackAndPassesItsErrorUp) {
   CallableFunction<ColorA> failing(kColorAType, [](const ShadingContext&, ColorA& out) {
     out = {9, 9, 9, 9};  // written before failing: must not leak out
     return Result::Fail(errors::kIllegalState, "upstream broke");
   });
-  std::unique_ptr<SingleNodeRunner> run;
-  ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
-  ASSERT_TRUE(run->Set<double>("shift", 0.0).ok());
   ASSERT_TRUE(run->SetFunction("color", &failing).ok());
   Result r = run->Run();
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_EQ(r.message(), "upstream broke");
   EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0, 0, 0, 1}));
-}
 
-TEST_F(RuntimeTest, CallableFunctionSeesTheContextTheNodeChose) {
+  // A working function sees the context the node chose.
   CallableFunction<ColorA> uvw(kColorAType, [](const ShadingContext& c, ColorA& out) {
     out = {c.uvw.x, c.uvw.y, 0, 1};
     return Result::Ok();
   });
-  std::unique_ptr<SingleNodeRunner> run;
-  ASSERT_TRUE(SingleNodeRunner::Create(Group(kCallColorNode), run).ok());
-  ASSERT_TRUE(run->Set<double>("shift", 0.5).ok());
   ASSERT_TRUE(run->SetFunction("color", &uvw).ok());
   ShadingContext ctx;
   ctx.uvw = {0.25, 0.75, 0};
@@ -72,24 +89,13 @@ TEST_F(RuntimeTest, CallableFunctionSeesTheContextTheNodeChose) {
   EXPECT_EQ(run->Get<ColorA>("result"), (ColorA{0.75, 0.75, 0, 1}));
 }
 
-TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContext) {
+TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContextAlsoInAClone) {
   Plan plan;
-  NodeRef caller = Add(plan, kCallColorNode);
-  SubPlanRef body;
-  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
-  NodeRef inner = Add(plan, kUvwColorNode, body);
-  ASSERT_TRUE(plan.BindContext(inner, "context").ok());
-  ASSERT_TRUE(plan.SetSubPlanResult(body, inner, "result").ok());
-  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
-  ASSERT_TRUE(plan.Set<double>(caller, "shift", 2.0).ok());
-  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
-  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  MainCaller(plan, UvwBody(plan), 2.0);
   ASSERT_TRUE(plan.Finish().ok());
   EXPECT_EQ(plan.varyingStepCount(), 1u);  // the body runs only when called
 
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
   ShadingContext ctx;
   ctx.uvw = {0.1, 0.2, 0.3};
   ASSERT_TRUE(inst->Evaluate(ctx).ok());
@@ -97,6 +103,13 @@ TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContext) {
   ctx.uvw = {-1, 5, 0};
   ASSERT_TRUE(inst->Evaluate(ctx).ok());
   EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{1, 5, 0, 1}));
+
+  std::unique_ptr<PlanInstance> copy;
+  ASSERT_TRUE(inst->Clone(copy).ok());
+  inst.reset();  // the copy's function must not reach into the original
+  ctx.uvw = {-0.5, 0.5, 0};
+  ASSERT_TRUE(copy->Evaluate(ctx).ok());
+  EXPECT_EQ(copy->OutputAs<ColorA>(), (ColorA{1.5, 0.5, 0, 1}));
 }
 
 TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
@@ -110,25 +123,17 @@ TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
   NodeRef use = Add(plan, kCounterUseNode, body);
   ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
   ASSERT_TRUE(plan.BindContext(use, "context").ok());
-  NodeRef color = Add(plan, kCallColorNode, body);  // calls nothing: shift only, via a nested body
-  (void)color;
-  SubPlanRef inner;
-  ASSERT_TRUE(plan.AddSubPlan(kColorAType, inner).ok());
-  NodeRef uvw = Add(plan, kUvwColorNode, inner);
-  ASSERT_TRUE(plan.BindContext(uvw, "context").ok());
-  ASSERT_TRUE(plan.SetSubPlanResult(inner, uvw, "result").ok());
+  NodeRef color = Add(plan, kCallColorNode, body);  // shifts a nested uvw body
   ASSERT_TRUE(plan.BindContext(color, "context").ok());
   ASSERT_TRUE(plan.Link(color, "shift", use, "result").ok());  // shift by 1000 * builds + seed + u
-  ASSERT_TRUE(plan.LinkFunction(color, "color", inner).ok());
+  ASSERT_TRUE(plan.LinkFunction(color, "color", UvwBody(plan)).ok());
   ASSERT_TRUE(plan.SetSubPlanResult(body, color, "result").ok());
   ASSERT_TRUE(plan.LinkFunction(bake, "color", body).ok());
   ASSERT_TRUE(plan.RequestOutput(bake, "sum").ok());
   ASSERT_TRUE(plan.Finish().ok());
   EXPECT_TRUE(plan.IsUniform(bake));
 
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
   // Each call gives u + shift = 2u + 2000 (one build, seed 1000), u = 0..255.
   double expected = 0;
   for (int u = 0; u < 256; ++u) expected += 2.0 * u + 2000.0;
@@ -139,26 +144,18 @@ TEST_F(RuntimeTest, AFailingUniformNodeFailsOnlyWhatReadsIt) {
   // The failing node is the result of a function body: preparing succeeds,
   // and only calling the function gives its error.
   Plan plan;
-  NodeRef caller = Add(plan, kCallColorNode);
   SubPlanRef body;
   ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
-  NodeRef bad = Add(plan, kFailNode);
-  ASSERT_TRUE(plan.SetSubPlanResult(body, bad, "result").ok());
-  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
-  ASSERT_TRUE(plan.Set<double>(caller, "shift", 0.0).ok());
-  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
-  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
+  ASSERT_TRUE(plan.SetSubPlanResult(body, Add(plan, kFailNode), "result").ok());
+  MainCaller(plan, body, 0.0);
   NodeRef side = Add(plan, kAddNode);  // an unrelated uniform node still runs
   ASSERT_TRUE(plan.Set<double>(side, "a", 1.0).ok());
   ASSERT_TRUE(plan.Set<double>(side, "b", 2.0).ok());
   ASSERT_TRUE(plan.RequestOutput(side, "result").ok());
   ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
   EXPECT_EQ(inst->Get<double>(side, "result"), 3.0);
-  Result r = inst->Evaluate(ShadingContext());
-  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_TRUE(inst->Evaluate(ShadingContext()).Is(errors::kIllegalState));
   EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{0, 0, 0, 1}));
   std::unique_ptr<PlanInstance> copy;
   ASSERT_TRUE(inst->Clone(copy).ok());
@@ -166,61 +163,42 @@ TEST_F(RuntimeTest, AFailingUniformNodeFailsOnlyWhatReadsIt) {
 
   // Read by the main plan, the same failure stops Prepare.
   Plan direct;
-  NodeRef bad2 = Add(direct, kFailNode);
-  ASSERT_TRUE(direct.SetOutput(bad2, "result").ok());
+  ASSERT_TRUE(direct.SetOutput(Add(direct, kFailNode), "result").ok());
   ASSERT_TRUE(direct.Finish().ok());
-  std::unique_ptr<PlanInstance> directInstance;  // declared after its plan, so it goes first
-  ASSERT_TRUE(PlanInstance::Create(direct, directInstance).ok());
+  std::unique_ptr<PlanInstance> directInstance = Instance(direct, false);  // declared after its plan: goes first
   EXPECT_TRUE(directInstance->Prepare().Is(errors::kIllegalState));
 }
 
-TEST_F(RuntimeTest, PreNodeRunTwiceWithUnchangedInputsKeepsItsTable) {
-  Plan plan;
-  NodeRef pre = Add(plan, kCounterPreNode);
-  NodeRef use = Add(plan, kCounterUseNode);
-  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 7u).ok());
-  ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
-  ASSERT_TRUE(plan.BindContext(use, "context").ok());
-  ASSERT_TRUE(plan.SetOutput(use, "result").ok());
-  ASSERT_TRUE(plan.Finish().ok());
-  EXPECT_TRUE(plan.IsUniform(pre));
-  EXPECT_FALSE(plan.IsUniform(use));
-
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 1);
-  ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
-  EXPECT_EQ(inst->OutputAs<double>(), 1007.0);  // the consumer reads the pre node's storage
-
-  ASSERT_TRUE(inst->Set<uint32_t>(pre, "seed", 8u).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 2);
-  ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
-  EXPECT_EQ(inst->OutputAs<double>(), 2008.0);
-}
-
-TEST_F(RuntimeTest, UniformNodesRunOncePerPrepareWhateverTheSampleCount) {
+TEST_F(RuntimeTest, UniformNodesRunOncePerPrepareAndPreNodesRebuildOnlyOnChange) {
   Plan plan;
   NodeRef add = Add(plan, kAddNode);
   NodeRef pre = Add(plan, kCounterPreNode);
   NodeRef use = Add(plan, kCounterUseNode);
   ASSERT_TRUE(plan.Set<double>(add, "a", 1.0).ok());
   ASSERT_TRUE(plan.Set<double>(add, "b", 2.0).ok());
-  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 1u).ok());
+  ASSERT_TRUE(plan.Set<uint32_t>(pre, "seed", 7u).ok());
   ASSERT_TRUE(plan.LinkPreNode(pre, use).ok());
   ASSERT_TRUE(plan.BindContext(use, "context").ok());
   ASSERT_TRUE(plan.SetOutput(use, "result").ok());
   ASSERT_TRUE(plan.RequestOutput(add, "result").ok());
   ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_TRUE(plan.IsUniform(pre));
+  EXPECT_FALSE(plan.IsUniform(use));
+
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
   EXPECT_EQ(KernelCalls(), 2);
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
   EXPECT_EQ(KernelCalls(), 102);  // one varying kernel per sample
   EXPECT_EQ(inst->Get<double>(add, "result"), 3.0);
+  EXPECT_EQ(inst->OutputAs<double>(), 1007.0);  // the consumer reads the pre node's storage
+
+  ASSERT_TRUE(inst->Prepare().ok());  // unchanged inputs keep the table
+  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 1);
+  ASSERT_TRUE(inst->Set<uint32_t>(pre, "seed", 8u).ok());
+  ASSERT_TRUE(inst->Prepare().ok());
+  EXPECT_EQ(inst->Get<CounterTable>(pre, "table").builds, 2);
+  ASSERT_TRUE(inst->Evaluate(ShadingContext()).ok());
+  EXPECT_EQ(inst->OutputAs<double>(), 2008.0);
 }
 
 TEST_F(RuntimeTest, PermanentStorageSurvivesEvaluationsAndClonesAreIndependent) {
@@ -229,8 +207,7 @@ TEST_F(RuntimeTest, PermanentStorageSurvivesEvaluationsAndClonesAreIndependent) 
   ASSERT_TRUE(plan.BindContext(n, "context").ok());
   ASSERT_TRUE(plan.SetOutput(n, "result").ok());
   ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> a;
-  ASSERT_TRUE(PlanInstance::Create(plan, a).ok());
+  std::unique_ptr<PlanInstance> a = Instance(plan, false);
   for (int i = 0; i < 3; ++i) ASSERT_TRUE(a->Evaluate(ShadingContext()).ok());
   EXPECT_EQ(a->OutputAs<double>(), 3.0);
   std::unique_ptr<PlanInstance> b;
@@ -242,37 +219,12 @@ TEST_F(RuntimeTest, PermanentStorageSurvivesEvaluationsAndClonesAreIndependent) 
   EXPECT_EQ(b->OutputAs<double>(), 4.0);
 }
 
-TEST_F(RuntimeTest, ClonedFunctionsRunTheCopysBody) {
-  Plan plan;
-  NodeRef caller = Add(plan, kCallColorNode);
-  SubPlanRef body;
-  ASSERT_TRUE(plan.AddSubPlan(kColorAType, body).ok());
-  NodeRef inner = Add(plan, kUvwColorNode, body);
-  ASSERT_TRUE(plan.BindContext(inner, "context").ok());
-  ASSERT_TRUE(plan.SetSubPlanResult(body, inner, "result").ok());
-  ASSERT_TRUE(plan.BindContext(caller, "context").ok());
-  ASSERT_TRUE(plan.Set<double>(caller, "shift", 1.0).ok());
-  ASSERT_TRUE(plan.LinkFunction(caller, "color", body).ok());
-  ASSERT_TRUE(plan.SetOutput(caller, "result").ok());
-  ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> a, b;
-  ASSERT_TRUE(PlanInstance::Create(plan, a).ok());
-  ASSERT_TRUE(a->Clone(b).ok());
-  a.reset();  // the copy must not reach into the original
-  ShadingContext ctx;
-  ctx.uvw = {0.5, 0.5, 0};
-  ASSERT_TRUE(b->Evaluate(ctx).ok());
-  EXPECT_EQ(b->OutputAs<ColorA>(), (ColorA{1.5, 0.5, 0, 1}));
-}
-
 TEST_F(RuntimeTest, FlagsMarkInputsWithoutValueAndUnusedOutputs) {
   Plan plan;
   NodeRef n = Add(plan, kFlagsNode);
   ASSERT_TRUE(plan.SetOutput(n, "report").ok());
   ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
   EXPECT_EQ(inst->OutputAs<int64_t>(), 10);  // a without value, report used, spare unused
   EXPECT_EQ(inst->Get<int64_t>(n, "spare"), -1);  // OUTPUT_UNUSED does not stop the kernel
   ASSERT_TRUE(inst->Set<double>(n, "a", 1.0).ok());
@@ -294,24 +246,19 @@ TEST_F(RuntimeTest, LinksCarryValuesAndTypesMustAgree) {
   EXPECT_TRUE(plan.Set<ColorA>(b, "b", ColorA{}).Is(errors::kIllegalArgument));
   EXPECT_TRUE(plan.Link(b, "nosuch", a, "result").Is(errors::kIllegalArgument));
   ASSERT_TRUE(plan.Finish().ok());
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  EXPECT_EQ(inst->OutputAs<double>(), 13.5);
+  EXPECT_EQ(Instance(plan)->OutputAs<double>(), 13.5);
 }
 
-TEST_F(RuntimeTest, CyclesAreRejected) {
-  Plan plan;
-  NodeRef a = Add(plan, kAddNode);
-  NodeRef b = Add(plan, kAddNode);
-  ASSERT_TRUE(plan.Link(a, "a", b, "result").ok());
-  ASSERT_TRUE(plan.Link(b, "a", a, "result").ok());
-  Result r = plan.Finish();
+TEST_F(RuntimeTest, FinishRejectsCyclesAndPerSampleValuesInAFunctionBody) {
+  Plan cycle;
+  NodeRef a = Add(cycle, kAddNode);
+  NodeRef b = Add(cycle, kAddNode);
+  ASSERT_TRUE(cycle.Link(a, "a", b, "result").ok());
+  ASSERT_TRUE(cycle.Link(b, "a", a, "result").ok());
+  Result r = cycle.Finish();
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_NE(r.message().find("cycle"), std::string_view::npos);
-}
 
-TEST_F(RuntimeTest, PerSampleValuesDoNotCrossIntoAFunctionBody) {
   Plan plan;
   NodeRef outer = Add(plan, kPermanentNode);
   ASSERT_TRUE(plan.BindContext(outer, "context").ok());
@@ -323,7 +270,7 @@ TEST_F(RuntimeTest, PerSampleValuesDoNotCrossIntoAFunctionBody) {
   EXPECT_TRUE(plan.Finish().Is(errors::kIllegalState));
 }
 
-TEST_F(RuntimeTest, BatchRunsOverARangeWithPerPortStrides) {
+TEST_F(RuntimeTest, BatchRunsOverARangeWithPerPortStridesAndOnceInAPlan) {
   const MicroNodeGroup* g = Group(kBatchNode);
   struct In {
     double x;
@@ -341,11 +288,9 @@ TEST_F(RuntimeTest, BatchRunsOverARangeWithPerPortStrides) {
   BatchBinding bind0[] = {{&xs[0].x, sizeof(In)}, {&y, 0}, {untouched, sizeof(Vector2d)}};
   ASSERT_TRUE(RunBatch(*g, 0, bind0, 0).ok());
   EXPECT_EQ(untouched[0], (Vector2d{-1, -1}));
-}
 
-TEST_F(RuntimeTest, BatchKernelInAPlanRunsOnce) {
   std::unique_ptr<SingleNodeRunner> run;
-  ASSERT_TRUE(SingleNodeRunner::Create(Group(kBatchNode), run).ok());
+  ASSERT_TRUE(SingleNodeRunner::Create(g, run).ok());
   ASSERT_TRUE(run->Set<double>("x", 4.0).ok());
   ASSERT_TRUE(run->Set<double>("y", 5.0).ok());
   ASSERT_TRUE(run->Run().ok());

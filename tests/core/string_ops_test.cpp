@@ -56,24 +56,22 @@ TEST(StringOps, AppendCopiesASharedTextFirst) {
 }
 
 TEST(StringOps, ReplaceChangesEveryOccurrenceWithoutOverlap) {
-  String s("aaa-aa-a");
-  const String before = s;
-  ASSERT_TRUE(s.Replace(String("aa"), String("b")).ok());
-  EXPECT_EQ(s.view(), "ba-b-a");
-  EXPECT_EQ(before.view(), "aaa-aa-a");
-
-  String grow("x.y.z");
-  ASSERT_TRUE(grow.Replace(String("."), String("::")).ok());
-  EXPECT_EQ(grow.view(), "x::y::z");
-
-  String drop("a, b, c");
-  ASSERT_TRUE(drop.Replace(String(", "), String()).ok());
-  EXPECT_EQ(drop.view(), "abc");
-
-  String same("abc");
-  ASSERT_TRUE(same.Replace(String(), String("z")).ok());  // empty search: nothing to find
-  ASSERT_TRUE(same.Replace(String("q"), String("z")).ok());
-  EXPECT_EQ(same.view(), "abc");
+  struct Case {
+    const char *text, *search, *replace, *want;  // nullptr: the null String
+  };
+  const Case cases[] = {{"aaa-aa-a", "aa", "b", "ba-b-a"}, {"x.y.z", ".", "::", "x::y::z"},
+                        {"a, b, c", ", ", nullptr, "abc"},
+                        {"abc", nullptr, "z", "abc"},  // empty search: nothing to find
+                        {"abc", "q", "z", "abc"}};
+  auto text = [](const char* t) { return t ? String(t) : String(); };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    String s(c.text);
+    const String before = s;
+    ASSERT_TRUE(s.Replace(text(c.search), text(c.replace)).ok());
+    EXPECT_EQ(s.view(), c.want);
+    EXPECT_EQ(before.view(), c.text);  // a shared text is copied first
+  }
 }
 
 }  // namespace

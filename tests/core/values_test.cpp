@@ -2,8 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
+#include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include "core/random.h"
 #include "core/result.h"
@@ -16,12 +17,10 @@ namespace {
 // Reference values below were computed outside the project (Python, unbounded
 // integers masked to 32 bits and sign-extended for the arithmetic shifts).
 TEST(HashInt32, MatchesAnIndependentComputation) {
-  EXPECT_EQ(HashInt32(0u), 0x94b1d927u);
-  EXPECT_EQ(HashInt32(1u), 0xb48681b6u);
-  EXPECT_EQ(HashInt32(42u), 0xc343bb70u);
-  EXPECT_EQ(HashInt32(0xdeadbeefu), 0x800feadau);
-  EXPECT_EQ(HashInt32(0x80000000u), 0xc68fa4e6u);  // the sign bit makes the shifts differ
-  EXPECT_EQ(HashInt32(123456789u), 0xd9ab9e21u);
+  const uint32_t cases[][2] = {{0u, 0x94b1d927u},          {1u, 0xb48681b6u},          {42u, 0xc343bb70u},
+                               {0xdeadbeefu, 0x800feadau}, {123456789u, 0xd9ab9e21u},
+                               {0x80000000u, 0xc68fa4e6u}};  // the sign bit makes the shifts differ
+  for (const auto& [in, out] : cases) EXPECT_EQ(HashInt32(in), out) << in;
 }
 
 TEST(LcgRandom, SequenceMatchesAnIndependentComputation) {
@@ -37,9 +36,8 @@ TEST(LcgRandom, SequenceMatchesAnIndependentComputation) {
   EXPECT_EQ(r.Next01(), 0.8978736957069486);
   EXPECT_EQ(r.Next01(), 0.23828878346830606);
   EXPECT_EQ(r.state(), 1023442532u);
-}
 
-TEST(LcgRandom, StaysInUnitIntervalAndSignedIsTwiceMinusOne) {
+  // It stays in [0, 1), and the signed draw is twice the plain one minus one.
   LcgRandom a, b;
   a.Init(7);
   b.Init(7);
@@ -72,50 +70,31 @@ TEST(ShadingContextDefaults, FromScratch) {
   EXPECT_EQ(c.messagesink, nullptr);
 }
 
-TEST(ShadingContextLayout, FieldsStandInDeclarationOrderWithTheirWidths) {
-  static_assert(sizeof(ShadingContext::carried5) == 1);
-  static_assert(sizeof(ShadingContext::carried26) == 2);
-  static_assert(sizeof(ShadingContext::uvwvalid) == 1);
-  static_assert(sizeof(ShadingContext::carried17) == 16);
-  static_assert(sizeof(ShadingContext::carried24) == 32);
-  static_assert(offsetof(ShadingContext, position) > offsetof(ShadingContext, carried5));
-  static_assert(offsetof(ShadingContext, uvw) > offsetof(ShadingContext, shadingnormal));
-  static_assert(offsetof(ShadingContext, uvwvalid) > offsetof(ShadingContext, carried18));
-  static_assert(offsetof(ShadingContext, raydirectiondy) > offsetof(ShadingContext, rayorigindy));
-  static_assert(offsetof(ShadingContext, messagesink) > offsetof(ShadingContext, searchpaths));
-  SUCCEED();
-}
+// The fields stand in declaration order with their widths, and a context
+// copies as plain bytes: no field can be lost on the way.
+static_assert(sizeof(ShadingContext::carried5) == 1);
+static_assert(sizeof(ShadingContext::carried26) == 2);
+static_assert(sizeof(ShadingContext::uvwvalid) == 1);
+static_assert(sizeof(ShadingContext::carried17) == 16);
+static_assert(sizeof(ShadingContext::carried24) == 32);
+static_assert(offsetof(ShadingContext, position) > offsetof(ShadingContext, carried5));
+static_assert(offsetof(ShadingContext, uvw) > offsetof(ShadingContext, shadingnormal));
+static_assert(offsetof(ShadingContext, uvwvalid) > offsetof(ShadingContext, carried18));
+static_assert(offsetof(ShadingContext, raydirectiondy) > offsetof(ShadingContext, rayorigindy));
+static_assert(offsetof(ShadingContext, messagesink) > offsetof(ShadingContext, searchpaths));
+static_assert(std::is_trivially_copyable_v<ShadingContext>);
 
-TEST(ShadingContextCopy, FieldByFieldCopyKeepsEveryCarriedField) {
-  ShadingContext a;
-  // Give every byte a distinct value, then copy as a plain value.
-  auto* bytes = reinterpret_cast<unsigned char*>(&a);
-  for (size_t i = 0; i < sizeof(a); ++i) bytes[i] = static_cast<unsigned char>(i * 7 + 3);
-  ShadingContext b = a;
-  EXPECT_EQ(std::memcmp(&a, &b, sizeof(a)), 0);
-  ShadingContext c;
-  c = a;
-  EXPECT_EQ(c.carried0, a.carried0);
-  EXPECT_EQ(c.carried34, a.carried34);
-  EXPECT_EQ(std::memcmp(&c.carried17, &a.carried17, sizeof(a.carried17)), 0);
-}
-
-TEST(UvwFootprint, SpreadOfTheThreePoints) {
+TEST(UvwFootprint, SpreadOfTheThreePointsWhereNaNDropsOutOrZeroes) {
   ShadingContext c;
   c.uvw = {0.5, 0.5, 0};
   c.uvwdx = {0.6, 0.45, 0};
   c.uvwdy = {0.45, 0.75, 0};
-  const UvwFootprint f = ComputeUvwFootprint(c);
+  UvwFootprint f = ComputeUvwFootprint(c);
   EXPECT_DOUBLE_EQ(f.du, 0.15);
   EXPECT_DOUBLE_EQ(f.dv, 0.3);
-}
-
-TEST(UvwFootprint, NaNInANeighbourDropsOutOrZeroes) {
-  ShadingContext c;
-  c.uvw = {0.5, 0.5, 0};
   c.uvwdx = {std::nan(""), 0.5, 0};
   c.uvwdy = {0.75, 0.5, 0};
-  UvwFootprint f = ComputeUvwFootprint(c);
+  f = ComputeUvwFootprint(c);
   EXPECT_EQ(f.du, 0.25);  // the NaN falls out of max and min
   EXPECT_EQ(f.dv, 0.0);
   c.uvw.x = std::nan("");  // the first member seeds max and min: nothing is at or above NaN

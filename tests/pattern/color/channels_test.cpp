@@ -63,7 +63,7 @@ KeyerOut Key(const ColorA& c, const Color& key, double tmin, double tmax, const 
   return {r, run->Get<double>("mask")};
 }
 
-TEST(Keyer, RampsOverTheSquaredDistance) {
+TEST(Keyer, RampsOverTheSquaredDistanceClampsAndModes) {
   // Distance 0.5 to the key, squared 0.25: halfway along a 0..0.5 ramp (a
   // plain distance would be at its end).
   const ColorA c{0.5, 0.5, 0.5, 0.9};
@@ -73,26 +73,24 @@ TEST(Keyer, RampsOverTheSquaredDistance) {
   const KeyerOut in = Key(c, {0.2, 0.5, 0.9}, 0.0, 1.0, "keyin");
   EXPECT_DOUBLE_EQ(in.mask, 0.75);
   EXPECT_TRUE(ColorNear(in.result, {0.375, 0.375, 0.375, 0.75}, 1e-15));
-}
 
-TEST(Keyer, ClampsAndModes) {
-  const ColorA c{0.3, 0.6, 0.9, 0.2};
+  const ColorA k{0.3, 0.6, 0.9, 0.2};
   // The key colour itself is removed in keyout.
-  EXPECT_EQ(Key(c, {0.3, 0.6, 0.9}, 0.0, 0.1, "keyout").mask, 0.0);
+  EXPECT_EQ(Key(k, {0.3, 0.6, 0.9}, 0.0, 0.1, "keyout").mask, 0.0);
   // Far beyond toleranceMax: kept whole, but with alpha 1.
-  EXPECT_TRUE(ColorNear(Key(c, {-1, -1, -1}, 0.0, 0.1, "keyout").result, {0.3, 0.6, 0.9, 1.0}, 0));
+  EXPECT_TRUE(ColorNear(Key(k, {-1, -1, -1}, 0.0, 0.1, "keyout").result, {0.3, 0.6, 0.9, 1.0}, 0));
   // Empty and unknown modes act as keyout.
-  EXPECT_EQ(Key(c, {0.3, 0.6, 0.9}, 0.0, 0.1, "").mask, 0.0);
-  EXPECT_EQ(Key(c, {0.3, 0.6, 0.9}, 0.0, 0.1, "keyinverse").mask, 0.0);
+  EXPECT_EQ(Key(k, {0.3, 0.6, 0.9}, 0.0, 0.1, "").mask, 0.0);
+  EXPECT_EQ(Key(k, {0.3, 0.6, 0.9}, 0.0, 0.1, "keyinverse").mask, 0.0);
   // Equal tolerances: matte 0 before the mode.
-  const KeyerOut flatOut = Key(c, {0, 0, 0}, 0.2, 0.2, "keyout");
+  const KeyerOut flatOut = Key(k, {0, 0, 0}, 0.2, 0.2, "keyout");
   EXPECT_TRUE(ColorNear(flatOut.result, {0, 0, 0, 0}, 0));
   EXPECT_EQ(flatOut.mask, 0.0);
-  const KeyerOut flatIn = Key(c, {0, 0, 0}, 0.2, 0.2, "keyin");
+  const KeyerOut flatIn = Key(k, {0, 0, 0}, 0.2, 0.2, "keyin");
   EXPECT_TRUE(ColorNear(flatIn.result, {0.3, 0.6, 0.9, 1.0}, 0));
   EXPECT_EQ(flatIn.mask, 1.0);
   // A reversed ramp is allowed: near the key is now kept.
-  EXPECT_EQ(Key(c, {0.3, 0.6, 0.9}, 0.1, 0.0, "keyout").mask, 1.0);
+  EXPECT_EQ(Key(k, {0.3, 0.6, 0.9}, 0.1, 0.0, "keyout").mask, 1.0);
 }
 
 TEST(Strength, ScalesColourAndKeepsAlpha) {

@@ -2,11 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <memory>
+#include <utility>
 
-#include "core/runtime.h"
-#include "pattern/catalogue.h"
+#include "node_runner.h"
 #include "pattern/color/bias_node.h"
 #include "pattern/color/colortemperature_node.h"
 #include "pattern/color/contrast_node.h"
@@ -19,6 +20,8 @@
 namespace tessaroc::pattern {
 namespace {
 
+using testing::ColorNear;
+
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double kInf = std::numeric_limits<double>::infinity();
 
@@ -26,111 +29,68 @@ struct Mask {
   double blend = 1.0;
   bool r = true, g = true, b = true, a = true;
 };
+using Floats = std::initializer_list<std::pair<const char*, double>>;
 
-class EffectsTest : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_TRUE(RegisterCatalogue(registry_).ok()); }
-
-  // Runs a node with a colour, a mask and further Float or Color settings.
-  std::unique_ptr<SingleNodeRunner> Runner(const char* id, const ColorA& color, const Mask& m) {
-    const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(id, g).ok());
-    std::unique_ptr<SingleNodeRunner> run;
-    EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("color", color).ok());
-    EXPECT_TRUE(run->Set("maskblend", m.blend).ok());
-    EXPECT_TRUE(run->Set("maskred", m.r).ok());
-    EXPECT_TRUE(run->Set("maskgreen", m.g).ok());
-    EXPECT_TRUE(run->Set("maskblue", m.b).ok());
-    EXPECT_TRUE(run->Set("maskalpha", m.a).ok());
-    return run;
-  }
-  ColorA Run(SingleNodeRunner& run) {
-    EXPECT_TRUE(run.Run().ok());
-    return run.Get<ColorA>("result");
-  }
-
-  static CoreNodeRegistry registry_;
-};
-CoreNodeRegistry EffectsTest::registry_;
-
-void ExpectColor(const ColorA& got, const ColorA& want) {
-  auto same = [](double a, double b) { return (std::isnan(a) && std::isnan(b)) || a == b; };
-  EXPECT_TRUE(same(got.r, want.r) && same(got.g, want.g) && same(got.b, want.b) && same(got.a, want.a))
-      << "got (" << got.r << ", " << got.g << ", " << got.b << ", " << got.a << ") want (" << want.r << ", "
-      << want.g << ", " << want.b << ", " << want.a << ")";
+// A runner of the effect `id` with a colour, a mask and further Float settings.
+std::unique_ptr<SingleNodeRunner> Runner(const char* id, const ColorA& color, const Mask& m, Floats floats = {}) {
+  auto run = testing::MakeRunner(id);
+  EXPECT_TRUE(run->Set("color", color).ok());
+  testing::SetMask(*run, m.blend, m.r, m.g, m.b, m.a);
+  for (const auto& [port, value] : floats) EXPECT_TRUE(run->Set(port, value).ok()) << port;
+  return run;
 }
 
-// ---- the mask rule, on invertcolor
-
-TEST_F(EffectsTest, InvertHalfBlendedMeetsInTheMiddle) {
-  auto run = Runner(kInvertColorId, {0, 1, 0.25, 0.5}, {0.5});
-  ExpectColor(Run(*run), {0.5, 0.5, 0.5, 0.5});
+ColorA Effect(const char* id, const ColorA& color, const Mask& m, Floats floats = {}) {
+  return testing::RunColor(*Runner(id, color, m, floats));
 }
 
-TEST_F(EffectsTest, BlendZeroOrAllMasksOffReturnTheInput) {
+constexpr Mask kNoChannel{1.0, false, false, false, false};
+
+TEST(Effects, MaskRuleOnInvertColor) {
+  // Half blended meets in the middle.
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, {0, 1, 0.25, 0.5}, {0.5}), {0.5, 0.5, 0.5, 0.5}, 0));
+  // Blend zero or all masks off return the input.
   const ColorA c{0.3, -2, 7, 0.4};
-  ExpectColor(Run(*Runner(kInvertColorId, c, {0.0})), c);
-  ExpectColor(Run(*Runner(kInvertColorId, c, {1.0, false, false, false, false})), c);
-}
-
-TEST_F(EffectsTest, MaskSelectsChannelsAndBlendIsNotClamped) {
-  auto run = Runner(kInvertColorId, {0.25, 0.25, 0.25, 0.25}, {2.0, true, false, true, false});
-  // Blend 2 overshoots: (0.75 - 0.25) * 2 + 0.25.
-  ExpectColor(Run(*run), {1.25, 0.25, 1.25, 0.25});
-  run = Runner(kInvertColorId, {0.25, 0.25, 0.25, 0.25}, {-1.0});
-  ExpectColor(Run(*run), {-0.25, -0.25, -0.25, -0.25});
-}
-
-TEST_F(EffectsTest, UnmaskedChannelStillPassesThroughTheFormula) {
-  // (c - c) * blend + c is NaN for an infinite input, masked or not.
-  auto run = Runner(kInvertColorId, {kInf, 0.5, 0.5, 1}, {1.0, false, false, false, false});
-  ExpectColor(Run(*run), {kNaN, 0.5, 0.5, 1});
-  run = Runner(kInvertColorId, {0.5, 0.5, 0.5, 1}, {kInf, false, false, false, false});
-  ExpectColor(Run(*run), {kNaN, kNaN, kNaN, kNaN});
-}
-
-TEST_F(EffectsTest, BoolPortsReadAnyNonZeroByteAsTrue) {
-  auto run = Runner(kInvertColorId, {0.25, 0.25, 0.25, 0.25}, {1.0, false, false, false, false});
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, c, {0.0}), c, 0));
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, c, kNoChannel), c, 0));
+  // The mask selects channels and the blend is not clamped: (0.75 - 0.25) * 2 + 0.25.
+  const ColorA quarter{0.25, 0.25, 0.25, 0.25};
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, quarter, {2.0, true, false, true, false}), {1.25, 0.25, 1.25, 0.25}, 0));
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, quarter, {-1.0}), {-0.25, -0.25, -0.25, -0.25}, 0));
+  // An unmasked channel still passes through (c - c) * blend + c: NaN for an infinite input.
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, {kInf, 0.5, 0.5, 1}, kNoChannel), {kNaN, 0.5, 0.5, 1}, 0));
+  EXPECT_TRUE(ColorNear(Effect(kInvertColorId, {0.5, 0.5, 0.5, 1}, {kInf, false, false, false, false}),
+                        {kNaN, kNaN, kNaN, kNaN}, 0));
+  // Bool ports read any non-zero byte as true.
+  auto run = Runner(kInvertColorId, quarter, kNoChannel);
   uint8_t two = 2;
   ASSERT_TRUE(run->instance().SetInput(run->node(), "maskred", ValueSlot{nullptr, &two}).ok());
-  ExpectColor(Run(*run), {0.75, 0.25, 0.25, 0.25});
+  EXPECT_TRUE(ColorNear(testing::RunColor(*run), {0.75, 0.25, 0.25, 0.25}, 0));
 }
 
-// ---- biasgain
-
-TEST_F(EffectsTest, BiasGainHalfAndHalfIsIdentityInsideAndClampsOutside) {
-  auto run = Runner(kBiasGainId, {0.2, 0.7, 1.0, 1.0}, {1.0, true, true, true, false});
-  ASSERT_TRUE(run->Set("bias", 0.5).ok());
-  ASSERT_TRUE(run->Set("gain", 0.5).ok());
-  ColorA out = Run(*run);
+TEST(Effects, BiasGainHalfAndHalfIsIdentityInsideAndClampsOutside) {
+  const Mask noAlpha{1.0, true, true, true, false};
+  ColorA out = Effect(kBiasGainId, {0.2, 0.7, 1.0, 1.0}, noAlpha, {{"bias", 0.5}, {"gain", 0.5}});
   EXPECT_NEAR(out.r, 0.2, 1e-15);
   EXPECT_NEAR(out.g, 0.7, 1e-15);
   EXPECT_EQ(out.b, 1.0);
-  ASSERT_TRUE(run->Set("color", ColorA{-0.5, 1.5, 3, 1}).ok());
-  out = Run(*run);
+  out = Effect(kBiasGainId, {-0.5, 1.5, 3, 1}, noAlpha, {{"bias", 0.5}, {"gain", 0.5}});
   EXPECT_EQ(out.r, 0.0);
   EXPECT_EQ(out.g, 1.0);
   EXPECT_EQ(out.b, 1.0);
 }
 
-TEST_F(EffectsTest, BiasGainAlphaIsOneOrNaNForEveryBlend) {
+TEST(Effects, BiasGainAlphaIsOneOrNaNForEveryBlend) {
   // Alpha runs with bias 1 and gain 1 fixed: A / (1 - (1 - A)) is 1 up to
   // rounding, and 0/0 at A = 0 is NaN even with blend 0.
-  auto run = Runner(kBiasGainId, {0.5, 0.5, 0.5, 0.0}, {0.0});
-  ASSERT_TRUE(run->Set("bias", 0.3).ok());
-  ASSERT_TRUE(run->Set("gain", 0.6).ok());
-  EXPECT_TRUE(std::isnan(Run(*run).a));
-  ASSERT_TRUE(run->Set("color", ColorA{0.5, 0.5, 0.5, 0.25}).ok());
-  ASSERT_TRUE(run->Set("maskblend", 1.0).ok());
-  EXPECT_NEAR(Run(*run).a, 1.0, 1e-15);
+  const Floats settings{{"bias", 0.3}, {"gain", 0.6}};
+  EXPECT_TRUE(std::isnan(Effect(kBiasGainId, {0.5, 0.5, 0.5, 0.0}, {0.0}, settings).a));
+  EXPECT_NEAR(Effect(kBiasGainId, {0.5, 0.5, 0.5, 0.25}, {1.0}, settings).a, 1.0, 1e-15);
   // Without maskalpha the alpha passes unchanged, also at 0.
-  ASSERT_TRUE(run->Set("maskalpha", false).ok());
-  ASSERT_TRUE(run->Set("color", ColorA{0.5, 0.5, 0.5, 0.0}).ok());
-  EXPECT_EQ(Run(*run).a, 0.0);
+  EXPECT_EQ(Effect(kBiasGainId, {0.5, 0.5, 0.5, 0.0}, {1.0, true, true, true, false}, settings).a, 0.0);
 }
 
-TEST_F(EffectsTest, BiasGainCoefficientLimits) {
+TEST(Effects, BiasGainCoefficientLimits) {
   // gain at or above 1 uses -0.999899989999; bias 0 or below uses 997.99...;
   // gain 0 or below uses 9998.00...
   const double c = 0.3;
@@ -151,96 +111,53 @@ TEST_F(EffectsTest, BiasGainCoefficientLimits) {
             channel(c, 1.0 / 0.0010000000474974513 - 2.0, 0.0));
 }
 
-// ---- contrast
-
-TEST_F(EffectsTest, ContrastMinusOneIsMidGreyAndAlphaGoesToOne) {
-  auto run = Runner(kContrastId, {0.9, -3, 12, 0.3}, {1.0});
-  ASSERT_TRUE(run->Set("contrast", -1.0).ok());
-  ExpectColor(Run(*run), {0.5, 0.5, 0.5, 1.0});
+TEST(Effects, ContrastClampsBelowZeroNotAboveOneAndAlphaIgnoresThePort) {
+  // Contrast -1 is mid grey, and alpha goes to one.
+  EXPECT_TRUE(ColorNear(Effect(kContrastId, {0.9, -3, 12, 0.3}, {1.0}, {{"contrast", -1}}), {0.5, 0.5, 0.5, 1}, 0));
+  // Alpha above 1: 2A - 1, whatever the contrast.
+  const ColorA c{0.0, 1.0, 0.5, 1.5};
+  EXPECT_TRUE(ColorNear(Effect(kContrastId, c, {1.0}, {{"contrast", 3.0}}), {0.0, 2.5, 0.5, 2.0}, 0));
+  EXPECT_EQ(Effect(kContrastId, c, {1.0}, {{"contrast", 0.0}}).a, 2.0);
 }
 
-TEST_F(EffectsTest, ContrastNeverBelowZeroButAboveOneAndAlphaIgnoresThePort) {
-  auto run = Runner(kContrastId, {0.0, 1.0, 0.5, 1.5}, {1.0});
-  ASSERT_TRUE(run->Set("contrast", 3.0).ok());
-  ExpectColor(Run(*run), {0.0, 2.5, 0.5, 2.0});  // alpha above 1: 2A - 1
-  ASSERT_TRUE(run->Set("contrast", 0.0).ok());
-  EXPECT_EQ(Run(*run).a, 2.0);
-}
-
-// ---- exposure
-
-TEST_F(EffectsTest, ExposureRaisesMaskedAlphaByExactlyOne) {
-  auto run = Runner(kExposureId, {0.1, 0.2, 0.3, 0.25}, {1.0});
-  ASSERT_TRUE(run->Set("exposure", 1.0).ok());
-  ASSERT_TRUE(run->Set("offset", 0.5).ok());
-  ASSERT_TRUE(run->Set("gamma", 1.0).ok());
+TEST(Effects, ExposureRaisesMaskedAlphaByExactlyOne) {
+  const ColorA out =
+      Effect(kExposureId, {0.1, 0.2, 0.3, 0.25}, {1.0}, {{"exposure", 1}, {"offset", 0.5}, {"gamma", 1}});
   // The mask rule's (effect - input) * 1 + input may round: compare with it.
   auto mix = [](double c, double e) { return (e - c) * 1.0 + c; };
-  ExpectColor(Run(*run), {mix(0.1, 0.1 * 2 + 0.5), mix(0.2, 0.2 * 2 + 0.5), mix(0.3, 0.3 * 2 + 0.5), 1.25});
+  EXPECT_TRUE(ColorNear(out, {mix(0.1, 0.1 * 2 + 0.5), mix(0.2, 0.2 * 2 + 0.5), mix(0.3, 0.3 * 2 + 0.5), 1.25}, 0));
 }
 
-TEST_F(EffectsTest, ExposureGammaZeroAndOneSkipTheStepOthersClampNegative) {
-  auto run = Runner(kExposureId, {-0.5, 0.25, 4, 1}, {1.0, true, true, true, false});
-  ASSERT_TRUE(run->Set("exposure", 0.0).ok());
-  ASSERT_TRUE(run->Set("offset", 0.0).ok());
-  ASSERT_TRUE(run->Set("gamma", 0.0).ok());
-  ExpectColor(Run(*run), {-0.5, 0.25, 4, 1});
-  ASSERT_TRUE(run->Set("gamma", 1.0).ok());
-  ExpectColor(Run(*run), {-0.5, 0.25, 4, 1});
-  ASSERT_TRUE(run->Set("gamma", 2.0).ok());
-  ExpectColor(Run(*run), {0.0, 0.5, 2, 1});
-  ASSERT_TRUE(run->Set("gamma", kNaN).ok());  // NaN is neither 0 nor 1
-  EXPECT_TRUE(std::isnan(Run(*run).g));
+TEST(Effects, ExposureGammaZeroAndOneSkipTheStepOthersClampNegative) {
+  auto exposure = [](double gamma) {
+    return Effect(kExposureId, {-0.5, 0.25, 4, 1}, {1.0, true, true, true, false},
+                  {{"exposure", 0.0}, {"offset", 0.0}, {"gamma", gamma}});
+  };
+  EXPECT_TRUE(ColorNear(exposure(0.0), {-0.5, 0.25, 4, 1}, 0));
+  EXPECT_TRUE(ColorNear(exposure(1.0), {-0.5, 0.25, 4, 1}, 0));
+  EXPECT_TRUE(ColorNear(exposure(2.0), {0.0, 0.5, 2, 1}, 0));
+  EXPECT_TRUE(std::isnan(exposure(kNaN).g));  // NaN is neither 0 nor 1
 }
 
-// ---- premultiply, unpremultiply, whitebalance, colortemperature: no alpha effect
-
-TEST_F(EffectsTest, PremultiplyAndUnpremultiply) {
-  auto run = Runner(kPremultiplyId, {0.5, 1, 2, 0.5}, {1.0});
-  ExpectColor(Run(*run), {0.25, 0.5, 1, 0.5});
-  run = Runner(kUnpremultiplyId, {0.25, 0.5, 1, 0.5}, {1.0});
-  ExpectColor(Run(*run), {0.5, 1, 2, 0.5});
-  run = Runner(kUnpremultiplyId, {0.25, 0.5, 1, 0.0}, {1.0});
-  ExpectColor(Run(*run), {0.25, 0.5, 1, 0.0});  // alpha 0 keeps the colour
-}
-
-TEST_F(EffectsTest, WhiteBalanceZeroComponentGoesToBlack) {
-  auto run = Runner(kWhiteBalanceId, {0.8, 0.5, 0.25, 0.7}, {1.0});
-  ASSERT_TRUE(run->Set("whitePoint", Color{0, 1, 0.5}).ok());
-  ExpectColor(Run(*run), {0.0, 0.5, 0.5, 0.7});
-}
-
-TEST_F(EffectsTest, ColorTemperatureShiftsInDisplayUnits) {
-  auto run = Runner(kColorTemperatureId, {0.5, 0.5, 0.5, 0.7}, {1.0});
-  ASSERT_TRUE(run->Set("temperature", 2.0).ok());
-  ASSERT_TRUE(run->Set("tint", 1.0).ok());
-  ExpectColor(Run(*run), {0.5 + 0.2, 0.5 - 0.1, 0.5 - 0.2, 0.7});
-}
-
-TEST_F(EffectsTest, EffectsWithoutAlphaIgnoreMaskAlpha) {
-  const char* ids[] = {kPremultiplyId, kUnpremultiplyId, kWhiteBalanceId, kColorTemperatureId};
-  for (const char* id : ids) {
+TEST(Effects, EffectsWithoutAlpha) {
+  EXPECT_TRUE(ColorNear(Effect(kPremultiplyId, {0.5, 1, 2, 0.5}, {1.0}), {0.25, 0.5, 1, 0.5}, 0));
+  EXPECT_TRUE(ColorNear(Effect(kUnpremultiplyId, {0.25, 0.5, 1, 0.5}, {1.0}), {0.5, 1, 2, 0.5}, 0));
+  // Alpha 0 keeps the colour.
+  EXPECT_TRUE(ColorNear(Effect(kUnpremultiplyId, {0.25, 0.5, 1, 0.0}, {1.0}), {0.25, 0.5, 1, 0.0}, 0));
+  // A zero white point component goes to black.
+  auto white = Runner(kWhiteBalanceId, {0.8, 0.5, 0.25, 0.7}, {1.0});
+  ASSERT_TRUE(white->Set("whitePoint", Color{0, 1, 0.5}).ok());
+  EXPECT_TRUE(ColorNear(testing::RunColor(*white), {0.0, 0.5, 0.5, 0.7}, 0));
+  // Temperature and tint shift in display units.
+  EXPECT_TRUE(ColorNear(Effect(kColorTemperatureId, {0.5, 0.5, 0.5, 0.7}, {1.0}, {{"temperature", 2}, {"tint", 1}}),
+                        {0.5 + 0.2, 0.5 - 0.1, 0.5 - 0.2, 0.7}, 0));
+  // None of them touches alpha, maskalpha or not.
+  for (const char* id : {kPremultiplyId, kUnpremultiplyId, kWhiteBalanceId, kColorTemperatureId}) {
     auto run = Runner(id, {0.5, 0.5, 0.5, 0.25}, {1.0});
     (void)run->Set("whitePoint", Color{1, 1, 1});
     (void)run->Set("temperature", 1.0);
     (void)run->Set("tint", 1.0);
-    EXPECT_EQ(Run(*run).a, 0.25) << id;
-  }
-}
-
-TEST_F(EffectsTest, CatalogueRegistersTheEightEffectsAsPureNodes) {
-  const char* ids[] = {kInvertColorId, kBiasGainId,      kContrastId,      kExposureId,
-                       kPremultiplyId, kUnpremultiplyId, kWhiteBalanceId, kColorTemperatureId};
-  for (const char* id : ids) {
-    const CoreNodeDefinition* def = registry_.Find(id);
-    ASSERT_NE(def, nullptr) << id;
-    EXPECT_TRUE(def->pure()) << id;
-    const MicroNodeGroup* g = nullptr;
-    ASSERT_TRUE(def->GetGroup(g).ok()) << id;
-    // color is always access index 0 and result the last.
-    const std::vector<int>& access = g->microNodes()[0].portOfAccess;
-    EXPECT_EQ(g->ports()[access.front()].id, Id("color")) << id;
-    EXPECT_EQ(g->ports()[access.back()].id, Id("result")) << id;
+    EXPECT_EQ(testing::RunColor(*run).a, 0.25) << id;
   }
 }
 

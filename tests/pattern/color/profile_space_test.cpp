@@ -44,7 +44,7 @@ ColorA Profile(const ColorA& c, const ProfileSetup& p) {
 constexpr double kSrgbEncodeHalf = 0.7353569830524495;
 constexpr double kSrgbDecodeHalf = 0.21404114048223255;
 
-TEST(ColorProfile, SrgbDecodeAndEncode) {
+TEST(ColorProfile, SrgbDecodeAndEncodeAndAlphaFollowsItsMask) {
   const ColorA c{0.5, 0.02, 1.0, 0.5};
   // forward: decode with the in profile (srgb), encode with the out (linear).
   EXPECT_TRUE(ColorNear(Profile(c, {.in = "srgb"}), {kSrgbDecodeHalf, 0.02 / 12.92, 1.0, kSrgbDecodeHalf}, 1e-15));
@@ -55,6 +55,9 @@ TEST(ColorProfile, SrgbDecodeAndEncode) {
   // Round trip through linear light.
   const ColorA trip = Profile({0.001, 0.2, 0.7, 0.95}, {.in = "srgb", .out = "srgb"});
   EXPECT_TRUE(ColorNear(trip, {0.001, 0.2, 0.7, 0.95}, 1e-12));
+  // Alpha follows its mask.
+  EXPECT_EQ(Profile(c, {.in = "srgb"}).a, kSrgbDecodeHalf);
+  EXPECT_EQ(Profile(c, {.in = "srgb", .maskAlpha = false}).a, 0.5);
   // linear to linear is exact, and so are unknown and empty ids.
   const ColorA odd{0.123456789, -3, 1e300, 0.5};
   EXPECT_TRUE(ColorNear(Profile(odd, {}), odd, 0));
@@ -98,11 +101,6 @@ TEST(ColorProfile, CineonUsesBlackpointAsDivisorAndWhitepointAsZero) {
   EXPECT_NEAR(Profile(Profile({0.3, 0, 0, 0}, {.in = "cineon"}), {.out = "cineon"}).r, 0.3, 1e-12);
 }
 
-TEST(ColorProfile, AlphaFollowsItsMask) {
-  EXPECT_EQ(Profile({0.5, 0.5, 0.5, 0.5}, {.in = "srgb"}).a, kSrgbDecodeHalf);
-  EXPECT_EQ(Profile({0.5, 0.5, 0.5, 0.5}, {.in = "srgb", .maskAlpha = false}).a, 0.5);
-}
-
 // ---- colorspace
 
 ColorA Space(const ColorA& c, const char* in, const char* out, bool maskAlpha = true) {
@@ -139,7 +137,7 @@ TEST(ColorSpace, EveryPairRoundTrips) {
   }
 }
 
-TEST(ColorSpace, KnownValues) {
+TEST(ColorSpace, KnownValuesAndPassingSpaces) {
   EXPECT_TRUE(ColorNear(Space({1, 0, 0, 1}, "rgb", "cmy"), {0, 1, 1, 1}, 0));
   EXPECT_TRUE(ColorNear(Space({1, 1, 1, 1}, "rgb", "hsl"), {0, 0, 1, 1}, 0));
   EXPECT_TRUE(ColorNear(Space({0, 0, 0, 1}, "rgb", "hsl"), {0, 0, 0, 1}, 0));
@@ -152,9 +150,7 @@ TEST(ColorSpace, KnownValues) {
   EXPECT_TRUE(ColorNear(Space({0.3, 0.0, 0.6, 1}, "hsl", "rgb"), {0.6, 0.6, 0.6, 1}, 0));
   // (The mask rule's (effect - input) + input costs the last bit here.)
   EXPECT_TRUE(ColorNear(Space({-1.0, 0.5, 0.6, 1}, "hsl", "rgb"), {0.6, 0.6, 0.6, 1}, 1e-15));
-}
-
-TEST(ColorSpace, SameUnknownOrEmptySpacesPassTheColour) {
+  // Same, unknown or empty spaces pass the colour.
   const ColorA c{0.3, -0.2, 5.0, 0.5};
   EXPECT_TRUE(ColorNear(Space(c, "hsv", "hsv"), c, 0));
   EXPECT_TRUE(ColorNear(Space(c, "lab", "rgb"), c, 0));

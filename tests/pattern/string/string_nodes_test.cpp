@@ -1,7 +1,9 @@
 // The string nodes: shared handles, edges of the part nodes, print's logging.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../color/node_runner.h"
@@ -34,33 +36,39 @@ std::unique_ptr<SingleNodeRunner> Concat(const std::vector<const char*>& parts) 
   return run;
 }
 
-TEST(Concat, JoinsInOrder) {
+// The value an input port holds, to see that a node left it alone.
+const String& Input(SingleNodeRunner& run, const char* port) {
+  return *static_cast<const String*>(run.instance().PortValue(run.node(), port, true).value);
+}
+
+TEST(Concat, JoinsInOrderAndDoesNotChangeItsInputs) {
   EXPECT_EQ(Concat({"ab", "", "cd", "e"})->Get<String>("result").view(), "abcde");
   EXPECT_EQ(Concat({"only"})->Get<String>("result").view(), "only");
   EXPECT_TRUE(Concat({})->Get<String>("result").empty());
   EXPECT_TRUE(Concat({"", ""})->Get<String>("result").empty());
-}
-
-TEST(Concat, DoesNotChangeItsInputs) {
-  const int64_t counts[] = {2};
-  const MicroNodeGroup* g = nullptr;
-  ASSERT_TRUE(CatalogueRegistry().GetGroup(kConcatId, counts, g).ok());
-  std::unique_ptr<SingleNodeRunner> run;
-  ASSERT_TRUE(SingleNodeRunner::Create(g, run).ok());
-  ASSERT_TRUE(run->Set("strings#0", String("x")).ok());
-  ASSERT_TRUE(run->Set("strings#1", String("y")).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = Concat({"x", "y"});
   ASSERT_TRUE(run->Run().ok());  // a second run starts from the inputs again
   EXPECT_EQ(run->Get<String>("result").view(), "xy");
-  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "strings#0", true).value)->view(), "x");
+  EXPECT_EQ(Input(*run, "strings#0").view(), "x");
 }
 
-int64_t Length(const String& s) {
-  auto run = MakeRunner(kLengthId);
+// Runs node `id` on `s` with the Integer inputs and the mode given; returns its result.
+template <class R = String>
+R Run(const char* id, const String& s, std::initializer_list<std::pair<const char*, int64_t>> ints,
+      const char* mode = nullptr) {
+  auto run = MakeRunner(id);
   EXPECT_TRUE(run->Set("string", s).ok());
+  for (const auto& [port, value] : ints) EXPECT_TRUE(run->Set(port, value).ok()) << port;
+  if (mode) SetEnum(*run, "mode", mode);
   EXPECT_TRUE(run->Run().ok());
-  return run->Get<int64_t>("result");
+  return run->Get<R>("result");
 }
+int64_t Length(const String& s) { return Run<int64_t>(kLengthId, s, {}); }
+String Case(const String& s, const char* mode) { return Run(kCaseId, s, {}, mode); }
+String Substr(const char* s, int64_t start, int64_t count) {
+  return Run(kSubstrId, String(s), {{"start", start}, {"count", count}});
+}
+String Truncate(const String& s, int64_t count) { return Run(kTruncateId, s, {{"count", count}}); }
 
 TEST(Length, CountsCharacters) {
   EXPECT_EQ(Length(String()), 0);
@@ -69,56 +77,34 @@ TEST(Length, CountsCharacters) {
   EXPECT_EQ(Length(String("caf\xc3\xa9")), 4);
 }
 
-String Case(const String& s, const char* mode) {
-  auto run = MakeRunner(kCaseId);
-  EXPECT_TRUE(run->Set("string", s).ok());
-  SetEnum(*run, "mode", mode);
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
-}
-
-TEST(LetterCase, Modes) {
+TEST(LetterCase, ModesAndUnknownModeHandsOnTheSameHandle) {
   EXPECT_EQ(Case(String("hELLO wOrld"), "lowercase").view(), "hello world");
   EXPECT_EQ(Case(String("hELLO wOrld"), "uppercase").view(), "HELLO WORLD");
   EXPECT_EQ(Case(String("hELLO wOrld"), "capitalize").view(), "Hello world");
   EXPECT_EQ(Case(String("q"), "capitalize").view(), "Q");
   EXPECT_TRUE(Case(String(""), "capitalize").empty());
   EXPECT_TRUE(Case(String(), "capitalize").empty());
-}
-
-TEST(LetterCase, UnknownModeHandsOnTheSameHandle) {
   const String s("Mixed Case");
-  for (const char* mode : {"", "titlecase"}) {
-    const String out = Case(s, mode);
-    EXPECT_TRUE(out.SameHandle(s)) << mode;
-  }
+  for (const char* mode : {"", "titlecase"}) EXPECT_TRUE(Case(s, mode).SameHandle(s)) << mode;
 }
 
-String PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
+std::unique_ptr<SingleNodeRunner> PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
   auto run = MakeRunner(kPrefixSuffixId);
   EXPECT_TRUE(run->Set("string", String(s)).ok());
   EXPECT_TRUE(run->Set("prefix", String(prefix)).ok());
   EXPECT_TRUE(run->Set("suffix", String(suffix)).ok());
   EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
+  return run;
 }
 
-TEST(PrefixSuffix, WrapsTheString) {
-  EXPECT_EQ(PrefixSuffix("body", "pre_", "_post").view(), "pre_body_post");
-  EXPECT_EQ(PrefixSuffix("body", "", "").view(), "body");
-  EXPECT_EQ(PrefixSuffix("", "a", "b").view(), "ab");
-}
-
-TEST(PrefixSuffix, LeavesThePrefixUntouched) {
-  auto run = MakeRunner(kPrefixSuffixId);
-  const String prefix("pre_");
-  ASSERT_TRUE(run->Set("string", String("x")).ok());
-  ASSERT_TRUE(run->Set("prefix", prefix).ok());
-  ASSERT_TRUE(run->Set("suffix", String("!")).ok());
-  ASSERT_TRUE(run->Run().ok());
+TEST(PrefixSuffix, WrapsTheStringAndLeavesThePrefixUntouched) {
+  EXPECT_EQ(PrefixSuffix("body", "pre_", "_post")->Get<String>("result").view(), "pre_body_post");
+  EXPECT_EQ(PrefixSuffix("body", "", "")->Get<String>("result").view(), "body");
+  EXPECT_EQ(PrefixSuffix("", "a", "b")->Get<String>("result").view(), "ab");
+  auto run = PrefixSuffix("x", "pre_", "!");
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("result").view(), "pre_x!");
-  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "prefix", true).value)->view(), "pre_");
+  EXPECT_EQ(Input(*run, "prefix").view(), "pre_");
 }
 
 class RecordingLogger : public Logger {
@@ -142,7 +128,7 @@ class PrintTest : public ::testing::Test {
   RecordingLogger logger_;
 };
 
-TEST_F(PrintTest, LogsOncePerEvaluationAndPassesTheString) {
+TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
   auto run = MakeRunner(kPrintId);
   const String s("sample reached");
   ASSERT_TRUE(run->Set("string", s).ok());
@@ -155,23 +141,17 @@ TEST_F(PrintTest, LogsOncePerEvaluationAndPassesTheString) {
   EXPECT_EQ(run->Get<String>("passthrough").view(), "sample reached");
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(logger_.lines.size(), 2u);
-}
-
-TEST_F(PrintTest, EmptyStringLogsNothingAndLeavesPassthrough) {
-  auto run = MakeRunner(kPrintId);
-  ASSERT_TRUE(run->Set("string", String("first")).ok());
-  ASSERT_TRUE(run->Run().ok());
+  // An empty string logs nothing and leaves the passthrough as it was.
   for (const String& empty : {String(), String("")}) {
     ASSERT_TRUE(run->Set("string", empty).ok());
     ASSERT_TRUE(run->Run().ok());
-    EXPECT_EQ(run->Get<String>("passthrough").view(), "first");
+    EXPECT_EQ(run->Get<String>("passthrough").view(), "sample reached");
   }
-  EXPECT_EQ(logger_.lines.size(), 1u);
-}
+  EXPECT_EQ(logger_.lines.size(), 2u);
 
-TEST(Print, WithoutALoggerStillPassesTheString) {
-  ASSERT_EQ(DefaultLogger(), nullptr);
-  auto run = MakeRunner(kPrintId);
+  // Without a logger it still passes the string.
+  SetDefaultLogger(nullptr);
+  run = MakeRunner(kPrintId);
   ASSERT_TRUE(run->Set("string", String("quiet")).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("passthrough").view(), "quiet");
@@ -185,23 +165,13 @@ TEST(SearchAndReplace, ReplacesEveryOccurrence) {
   ASSERT_TRUE(run->Set("replace", String("/")).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("result").view(), "a/b/c");
-  EXPECT_EQ(static_cast<const String*>(run->instance().PortValue(run->node(), "string", true).value)->view(),
-            "a.b.c");
+  EXPECT_EQ(Input(*run, "string").view(), "a.b.c");
   ASSERT_TRUE(run->Set("search", String("x")).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("result").view(), "a.b.c");
 }
 
-String Substr(const char* s, int64_t start, int64_t count) {
-  auto run = MakeRunner(kSubstrId);
-  EXPECT_TRUE(run->Set("string", String(s)).ok());
-  EXPECT_TRUE(run->Set("start", start).ok());
-  EXPECT_TRUE(run->Set("count", count).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
-}
-
-TEST(Substr, ClampsStartThenCount) {
+TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   EXPECT_EQ(Substr("abcdef", 1, 3).view(), "bcd");
   // The negative start is raised to 0 before the count is added.
   EXPECT_EQ(Substr("abcdef", -5, 3).view(), "abc");
@@ -212,9 +182,7 @@ TEST(Substr, ClampsStartThenCount) {
   EXPECT_TRUE(Substr("abcdef", 9, 2).empty());
   EXPECT_TRUE(Substr("", 0, 3).empty());
   EXPECT_EQ(Substr("\xc3\xa9t\xc3\xa9", 1, 2).view(), "t\xc3\xa9");
-}
 
-TEST(Substr, EmptyPartClearsAnEarlierResult) {
   auto run = MakeRunner(kSubstrId);
   ASSERT_TRUE(run->Set("string", String("abcdef")).ok());
   ASSERT_TRUE(run->Set<int64_t>("start", 0).ok());
@@ -224,14 +192,6 @@ TEST(Substr, EmptyPartClearsAnEarlierResult) {
   ASSERT_TRUE(run->Set<int64_t>("count", 0).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_TRUE(run->Get<String>("result").IsNull());
-}
-
-String Truncate(const String& s, int64_t count) {
-  auto run = MakeRunner(kTruncateId);
-  EXPECT_TRUE(run->Set("string", s).ok());
-  EXPECT_TRUE(run->Set("count", count).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<String>("result");
 }
 
 TEST(Truncate, Edges) {
