@@ -105,12 +105,11 @@ class BlendNodeTest : public ::testing::Test {
     EXPECT_TRUE(registry_.GetGroup(kBlendId, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("background", bg).ok());
-    EXPECT_TRUE(run->Set("foreground", fg).ok());
-    EXPECT_TRUE(run->Set("blendMode", mode).ok());
-    EXPECT_TRUE(run->Set("alphaHandling", handling[0] ? InternedId::Intern(handling) : InternedId()).ok());
-    EXPECT_TRUE(run->Set("maskblend", 1.0).ok());
-    for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) EXPECT_TRUE(run->Set(m, true).ok());
+    const InternedId alpha = handling[0] ? InternedId::Intern(handling) : InternedId();
+    for (Result r : {run->Set("background", bg), run->Set("foreground", fg), run->Set("blendMode", mode),
+                     run->Set("alphaHandling", alpha), run->Set("maskblend", 1.0), run->Set("maskred", true),
+                     run->Set("maskgreen", true), run->Set("maskblue", true), run->Set("maskalpha", true)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static ColorA Run(SingleNodeRunner& run) {
@@ -209,15 +208,16 @@ TEST_F(BlendNodeTest, RepeatedModeMakesOneHandlerAndAChangeReleasesTheOld) {
   EXPECT_EQ(counting_->made, 2);
 }
 
-TEST_F(BlendNodeTest, UnknownModeIsANullPointerErrorAndChangesNothing) {
+TEST_F(BlendNodeTest, LookupAndHandlerErrorsPassUnchangedAndKeepTheResult) {
   const ColorA bg{0.2, 0.4, 0.6, 1.0}, fg{0.9, 0.1, 0.5, 1.0};
   auto run = BlendRunner(bg, fg, Id(kCountingMode));
   const ColorA before = Run(*run);
   const BlendPixelHandler* handler = run->Get<BlendPixelHandlerRef>("blendPixelHandlerRef").get();
 
+  // An unknown mode is a null pointer error and changes nothing.
   ASSERT_TRUE(run->Set("blendMode", Id("net.zovan.render.blendmode.normal")).ok());
   ASSERT_TRUE(run->Set("foreground", ColorA{0, 0, 0, 1}).ok());
-  const Result r = run->Run();
+  Result r = run->Run();
   EXPECT_TRUE(r.Is(errors::kNullPtr)) << r.ToString();
   EXPECT_EQ(run->Get<ColorA>("result"), before);
   EXPECT_EQ(run->Get<Id>("lastBlendMode"), Id(kCountingMode));
@@ -225,19 +225,16 @@ TEST_F(BlendNodeTest, UnknownModeIsANullPointerErrorAndChangesNothing) {
   // It fails again on the next sample rather than reusing the old handler.
   EXPECT_TRUE(run->Run().Is(errors::kNullPtr));
   EXPECT_EQ(counting_->released, 0);
-}
 
-TEST_F(BlendNodeTest, ErrorsOfTheClassAndOfTheHandlerPassUnchanged) {
-  auto run = BlendRunner({0.2, 0.4, 0.6, 1.0}, {0.9, 0.1, 0.5, 1.0}, Id(kCountingMode));
-  const ColorA before = Run(*run);
-
+  // The class's own error.
   ASSERT_TRUE(run->Set("blendMode", Id(kRefusingMode)).ok());
-  Result r = run->Run();
+  r = run->Run();
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_EQ(r.message(), "refused on purpose");
   EXPECT_EQ(run->Get<Id>("lastBlendMode"), Id(kCountingMode));
   EXPECT_EQ(counting_->released, 0);
 
+  // The handler's error.
   ASSERT_TRUE(run->Set("blendMode", Id(kFailingMode)).ok());
   r = run->Run();
   EXPECT_TRUE(r.Is(errors::kUnsupportedOperation));
@@ -312,13 +309,13 @@ TEST_F(BlendNodeTest, ClonedInstancesShareOneHandlerAcrossThreads) {
   Plan plan;
   NodeRef blend;
   ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
-  ASSERT_TRUE(plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}).ok());
-  ASSERT_TRUE(plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}).ok());
-  ASSERT_TRUE(plan.Set(blend, "blendMode", Id(kCountingMode)).ok());
-  ASSERT_TRUE(plan.Set(blend, "alphaHandling", InternedId()).ok());
-  ASSERT_TRUE(plan.Set(blend, "maskblend", 1.0).ok());
-  for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) ASSERT_TRUE(plan.Set(blend, m, true).ok());
-  ASSERT_TRUE(plan.SetOutput(blend, "result").ok());
+  for (Result r : {plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}),
+                   plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}),
+                   plan.Set(blend, "blendMode", Id(kCountingMode)), plan.Set(blend, "alphaHandling", InternedId()),
+                   plan.Set(blend, "maskblend", 1.0), plan.Set(blend, "maskred", true),
+                   plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
+                   plan.Set(blend, "maskalpha", true), plan.SetOutput(blend, "result")})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> primed;
   ASSERT_TRUE(PlanInstance::Create(plan, primed).ok());
@@ -375,10 +372,9 @@ class LayerNodeTest : public BlendNodeTest {
   void SetLayer(SingleNodeRunner& run, int i, const Layer& l) {
     const std::string n = std::to_string(i);
     const std::string mode = std::string(l.mode).find('.') == std::string::npos && l.mode[0] ? ModeId(l.mode) : l.mode;
-    ASSERT_TRUE(run.Set(Id::Owned("color#" + n), l.color).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("strength#" + n), l.strength).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("active#" + n), l.active).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("mode#" + n), Id::Owned(mode)).ok());
+    for (Result r : {run.Set(Id::Owned("color#" + n), l.color), run.Set(Id::Owned("strength#" + n), l.strength),
+                     run.Set(Id::Owned("active#" + n), l.active), run.Set(Id::Owned("mode#" + n), Id::Owned(mode))})
+      ASSERT_TRUE(r.ok()) << r.ToString();
   }
   std::unique_ptr<SingleNodeRunner> Stack(const std::vector<Layer>& layers) {
     auto run = LayerRunner(static_cast<int64_t>(layers.size()));
