@@ -8,9 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "core/runtime.h"
+#include "../pattern_test_util.h"
 #include "host/blend/blend_modes.h"
-#include "pattern/catalogue.h"
 #include "pattern/color/blend_node.h"
 #include "pattern/color/layer_node.h"
 #include "pattern/color/pixel_blend.h"
@@ -81,10 +80,10 @@ class FailingMode final : public ImagePixelBlendInterface {
 
 class BlendNodeTest : public ::testing::Test {
  protected:
-  // Runs for each suite of this fixture; the registries are filled once.
+  // Runs for each suite of this fixture; the mode classes are registered once.
   static void SetUpTestSuite() {
     static const bool ready = [] {
-      return host::InstallBlendModes().ok() && RegisterCatalogue(registry_).ok() &&
+      return host::InstallBlendModes().ok() &&
              BlendModeClasses().Register(kRefusingMode, &refusing_).ok() &&
              BlendModeClasses().Register(kFailingMode, &failing_).ok();
     }();
@@ -101,10 +100,7 @@ class BlendNodeTest : public ::testing::Test {
   // A blend node with the full mask and the given handling (may be empty).
   std::unique_ptr<SingleNodeRunner> BlendRunner(const ColorA& bg, const ColorA& fg, const Id& mode,
                                                 const char* handling = "blend") {
-    const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kBlendId, g).ok());
-    std::unique_ptr<SingleNodeRunner> run;
-    EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
+    auto run = testutil::Runner(kBlendId);
     const InternedId alpha = handling[0] ? InternedId::Intern(handling) : InternedId();
     for (Result r : {run->Set("background", bg), run->Set("foreground", fg), run->Set("blendMode", mode),
                      run->Set("alphaHandling", alpha), run->Set("maskblend", 1.0), run->Set("maskred", true),
@@ -125,12 +121,10 @@ class BlendNodeTest : public ::testing::Test {
     return d;
   }
 
-  static CoreNodeRegistry registry_;
   static RefusingMode refusing_;
   static FailingMode failing_;
   std::unique_ptr<CountingMode> counting_;
 };
-CoreNodeRegistry BlendNodeTest::registry_;
 RefusingMode BlendNodeTest::refusing_;
 FailingMode BlendNodeTest::failing_;
 
@@ -304,11 +298,9 @@ TEST_F(BlendNodeTest, AlphaHandlingTable) {
 TEST_F(BlendNodeTest, ClonedInstancesShareOneHandlerAcrossThreads) {
   // One blend node, primed once, then cloned per thread; each thread feeds
   // its own instance a run of backgrounds.
-  const MicroNodeGroup* blendGroup = nullptr;
-  ASSERT_TRUE(registry_.GetGroup(kBlendId, blendGroup).ok());
   Plan plan;
   NodeRef blend;
-  ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kBlendId), "blend", blend).ok());
   for (Result r : {plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}),
                    plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}),
                    plan.Set(blend, "blendMode", Id(kCountingMode)), plan.Set(blend, "alphaHandling", InternedId()),
@@ -364,7 +356,7 @@ class LayerNodeTest : public BlendNodeTest {
   std::unique_ptr<SingleNodeRunner> LayerRunner(int64_t n) {
     const int64_t counts[] = {n, n, n, n};
     const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kLayerId, counts, g).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kLayerId, counts, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
     return run;
