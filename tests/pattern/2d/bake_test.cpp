@@ -150,14 +150,14 @@ class CacheTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Pre(uint32_t w, uint32_t h, uint32_t renderMode = 0,
                                         const FunctionInterface* fn = &UvwColor()) {
-    auto pre = MakeRunner(kCachePreId);
+    auto pre = Runner(kCachePreId);
     for (Result r : {fn ? pre->SetFunction("color", fn) : Result::Ok(), pre->Set("width", w), pre->Set("height", h),
                      pre->Set("renderMode", renderMode), pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
       EXPECT_TRUE(r.ok()) << r.ToString();
     return pre;
   }
   ColorA Cache(const BakedImageRef& image, double u, double v, const char* interpolation) {
-    auto run = MakeRunner(kCacheId);
+    auto run = Runner(kCacheId);
     for (Result r : {run->SetFunction("color", &UvwColor()),
                      run->Set("interpolation", InternedId::Intern(interpolation)), run->Set("imageData", image),
                      run->Run(AtUv(u, v))})
@@ -214,13 +214,10 @@ TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
 }
 
 TEST_F(CacheTest, PreNodeFeedsTheCacheInAPlan) {
-  const MicroNodeGroup *preGroup = nullptr, *cacheGroup = nullptr;
-  ASSERT_TRUE(FilterRegistry().GetGroup(kCachePreId, preGroup).ok());
-  ASSERT_TRUE(FilterRegistry().GetGroup(kCacheId, cacheGroup).ok());
   Plan plan;
   NodeRef pre, cache;
-  ASSERT_TRUE(plan.AddNode(preGroup, "pre", pre).ok());
-  ASSERT_TRUE(plan.AddNode(cacheGroup, "cache", cache).ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kCachePreId), "pre", pre).ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kCacheId), "cache", cache).ok());
   SearchPathsType paths;
   for (Result r : {plan.LinkPreNode(pre, cache), plan.SetFunction(pre, "color", &Wavy()),
                    plan.SetFunction(cache, "color", &Wavy()), plan.Set(pre, "width", uint32_t{16}),

@@ -73,7 +73,7 @@ class BlurTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Pre(uint32_t R, double radius, const FunctionInterface* fn,
                                         const char* mode = "baked", uint32_t renderMode = 0) {
-    auto pre = MakeRunner(kBlurPreId);
+    auto pre = Runner(kBlurPreId);
     for (Result r : {pre->SetFunction("color", fn), pre->Set("resolution", R), pre->Set("radius", radius),
                      pre->Set("mode", InternedId::Intern(mode)), pre->Set("renderMode", renderMode),
                      pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
@@ -82,7 +82,7 @@ class BlurTest : public ::testing::Test {
   }
   std::unique_ptr<SingleNodeRunner> Blur(const char* mode, double radius, const FunctionInterface* fn,
                                          BakedImageRef image = {}) {
-    auto run = MakeRunner(kBlurId);
+    auto run = Runner(kBlurId);
     for (Result r : {run->SetFunction("color", fn), run->Set("radius", radius), run->Set("resolution", int32_t{8}),
                      run->Set("interpolation", InternedId::Intern("linear")), run->Set("samples", int32_t{4}),
                      run->Set("seed", int32_t{11}), run->Set("staticNoise", true),
@@ -245,7 +245,7 @@ TEST_F(BlurTest, StochasticEdgeCasesAndErrors) {
   });
   auto run = Blur("kernel", 0.2, &failing);
   EXPECT_TRUE(run->Run(AtUv(0.5, 0.5)).Is(errors::kIllegalState));
-  auto missing = MakeRunner(kBlurId);
+  auto missing = Runner(kBlurId);
   ASSERT_TRUE(missing->Set("mode", InternedId::Intern("kernel")).ok());
   EXPECT_TRUE(missing->Run(AtUv(0.5, 0.5)).Is(errors::kNullPtr));
 }

@@ -15,7 +15,7 @@ class KernelTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Kernel(const double (&k)[9], bool normalize, Vector2d resolution = {4, 8},
                                            const FunctionInterface* fn = &UvwColor()) {
-    auto run = MakeRunner(kKernelId);
+    auto run = Runner(kKernelId);
     EXPECT_TRUE(run->SetFunction("color", fn).ok());
     EXPECT_TRUE(run->Set("resolution", resolution).ok());
     const char* names[] = {"kernel00", "kernel01", "kernel02", "kernel10", "kernel11",
@@ -82,7 +82,7 @@ class AreaAverageTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Average(uint32_t w, uint32_t h, const FunctionInterface* color,
                                             const FunctionInterface* mask, uint32_t renderMode = 0) {
-    auto run = MakeRunner(kAreaAverageId);
+    auto run = Runner(kAreaAverageId);
     for (Result r : {run->SetFunction("color", color), run->SetFunction("mask", mask), run->Set("width", w),
                      run->Set("height", h), run->Set("renderMode", renderMode)})
       EXPECT_TRUE(r.ok()) << r.ToString();

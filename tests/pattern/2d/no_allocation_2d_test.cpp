@@ -31,7 +31,7 @@ TEST(NoAllocation2d, SamplersAllocateNothing) {
   EXPECT_GT(AllocationCount(), start);
   delete probe;
 
-  auto pre = MakeRunner(kBlurPreId);
+  auto pre = Runner(kBlurPreId);
   for (Result r : {pre->SetFunction("color", &UvwColor()), pre->Set("resolution", uint32_t{32}),
                    pre->Set("radius", 0.05), pre->Set("mode", InternedId::Intern("baked")),
                    pre->Set("renderMode", uint32_t{0}), pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
@@ -39,7 +39,7 @@ TEST(NoAllocation2d, SamplersAllocateNothing) {
   const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
 
   for (const char* mode : {"baked", "kernel", "stochastic"}) {
-    auto blur = MakeRunner(kBlurId);
+    auto blur = Runner(kBlurId);
     for (Result r : {blur->SetFunction("color", &UvwColor()), blur->Set("radius", 0.05),
                      blur->Set("resolution", int32_t{32}), blur->Set("interpolation", InternedId::Intern("linear")),
                      blur->Set("samples", int32_t{8}), blur->Set("seed", int32_t{3}), blur->Set("staticNoise", false),
@@ -49,13 +49,13 @@ TEST(NoAllocation2d, SamplersAllocateNothing) {
     EXPECT_EQ(AllocationsOf(*blur), 0) << mode;
   }
 
-  auto cache = MakeRunner(kCacheId);
+  auto cache = Runner(kCacheId);
   ASSERT_TRUE(cache->SetFunction("color", &UvwColor()).ok());
   ASSERT_TRUE(cache->Set("interpolation", InternedId::Intern("nearest")).ok());
   ASSERT_TRUE(cache->Set("imageData", image).ok());
   EXPECT_EQ(AllocationsOf(*cache), 0);
 
-  auto kernel = MakeRunner(kKernelId);
+  auto kernel = Runner(kKernelId);
   ASSERT_TRUE(kernel->SetFunction("color", &UvwColor()).ok());
   ASSERT_TRUE(kernel->Set("resolution", Vector2d{64, 64}).ok());
   ASSERT_TRUE(kernel->Set("kernel11", 1.0).ok());
