@@ -14,7 +14,7 @@ namespace {
 
 // ---- the parallel loop
 
-TEST(ParallelLoopTest, EveryIndexRunsExactlyOnce) {
+TEST(ParallelLoopTest, EveryIndexRunsExactlyOnceAndEveryJobRuns) {
   for (int threads : {1, 2, 5}) {
     host::InstallJobService(threads);
     for (int64_t count : {0, 1, 3, 16, 17, 100, 1001}) {
@@ -31,9 +31,8 @@ TEST(ParallelLoopTest, EveryIndexRunsExactlyOnce) {
     }
   }
   host::UninstallJobService();
-}
 
-TEST(ParallelLoopTest, ServiceReportsItsThreadCount) {
+  // The service runs every job of a group, not only the caller's.
   host::WorkerJobService two(2);
   EXPECT_EQ(two.GetThreadCount(), 2);
   std::atomic<int> jobs{0};
@@ -115,31 +114,25 @@ TEST(BakeTest, ResizeKeepsOldPixelsAndAddsOpaqueBlack) {
 
 // ---- lookups
 
-TEST(SampleBakedTest, NearestFindsThePixelAndWraps) {
-  const BakedImageData image = Bake(4, 4, UvwColor());
+TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
+  BakedImageData image = Bake(4, 4, UvwColor());
   EXPECT_EQ(SampleBakedNearest(0.3f, 0.9f, image), (ColorA{0.375, 0.875, 0, 1}));
   EXPECT_EQ(SampleBakedNearest(-0.25f, 0.1f, image), SampleBakedNearest(0.75f, 0.1f, image));
   EXPECT_EQ(SampleBakedNearest(3.3f, -2.1f, image), SampleBakedNearest(0.3f, 0.9f, image));
   // A tiny negative u rounds to 1 in 32 bits: x = width, outside.
   EXPECT_EQ(SampleBakedNearest(-1e-9f, 0.5f, image), kOpaqueBlack);
   EXPECT_NE(SampleBakedLinear(-1e-9f, 0.5f, image), kOpaqueBlack);
-}
 
-TEST(SampleBakedTest, LinearInterpolatesAndWrapsAtTheEdges) {
-  const BakedImageData image = Bake(4, 4, UvwColor());
-  // At pixel centres it is the pixel.
+  // Linear: at pixel centres it is the pixel; half-way between two centres.
   EXPECT_EQ(SampleBakedLinear(0.375f, 0.625f, image), (ColorA{0.375, 0.625, 0, 1}));
-  // Half-way between two centres.
   ExpectNear(SampleBakedLinear(0.5f, 0.625f, image), {0.5, 0.625, 0, 1}, 1e-12);
   // u = 0: the last and the first pixel half and half.
   ExpectNear(SampleBakedLinear(0.0f, 0.625f, image), {(0.875 + 0.125) / 2, 0.625, 0, 1}, 1e-12);
   // A 1 by 1 image is that pixel everywhere.
   const BakedImageData one = Bake(1, 1, Wavy());
   for (float u : {0.0f, 0.3f, 0.99f, -4.5f}) EXPECT_EQ(SampleBakedLinear(u, 0.7f, one), one.pixels[0]);
-}
 
-TEST(SampleBakedTest, WrongCountsGiveOpaqueBlack) {
-  BakedImageData image = Bake(4, 4, UvwColor());
+  // Wrong pixel counts give opaque black.
   image.pixels.pop_back();
   EXPECT_EQ(SampleBakedLinear(0.5f, 0.5f, image), kOpaqueBlack);
   EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, image), kOpaqueBlack);
@@ -147,12 +140,8 @@ TEST(SampleBakedTest, WrongCountsGiveOpaqueBlack) {
 }
 
 TEST(WrapIndexTest, OnePeriodEitherWayElseZero) {
-  EXPECT_EQ(WrapIndex(4, 4), 0);
-  EXPECT_EQ(WrapIndex(7, 4), 3);
-  EXPECT_EQ(WrapIndex(8, 4), 0);
-  EXPECT_EQ(WrapIndex(-1, 4), 3);
-  EXPECT_EQ(WrapIndex(-5, 4), 0);
-  EXPECT_EQ(WrapIndex(2, 4), 2);
+  const int cases[][2] = {{4, 0}, {7, 3}, {8, 0}, {-1, 3}, {-5, 0}, {2, 2}};
+  for (const auto& [index, want] : cases) EXPECT_EQ(WrapIndex(index, 4), want) << index;
 }
 
 // ---- cachepre and cache
@@ -161,23 +150,18 @@ class CacheTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Pre(uint32_t w, uint32_t h, uint32_t renderMode = 0,
                                         const FunctionInterface* fn = &UvwColor()) {
-    auto pre = MakeRunner(kCachePreId);
-    if (fn) {
-      EXPECT_TRUE(pre->SetFunction("color", fn).ok());
-    }
-    EXPECT_TRUE(pre->Set("width", w).ok());
-    EXPECT_TRUE(pre->Set("height", h).ok());
-    EXPECT_TRUE(pre->Set("renderMode", renderMode).ok());
-    EXPECT_TRUE(pre->Set("searchPaths", SearchPathsType{}).ok());
-    EXPECT_TRUE(pre->Run().ok());
+    auto pre = Runner(kCachePreId);
+    for (Result r : {fn ? pre->SetFunction("color", fn) : Result::Ok(), pre->Set("width", w), pre->Set("height", h),
+                     pre->Set("renderMode", renderMode), pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return pre;
   }
   ColorA Cache(const BakedImageRef& image, double u, double v, const char* interpolation) {
-    auto run = MakeRunner(kCacheId);
-    EXPECT_TRUE(run->SetFunction("color", &UvwColor()).ok());
-    EXPECT_TRUE(run->Set("interpolation", InternedId::Intern(interpolation)).ok());
-    EXPECT_TRUE(run->Set("imageData", image).ok());
-    EXPECT_TRUE(run->Run(AtUv(u, v)).ok());
+    auto run = Runner(kCacheId);
+    for (Result r : {run->SetFunction("color", &UvwColor()),
+                     run->Set("interpolation", InternedId::Intern(interpolation)), run->Set("imageData", image),
+                     run->Run(AtUv(u, v))})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run->Get<ColorA>("result");
   }
 };
@@ -198,21 +182,21 @@ TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
 
 TEST_F(CacheTest, NoBakeCallsTheFunctionAndNoRecordIsOpaqueBlack) {
   // Render mode 1 keeps the record but drops its pixels.
-  auto pre = Pre(8, 8, 1);
-  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
+  const BakedImageRef image = Pre(8, 8, 1)->Get<BakedImageRef>("imageData");
   ASSERT_TRUE(image);
   EXPECT_TRUE(image->pixels.empty());
   EXPECT_EQ(Cache(image, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   // Width 0: nothing baked either.
   EXPECT_EQ(Cache(Pre(0, 8)->Get<BakedImageRef>("imageData"), 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   EXPECT_EQ(Cache(BakedImageRef(), 0.3, 0.7, "nearest"), kOpaqueBlack);
-}
-
-TEST_F(CacheTest, PreviewCapsEachSide) {
-  auto pre = Pre(300, 64, 2);
-  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
-  EXPECT_EQ(image->width, 128u);
-  EXPECT_EQ(image->height, 64u);
+  // An unset colour bakes nothing.
+  const BakedImageRef unset = Pre(4, 4, 0, nullptr)->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(unset);
+  EXPECT_TRUE(unset->pixels.empty());
+  // The preview caps each side.
+  const BakedImageRef preview = Pre(300, 64, 2)->Get<BakedImageRef>("imageData");
+  EXPECT_EQ(preview->width, 128u);
+  EXPECT_EQ(preview->height, 64u);
 }
 
 TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
@@ -229,32 +213,19 @@ TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
   EXPECT_EQ(image->pixels[0], (ColorA{1, 0, 0, 1}));
 }
 
-TEST_F(CacheTest, UnsetColourBakesNothing) {
-  auto pre = Pre(4, 4, 0, nullptr);
-  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
-  ASSERT_TRUE(image);
-  EXPECT_TRUE(image->pixels.empty());
-}
-
 TEST_F(CacheTest, PreNodeFeedsTheCacheInAPlan) {
-  const MicroNodeGroup *preGroup = nullptr, *cacheGroup = nullptr;
-  ASSERT_TRUE(FilterRegistry().GetGroup(kCachePreId, preGroup).ok());
-  ASSERT_TRUE(FilterRegistry().GetGroup(kCacheId, cacheGroup).ok());
   Plan plan;
   NodeRef pre, cache;
-  ASSERT_TRUE(plan.AddNode(preGroup, "pre", pre).ok());
-  ASSERT_TRUE(plan.AddNode(cacheGroup, "cache", cache).ok());
-  ASSERT_TRUE(plan.LinkPreNode(pre, cache).ok());
-  ASSERT_TRUE(plan.SetFunction(pre, "color", &Wavy()).ok());
-  ASSERT_TRUE(plan.SetFunction(cache, "color", &Wavy()).ok());
-  ASSERT_TRUE(plan.Set(pre, "width", uint32_t{16}).ok());
-  ASSERT_TRUE(plan.Set(pre, "height", uint32_t{16}).ok());
-  ASSERT_TRUE(plan.Set(pre, "renderMode", uint32_t{0}).ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kCachePreId), "pre", pre).ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kCacheId), "cache", cache).ok());
   SearchPathsType paths;
-  ASSERT_TRUE(plan.SetValue(pre, "searchPaths", ValueSlot{&kSearchPathsType, &paths}).ok());
-  ASSERT_TRUE(plan.Set(cache, "interpolation", InternedId::Intern("nearest")).ok());
-  ASSERT_TRUE(plan.BindContext(cache, "context").ok());
-  ASSERT_TRUE(plan.SetOutput(cache, "result").ok());
+  for (Result r : {plan.LinkPreNode(pre, cache), plan.SetFunction(pre, "color", &Wavy()),
+                   plan.SetFunction(cache, "color", &Wavy()), plan.Set(pre, "width", uint32_t{16}),
+                   plan.Set(pre, "height", uint32_t{16}), plan.Set(pre, "renderMode", uint32_t{0}),
+                   plan.SetValue(pre, "searchPaths", ValueSlot{&kSearchPathsType, &paths}),
+                   plan.Set(cache, "interpolation", InternedId::Intern("nearest")), plan.BindContext(cache, "context"),
+                   plan.SetOutput(cache, "result")})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   EXPECT_TRUE(plan.IsUniform(pre));
   std::unique_ptr<PlanInstance> inst;

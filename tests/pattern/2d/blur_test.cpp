@@ -73,31 +73,23 @@ class BlurTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Pre(uint32_t R, double radius, const FunctionInterface* fn,
                                         const char* mode = "baked", uint32_t renderMode = 0) {
-    auto pre = MakeRunner(kBlurPreId);
-    EXPECT_TRUE(pre->SetFunction("color", fn).ok());
-    EXPECT_TRUE(pre->Set("resolution", R).ok());
-    EXPECT_TRUE(pre->Set("radius", radius).ok());
-    EXPECT_TRUE(pre->Set("mode", InternedId::Intern(mode)).ok());
-    EXPECT_TRUE(pre->Set("renderMode", renderMode).ok());
-    EXPECT_TRUE(pre->Set("searchPaths", SearchPathsType{}).ok());
-    EXPECT_TRUE(pre->Run().ok());
+    auto pre = Runner(kBlurPreId);
+    for (Result r : {pre->SetFunction("color", fn), pre->Set("resolution", R), pre->Set("radius", radius),
+                     pre->Set("mode", InternedId::Intern(mode)), pre->Set("renderMode", renderMode),
+                     pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return pre;
   }
   std::unique_ptr<SingleNodeRunner> Blur(const char* mode, double radius, const FunctionInterface* fn,
                                          BakedImageRef image = {}) {
-    auto run = MakeRunner(kBlurId);
-    EXPECT_TRUE(run->SetFunction("color", fn).ok());
-    EXPECT_TRUE(run->Set("radius", radius).ok());
-    EXPECT_TRUE(run->Set("resolution", int32_t{8}).ok());
-    EXPECT_TRUE(run->Set("interpolation", InternedId::Intern("linear")).ok());
-    EXPECT_TRUE(run->Set("samples", int32_t{4}).ok());
-    EXPECT_TRUE(run->Set("seed", int32_t{11}).ok());
-    EXPECT_TRUE(run->Set("staticNoise", true).ok());
-    EXPECT_TRUE(run->Set("mode", InternedId::Intern(mode)).ok());
-    EXPECT_TRUE(run->Set("imageData", image).ok());
-    EXPECT_TRUE(run->Set("maskblend", 1.0).ok());
-    for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) EXPECT_TRUE(run->Set(m, true).ok());
-    EXPECT_TRUE(run->Set("renderMode", uint32_t{0}).ok());
+    auto run = Runner(kBlurId);
+    for (Result r : {run->SetFunction("color", fn), run->Set("radius", radius), run->Set("resolution", int32_t{8}),
+                     run->Set("interpolation", InternedId::Intern("linear")), run->Set("samples", int32_t{4}),
+                     run->Set("seed", int32_t{11}), run->Set("staticNoise", true),
+                     run->Set("mode", InternedId::Intern(mode)), run->Set("imageData", image),
+                     run->Set("maskblend", 1.0), run->Set("maskred", true), run->Set("maskgreen", true),
+                     run->Set("maskblue", true), run->Set("maskalpha", true), run->Set("renderMode", uint32_t{0})})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static ColorA Run(SingleNodeRunner& run, const ShadingContext& ctx) {
@@ -106,11 +98,8 @@ class BlurTest : public ::testing::Test {
   }
 };
 
-const CallableFunction<ColorA>& Constant() {
-  static const CallableFunction<ColorA> fn(kColorAType, [](const ShadingContext&, ColorA& out) {
-    out = {0.2, 0.4, 0.6, 0.8};
-    return Result::Ok();
-  });
+const ConstantFunction<ColorA>& Constant() {
+  static const ConstantFunction<ColorA> fn(kColorAType, ColorA{0.2, 0.4, 0.6, 0.8});
   return fn;
 }
 
@@ -124,19 +113,17 @@ const CallableFunction<ColorA>& Step() {
   return fn;
 }
 
-TEST_F(BlurTest, BakedConstantStaysConstant) {
+TEST_F(BlurTest, BakedConstantStaysConstantAndAStepIsSmoothed) {
   host::InstallJobService(2);
   auto pre = Pre(32, 0.1, &Constant());
   host::UninstallJobService();
   const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
   ASSERT_EQ(image->pixels.size(), 32u * 32u);
   for (const ColorA& c : image->pixels) ExpectNear(c, {0.2, 0.4, 0.6, 0.8}, 1e-12);
-}
 
-TEST_F(BlurTest, BakedStepIsSmoothedSymmetricallyAndKeepsItsMean) {
-  auto pre = Pre(64, 0.05, &Step());  // sigma 3.2 pixels
-  const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
-  const auto& p = image->pixels;
+  // A step is smoothed symmetrically and keeps its mean; sigma 3.2 pixels.
+  auto step = Pre(64, 0.05, &Step());
+  const auto& p = step->Get<BakedImageRef>("imageData")->pixels;
   // Every row alike; monotone across the edge; symmetric about it.
   for (int x = 1; x < 64; ++x) EXPECT_GE(p[10 * 64 + x].r, p[10 * 64 + x - 1].r - 1e-12);
   for (int x = 0; x < 32; ++x) EXPECT_NEAR(p[5 * 64 + x].r + p[5 * 64 + 63 - x].r, 1.0, 1e-12) << x;
@@ -232,16 +219,13 @@ TEST_F(BlurTest, StochasticModeGoldenAndItsNoise) {
   EXPECT_NE(moving, b);
   EXPECT_NE(Run(*run, later), moving);
   // python3, the same with frame 48 added to the seed: mean weight.
-  const CallableFunction<ColorA> one(kColorAType, [](const ShadingContext&, ColorA& o) {
-    o = {1, 1, 1, 1};
-    return Result::Ok();
-  });
+  const ConstantFunction<ColorA> one(kColorAType, ColorA{1, 1, 1, 1});
   auto white = Blur("stochastic", 0.05, &one);
   ASSERT_TRUE(white->Set("staticNoise", false).ok());
   EXPECT_NEAR(Run(*white, ctx).r, 0.9978678065440593, 1e-12);
 }
 
-TEST_F(BlurTest, StochasticEdgeCases) {
+TEST_F(BlurTest, StochasticEdgeCasesAndErrors) {
   // Radius 0: B is the input itself.
   auto zero = Blur("stochastic", 0.0, &UvwColor());
   EXPECT_EQ(Run(*zero, AtUv(0.3, 0.7)), (ColorA{0.3, 0.7, 0, 1}));
@@ -252,9 +236,8 @@ TEST_F(BlurTest, StochasticEdgeCases) {
   // An unknown mode blurs to zero as well.
   auto unknown = Blur("smear", 0.1, &UvwColor());
   EXPECT_EQ(Run(*unknown, AtUv(0.3, 0.7)), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(BlurTest, ErrorsOfTheFunctionAreReturned) {
+  // Errors of the function are returned.
   const CallableFunction<ColorA> failing(kColorAType, [](const ShadingContext& c, ColorA& out) {
     if (c.uvw.x > 0.6) return Result::Fail(errors::kIllegalState, "far right");
     out = {1, 1, 1, 1};
@@ -262,7 +245,7 @@ TEST_F(BlurTest, ErrorsOfTheFunctionAreReturned) {
   });
   auto run = Blur("kernel", 0.2, &failing);
   EXPECT_TRUE(run->Run(AtUv(0.5, 0.5)).Is(errors::kIllegalState));
-  auto missing = MakeRunner(kBlurId);
+  auto missing = Runner(kBlurId);
   ASSERT_TRUE(missing->Set("mode", InternedId::Intern("kernel")).ok());
   EXPECT_TRUE(missing->Run(AtUv(0.5, 0.5)).Is(errors::kNullPtr));
 }

@@ -1,15 +1,13 @@
-// Shared pieces of the 2D filter tests: colour functions of the place, a
-// registry with the catalogue, and colour comparison.
+// Shared pieces of the 2D filter tests: colour functions of the place, the
+// catalogue's runners, and colour comparison.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
+#include "../pattern_test_util.h"
 #include "core/function.h"
-#include "core/runtime.h"
-#include "pattern/catalogue.h"
 
 namespace tessaroc::pattern {
 
@@ -23,22 +21,8 @@ inline const CallableFunction<ColorA>& UvwColor() {
   return fn;
 }
 
-inline CoreNodeRegistry& FilterRegistry() {
-  static CoreNodeRegistry* registry = [] {
-    auto* r = new CoreNodeRegistry;
-    EXPECT_TRUE(RegisterCatalogue(*r).ok());
-    return r;
-  }();
-  return *registry;
-}
-
-inline std::unique_ptr<SingleNodeRunner> MakeRunner(const char* id) {
-  const MicroNodeGroup* g = nullptr;
-  EXPECT_TRUE(FilterRegistry().GetGroup(id, g).ok());
-  std::unique_ptr<SingleNodeRunner> run;
-  EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-  return run;
-}
+// A runner of one node from the shared catalogue.
+using testutil::Runner;
 
 inline ShadingContext AtUv(double u, double v, double w = 0) {
   ShadingContext ctx;

@@ -15,15 +15,15 @@ class KernelTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Kernel(const double (&k)[9], bool normalize, Vector2d resolution = {4, 8},
                                            const FunctionInterface* fn = &UvwColor()) {
-    auto run = MakeRunner(kKernelId);
+    auto run = Runner(kKernelId);
     EXPECT_TRUE(run->SetFunction("color", fn).ok());
     EXPECT_TRUE(run->Set("resolution", resolution).ok());
     const char* names[] = {"kernel00", "kernel01", "kernel02", "kernel10", "kernel11",
                            "kernel12", "kernel20", "kernel21", "kernel22"};
     for (int i = 0; i < 9; ++i) EXPECT_TRUE(run->Set(names[i], k[i]).ok());
-    EXPECT_TRUE(run->Set("normalize", normalize).ok());
-    EXPECT_TRUE(run->Set("maskblend", 1.0).ok());
-    for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) EXPECT_TRUE(run->Set(m, true).ok());
+    for (Result r : {run->Set("normalize", normalize), run->Set("maskblend", 1.0), run->Set("maskred", true),
+                     run->Set("maskgreen", true), run->Set("maskblue", true), run->Set("maskalpha", true)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static ColorA Run(SingleNodeRunner& run, double u, double v, double w = 0.25) {
@@ -32,7 +32,7 @@ class KernelTest : public ::testing::Test {
   }
 };
 
-TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithV) {
+TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithVAndMaskBlendMixesTowardsTheInput) {
   // Steps of 1/4 in u and 1/8 in v.
   const double k01[9] = {0, 1, 0, 0, 0, 0, 0, 0, 0};  // u - su, v
   EXPECT_EQ(Run(*Kernel(k01, false), 0.5, 0.5), (ColorA{0.25, 0.5, 0.25, 1}));
@@ -42,6 +42,11 @@ TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithV) {
   EXPECT_EQ(Run(*Kernel(k20, false), 0.5, 0.5), (ColorA{0.75, 0.375, 0.25, 1}));
   const double k11[9] = {0, 0, 0, 0, 1, 0, 0, 0, 0};  // the centre: the input itself
   EXPECT_EQ(Run(*Kernel(k11, false), 0.3, 0.7), (ColorA{0.3, 0.7, 0.25, 1}));
+
+  auto run = Kernel(k01, false);
+  ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
+  ASSERT_TRUE(run->Set("maskgreen", false).ok());
+  ExpectNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12);
 }
 
 TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnly) {
@@ -71,26 +76,16 @@ TEST_F(KernelTest, LowResolutionStepsWholeTilesAndEveryTapRuns) {
   EXPECT_EQ(calls.load(), 10);  // the input and nine taps, weight 0 or not
 }
 
-TEST_F(KernelTest, MaskBlendMixesTowardsTheInput) {
-  const double k01[9] = {0, 1, 0, 0, 0, 0, 0, 0, 0};
-  auto run = Kernel(k01, false);
-  ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
-  ASSERT_TRUE(run->Set("maskgreen", false).ok());
-  ExpectNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12);
-}
-
 // ---- areaaverage
 
 class AreaAverageTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Average(uint32_t w, uint32_t h, const FunctionInterface* color,
                                             const FunctionInterface* mask, uint32_t renderMode = 0) {
-    auto run = MakeRunner(kAreaAverageId);
-    EXPECT_TRUE(run->SetFunction("color", color).ok());
-    EXPECT_TRUE(run->SetFunction("mask", mask).ok());
-    EXPECT_TRUE(run->Set("width", w).ok());
-    EXPECT_TRUE(run->Set("height", h).ok());
-    EXPECT_TRUE(run->Set("renderMode", renderMode).ok());
+    auto run = Runner(kAreaAverageId);
+    for (Result r : {run->SetFunction("color", color), run->SetFunction("mask", mask), run->Set("width", w),
+                     run->Set("height", h), run->Set("renderMode", renderMode)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static ColorA Run(SingleNodeRunner& run) {
@@ -151,18 +146,23 @@ TEST_F(AreaAverageTest, EmptyGridsAndMasksGiveZero) {
   EXPECT_EQ(Run(*Average(4, 4, &Grey(), &MaskConstant(0))), (ColorA{0, 0, 0, 0}));
 }
 
-TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
+// Grey whose channels sum to 2.5, counting its calls.
+struct CountedGrey {
   std::atomic<int> calls{0};
-  const CallableFunction<ColorA> counted(kColorAType, [&calls](const ShadingContext&, ColorA& out) {
+  const CallableFunction<ColorA> fn{kColorAType, [this](const ShadingContext&, ColorA& out) {
     calls.fetch_add(1);
-    out = {0.5, 0.5, 0.5, 1};  // channels sum to 2.5
+    out = {0.5, 0.5, 0.5, 1};
     return Result::Ok();
-  });
-  auto run = Average(2, 3, &counted, &MaskConstant(1));
+  }};
+};
+
+TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
+  CountedGrey counted;
+  auto run = Average(2, 3, &counted.fn, &MaskConstant(1));
   EXPECT_EQ(Run(*run), (ColorA{0.5, 0.5, 0.5, 1}));
-  EXPECT_EQ(calls.load(), 6);
+  EXPECT_EQ(counted.calls.load(), 6);
   EXPECT_EQ(Run(*run), (ColorA{0.5, 0.5, 0.5, 1}));
-  EXPECT_EQ(calls.load(), 6);  // computed once
+  EXPECT_EQ(counted.calls.load(), 6);  // computed once
 
   // An average whose channels sum to 1 is computed again on every call.
   const ConstantFunction<ColorA> half(kColorAType, ColorA{0.5, 0.5, 0.5, 0.5});
@@ -173,15 +173,9 @@ TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
 }
 
 TEST_F(AreaAverageTest, PreviewCapsTheGrid) {
-  std::atomic<int> calls{0};
-  const CallableFunction<ColorA> counted(kColorAType, [&calls](const ShadingContext&, ColorA& out) {
-    calls.fetch_add(1);
-    out = {1, 1, 1, 1};
-    return Result::Ok();
-  });
-  auto run = Average(200, 2, &counted, &MaskConstant(1), 2);
-  Run(*run);
-  EXPECT_EQ(calls.load(), 128 * 2);
+  CountedGrey counted;
+  Run(*Average(200, 2, &counted.fn, &MaskConstant(1), 2));
+  EXPECT_EQ(counted.calls.load(), 128 * 2);
 }
 
 TEST_F(AreaAverageTest, ErrorsAreReturnedAndLeaveTheResult) {

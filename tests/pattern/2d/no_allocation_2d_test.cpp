@@ -2,16 +2,11 @@
 // counted through the global allocation functions of this test binary.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "filter_support.h"
 #include "pattern/2d/blur_node.h"
 #include "pattern/2d/cache_node.h"
 #include "pattern/2d/kernel_node.h"
 #include "allocation_counter.h"
-
 
 namespace tessaroc::pattern {
 namespace {
@@ -36,39 +31,31 @@ TEST(NoAllocation2d, SamplersAllocateNothing) {
   EXPECT_GT(AllocationCount(), start);
   delete probe;
 
-  auto pre = MakeRunner(kBlurPreId);
-  ASSERT_TRUE(pre->SetFunction("color", &UvwColor()).ok());
-  ASSERT_TRUE(pre->Set("resolution", uint32_t{32}).ok());
-  ASSERT_TRUE(pre->Set("radius", 0.05).ok());
-  ASSERT_TRUE(pre->Set("mode", InternedId::Intern("baked")).ok());
-  ASSERT_TRUE(pre->Set("renderMode", uint32_t{0}).ok());
-  ASSERT_TRUE(pre->Set("searchPaths", SearchPathsType{}).ok());
-  ASSERT_TRUE(pre->Run().ok());
+  auto pre = Runner(kBlurPreId);
+  for (Result r : {pre->SetFunction("color", &UvwColor()), pre->Set("resolution", uint32_t{32}),
+                   pre->Set("radius", 0.05), pre->Set("mode", InternedId::Intern("baked")),
+                   pre->Set("renderMode", uint32_t{0}), pre->Set("searchPaths", SearchPathsType{}), pre->Run()})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
 
   for (const char* mode : {"baked", "kernel", "stochastic"}) {
-    auto blur = MakeRunner(kBlurId);
-    ASSERT_TRUE(blur->SetFunction("color", &UvwColor()).ok());
-    ASSERT_TRUE(blur->Set("radius", 0.05).ok());
-    ASSERT_TRUE(blur->Set("resolution", int32_t{32}).ok());
-    ASSERT_TRUE(blur->Set("interpolation", InternedId::Intern("linear")).ok());
-    ASSERT_TRUE(blur->Set("samples", int32_t{8}).ok());
-    ASSERT_TRUE(blur->Set("seed", int32_t{3}).ok());
-    ASSERT_TRUE(blur->Set("staticNoise", false).ok());
-    ASSERT_TRUE(blur->Set("mode", InternedId::Intern(mode)).ok());
-    ASSERT_TRUE(blur->Set("imageData", image).ok());
-    ASSERT_TRUE(blur->Set("maskblend", 1.0).ok());
-    ASSERT_TRUE(blur->Set("renderMode", uint32_t{0}).ok());
+    auto blur = Runner(kBlurId);
+    for (Result r : {blur->SetFunction("color", &UvwColor()), blur->Set("radius", 0.05),
+                     blur->Set("resolution", int32_t{32}), blur->Set("interpolation", InternedId::Intern("linear")),
+                     blur->Set("samples", int32_t{8}), blur->Set("seed", int32_t{3}), blur->Set("staticNoise", false),
+                     blur->Set("mode", InternedId::Intern(mode)), blur->Set("imageData", image),
+                     blur->Set("maskblend", 1.0), blur->Set("renderMode", uint32_t{0})})
+      ASSERT_TRUE(r.ok()) << r.ToString();
     EXPECT_EQ(AllocationsOf(*blur), 0) << mode;
   }
 
-  auto cache = MakeRunner(kCacheId);
+  auto cache = Runner(kCacheId);
   ASSERT_TRUE(cache->SetFunction("color", &UvwColor()).ok());
   ASSERT_TRUE(cache->Set("interpolation", InternedId::Intern("nearest")).ok());
   ASSERT_TRUE(cache->Set("imageData", image).ok());
   EXPECT_EQ(AllocationsOf(*cache), 0);
 
-  auto kernel = MakeRunner(kKernelId);
+  auto kernel = Runner(kKernelId);
   ASSERT_TRUE(kernel->SetFunction("color", &UvwColor()).ok());
   ASSERT_TRUE(kernel->Set("resolution", Vector2d{64, 64}).ok());
   ASSERT_TRUE(kernel->Set("kernel11", 1.0).ok());

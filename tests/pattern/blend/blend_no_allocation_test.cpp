@@ -2,10 +2,6 @@
 // counted through the global allocation functions of this test binary.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "core/runtime.h"
 #include "host/blend/blend_modes.h"
 #include "pattern/catalogue.h"
@@ -13,7 +9,6 @@
 #include "pattern/color/layer_node.h"
 #include "test_nodes.h"
 #include "allocation_counter.h"
-
 
 namespace tessaroc {
 namespace {
@@ -35,20 +30,20 @@ TEST(BlendNoAllocation, PrimedBlendAndLayerAllocateNothingPerSample) {
   ASSERT_TRUE(plan.AddNode(uvwGroup, "uvw", uvw).ok());
   ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
   ASSERT_TRUE(plan.AddNode(layerGroup, "layer", layer).ok());
-  ASSERT_TRUE(plan.BindContext(uvw, "context").ok());
-  ASSERT_TRUE(plan.Link(blend, "background", uvw, "result").ok());
-  ASSERT_TRUE(plan.Set(blend, "foreground", ColorA{0.3, 0.6, 0.9, 0.75}).ok());
-  ASSERT_TRUE(plan.Set(blend, "blendMode", Id("net.zovan.render.blendmode.screen")).ok());
-  ASSERT_TRUE(plan.Set(blend, "alphaHandling", InternedId::Intern("compositing")).ok());
-  ASSERT_TRUE(plan.Set(blend, "maskblend", 1.0).ok());
-  for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) ASSERT_TRUE(plan.Set(blend, m, true).ok());
-  ASSERT_TRUE(plan.Link(layer, "color#0", blend, "result").ok());
-  ASSERT_TRUE(plan.Set(layer, "mode#0", Id("net.zovan.render.blendmode.multiply")).ok());
-  ASSERT_TRUE(plan.Set(layer, "color#1", ColorA{0.5, 0.5, 0.5, 1.0}).ok());
-  ASSERT_TRUE(plan.Set(layer, "mode#1", Id("net.zovan.render.blendmode.over")).ok());
-  for (const char* s : {"strength#0", "strength#1"}) ASSERT_TRUE(plan.Set(layer, s, 0.8).ok());
-  for (const char* a : {"active#0", "active#1"}) ASSERT_TRUE(plan.Set(layer, a, true).ok());
-  ASSERT_TRUE(plan.SetOutput(layer, "result").ok());
+  for (Result r : {plan.BindContext(uvw, "context"), plan.Link(blend, "background", uvw, "result"),
+                   plan.Set(blend, "foreground", ColorA{0.3, 0.6, 0.9, 0.75}),
+                   plan.Set(blend, "blendMode", Id("net.zovan.render.blendmode.screen")),
+                   plan.Set(blend, "alphaHandling", InternedId::Intern("compositing")),
+                   plan.Set(blend, "maskblend", 1.0), plan.Set(blend, "maskred", true),
+                   plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
+                   plan.Set(blend, "maskalpha", true), plan.Link(layer, "color#0", blend, "result"),
+                   plan.Set(layer, "mode#0", Id("net.zovan.render.blendmode.multiply")),
+                   plan.Set(layer, "color#1", ColorA{0.5, 0.5, 0.5, 1.0}),
+                   plan.Set(layer, "mode#1", Id("net.zovan.render.blendmode.over")),
+                   plan.Set(layer, "strength#0", 0.8), plan.Set(layer, "strength#1", 0.8),
+                   plan.Set(layer, "active#0", true), plan.Set(layer, "active#1", true),
+                   plan.SetOutput(layer, "result")})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> inst;
   ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());

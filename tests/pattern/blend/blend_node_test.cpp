@@ -8,9 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "core/runtime.h"
+#include "../pattern_test_util.h"
 #include "host/blend/blend_modes.h"
-#include "pattern/catalogue.h"
 #include "pattern/color/blend_node.h"
 #include "pattern/color/layer_node.h"
 #include "pattern/color/pixel_blend.h"
@@ -81,10 +80,10 @@ class FailingMode final : public ImagePixelBlendInterface {
 
 class BlendNodeTest : public ::testing::Test {
  protected:
-  // Runs for each suite of this fixture; the registries are filled once.
+  // Runs for each suite of this fixture; the mode classes are registered once.
   static void SetUpTestSuite() {
     static const bool ready = [] {
-      return host::InstallBlendModes().ok() && RegisterCatalogue(registry_).ok() &&
+      return host::InstallBlendModes().ok() &&
              BlendModeClasses().Register(kRefusingMode, &refusing_).ok() &&
              BlendModeClasses().Register(kFailingMode, &failing_).ok();
     }();
@@ -101,16 +100,12 @@ class BlendNodeTest : public ::testing::Test {
   // A blend node with the full mask and the given handling (may be empty).
   std::unique_ptr<SingleNodeRunner> BlendRunner(const ColorA& bg, const ColorA& fg, const Id& mode,
                                                 const char* handling = "blend") {
-    const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kBlendId, g).ok());
-    std::unique_ptr<SingleNodeRunner> run;
-    EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("background", bg).ok());
-    EXPECT_TRUE(run->Set("foreground", fg).ok());
-    EXPECT_TRUE(run->Set("blendMode", mode).ok());
-    EXPECT_TRUE(run->Set("alphaHandling", handling[0] ? InternedId::Intern(handling) : InternedId()).ok());
-    EXPECT_TRUE(run->Set("maskblend", 1.0).ok());
-    for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) EXPECT_TRUE(run->Set(m, true).ok());
+    auto run = testutil::Runner(kBlendId);
+    const InternedId alpha = handling[0] ? InternedId::Intern(handling) : InternedId();
+    for (Result r : {run->Set("background", bg), run->Set("foreground", fg), run->Set("blendMode", mode),
+                     run->Set("alphaHandling", alpha), run->Set("maskblend", 1.0), run->Set("maskred", true),
+                     run->Set("maskgreen", true), run->Set("maskblue", true), run->Set("maskalpha", true)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static ColorA Run(SingleNodeRunner& run) {
@@ -126,12 +121,10 @@ class BlendNodeTest : public ::testing::Test {
     return d;
   }
 
-  static CoreNodeRegistry registry_;
   static RefusingMode refusing_;
   static FailingMode failing_;
   std::unique_ptr<CountingMode> counting_;
 };
-CoreNodeRegistry BlendNodeTest::registry_;
 RefusingMode BlendNodeTest::refusing_;
 FailingMode BlendNodeTest::failing_;
 
@@ -209,15 +202,16 @@ TEST_F(BlendNodeTest, RepeatedModeMakesOneHandlerAndAChangeReleasesTheOld) {
   EXPECT_EQ(counting_->made, 2);
 }
 
-TEST_F(BlendNodeTest, UnknownModeIsANullPointerErrorAndChangesNothing) {
+TEST_F(BlendNodeTest, LookupAndHandlerErrorsPassUnchangedAndKeepTheResult) {
   const ColorA bg{0.2, 0.4, 0.6, 1.0}, fg{0.9, 0.1, 0.5, 1.0};
   auto run = BlendRunner(bg, fg, Id(kCountingMode));
   const ColorA before = Run(*run);
   const BlendPixelHandler* handler = run->Get<BlendPixelHandlerRef>("blendPixelHandlerRef").get();
 
+  // An unknown mode is a null pointer error and changes nothing.
   ASSERT_TRUE(run->Set("blendMode", Id("net.zovan.render.blendmode.normal")).ok());
   ASSERT_TRUE(run->Set("foreground", ColorA{0, 0, 0, 1}).ok());
-  const Result r = run->Run();
+  Result r = run->Run();
   EXPECT_TRUE(r.Is(errors::kNullPtr)) << r.ToString();
   EXPECT_EQ(run->Get<ColorA>("result"), before);
   EXPECT_EQ(run->Get<Id>("lastBlendMode"), Id(kCountingMode));
@@ -225,19 +219,16 @@ TEST_F(BlendNodeTest, UnknownModeIsANullPointerErrorAndChangesNothing) {
   // It fails again on the next sample rather than reusing the old handler.
   EXPECT_TRUE(run->Run().Is(errors::kNullPtr));
   EXPECT_EQ(counting_->released, 0);
-}
 
-TEST_F(BlendNodeTest, ErrorsOfTheClassAndOfTheHandlerPassUnchanged) {
-  auto run = BlendRunner({0.2, 0.4, 0.6, 1.0}, {0.9, 0.1, 0.5, 1.0}, Id(kCountingMode));
-  const ColorA before = Run(*run);
-
+  // The class's own error.
   ASSERT_TRUE(run->Set("blendMode", Id(kRefusingMode)).ok());
-  Result r = run->Run();
+  r = run->Run();
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_EQ(r.message(), "refused on purpose");
   EXPECT_EQ(run->Get<Id>("lastBlendMode"), Id(kCountingMode));
   EXPECT_EQ(counting_->released, 0);
 
+  // The handler's error.
   ASSERT_TRUE(run->Set("blendMode", Id(kFailingMode)).ok());
   r = run->Run();
   EXPECT_TRUE(r.Is(errors::kUnsupportedOperation));
@@ -307,18 +298,16 @@ TEST_F(BlendNodeTest, AlphaHandlingTable) {
 TEST_F(BlendNodeTest, ClonedInstancesShareOneHandlerAcrossThreads) {
   // One blend node, primed once, then cloned per thread; each thread feeds
   // its own instance a run of backgrounds.
-  const MicroNodeGroup* blendGroup = nullptr;
-  ASSERT_TRUE(registry_.GetGroup(kBlendId, blendGroup).ok());
   Plan plan;
   NodeRef blend;
-  ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
-  ASSERT_TRUE(plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}).ok());
-  ASSERT_TRUE(plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}).ok());
-  ASSERT_TRUE(plan.Set(blend, "blendMode", Id(kCountingMode)).ok());
-  ASSERT_TRUE(plan.Set(blend, "alphaHandling", InternedId()).ok());
-  ASSERT_TRUE(plan.Set(blend, "maskblend", 1.0).ok());
-  for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) ASSERT_TRUE(plan.Set(blend, m, true).ok());
-  ASSERT_TRUE(plan.SetOutput(blend, "result").ok());
+  ASSERT_TRUE(plan.AddNode(testutil::Group(kBlendId), "blend", blend).ok());
+  for (Result r : {plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}),
+                   plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}),
+                   plan.Set(blend, "blendMode", Id(kCountingMode)), plan.Set(blend, "alphaHandling", InternedId()),
+                   plan.Set(blend, "maskblend", 1.0), plan.Set(blend, "maskred", true),
+                   plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
+                   plan.Set(blend, "maskalpha", true), plan.SetOutput(blend, "result")})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> primed;
   ASSERT_TRUE(PlanInstance::Create(plan, primed).ok());
@@ -367,7 +356,7 @@ class LayerNodeTest : public BlendNodeTest {
   std::unique_ptr<SingleNodeRunner> LayerRunner(int64_t n) {
     const int64_t counts[] = {n, n, n, n};
     const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kLayerId, counts, g).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kLayerId, counts, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
     return run;
@@ -375,10 +364,9 @@ class LayerNodeTest : public BlendNodeTest {
   void SetLayer(SingleNodeRunner& run, int i, const Layer& l) {
     const std::string n = std::to_string(i);
     const std::string mode = std::string(l.mode).find('.') == std::string::npos && l.mode[0] ? ModeId(l.mode) : l.mode;
-    ASSERT_TRUE(run.Set(Id::Owned("color#" + n), l.color).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("strength#" + n), l.strength).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("active#" + n), l.active).ok());
-    ASSERT_TRUE(run.Set(Id::Owned("mode#" + n), Id::Owned(mode)).ok());
+    for (Result r : {run.Set(Id::Owned("color#" + n), l.color), run.Set(Id::Owned("strength#" + n), l.strength),
+                     run.Set(Id::Owned("active#" + n), l.active), run.Set(Id::Owned("mode#" + n), Id::Owned(mode))})
+      ASSERT_TRUE(r.ok()) << r.ToString();
   }
   std::unique_ptr<SingleNodeRunner> Stack(const std::vector<Layer>& layers) {
     auto run = LayerRunner(static_cast<int64_t>(layers.size()));

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../pattern_test_util.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/context/placement3d_node.h"
-#include "pattern/context/setshadingcontext_node.h"
 #include "pattern/generator/checkerboard_node.h"
 #include "pattern/shading/bump_node.h"
 
@@ -21,44 +21,30 @@ std::vector<std::string> AccessOrder(const MicroNodeGroup& g, size_t micro) {
   return out;
 }
 
-std::vector<std::string> CreationOrder(const MicroNodeGroup& g) {
-  std::vector<std::string> out;
-  for (const Port& p : g.ports()) out.push_back(p.id.str());
-  return out;
-}
-
 uint32_t FlagsOf(const MicroNodeGroup& g, const char* port) { return g.ports()[g.FindPortIndex(port, false)].flags; }
 
 TEST(Declarations, PlacementsKeepTheirStateInPrivatePorts) {
   const MicroNodeGroup& p2 = *testutil::Group(kPlacement2dId);
+  const MicroNodeGroup& p3 = *testutil::Group(kPlacement3dId);
   ASSERT_EQ(p2.microNodes().size(), 1u);
   EXPECT_EQ(p2.microNodes()[0].impl->portCount, 17u);
+  EXPECT_EQ(p3.microNodes()[0].impl->portCount, 14u);
   const std::vector<std::string> order2 = {
       "context", "localOffset", "localLength", "localPivot", "localRotation", "localRepetitions", "localDecalU",
       "localDecalV", "localModeU", "localModeV", "result", "pdata", "localOffsetCached", "localLengthCached",
       "localPivotCached", "localRotationCached", "localRepetitionsCached"};
   EXPECT_EQ(AccessOrder(p2, 0), order2);
-  for (const char* port : {"pdata", "localOffsetCached", "localRotationCached", "localRepetitionsCached"})
-    EXPECT_EQ(FlagsOf(p2, port), 0x28u) << port;
-  EXPECT_EQ(FlagsOf(p2, "result"), 0u);
-  EXPECT_EQ(p2.ports()[p2.FindPortIndex("pdata", false)].dataType->id, Id("net.zovan.render.datatype.placement2ddata"));
-
-  const MicroNodeGroup& p3 = *testutil::Group(kPlacement3dId);
-  EXPECT_EQ(p3.microNodes()[0].impl->portCount, 14u);
   EXPECT_EQ(AccessOrder(p3, 0)[5], "spaceRotationOrder");
   EXPECT_EQ(AccessOrder(p3, 0)[12], "spaceRotationOrderCached");
-  EXPECT_EQ(FlagsOf(p3, "pdata"), 0x28u);
-  EXPECT_EQ(FlagsOf(p3, "pivotCached"), 0x28u);
+
+  const std::pair<const MicroNodeGroup*, const char*> privates[] = {
+      {&p2, "pdata"}, {&p2, "localOffsetCached"}, {&p2, "localRotationCached"}, {&p2, "localRepetitionsCached"},
+      {&p3, "pdata"}, {&p3, "pivotCached"}};
+  for (const auto& [group, port] : privates) EXPECT_EQ(FlagsOf(*group, port), 0x28u) << port;
+  EXPECT_EQ(FlagsOf(p2, "result"), 0u);
+  EXPECT_EQ(p2.ports()[p2.FindPortIndex("pdata", false)].dataType->id, Id("net.zovan.render.datatype.placement2ddata"));
   EXPECT_EQ(p3.ports()[p3.FindPortIndex("pdata", false)].dataType->id, Id("net.zovan.render.datatype.placement3ddata"));
   EXPECT_NE(FindDataType("net.zovan.render.datatype.placement2ddata"), nullptr);
-}
-
-TEST(Declarations, SetShadingContextReadsTimeBeforeItIsCreated) {
-  const MicroNodeGroup& g = *testutil::Group(kSetShadingContextId);
-  EXPECT_EQ(CreationOrder(g), (std::vector<std::string>{"context", "rayorigin", "raydirection", "uvw", "uvwdelta",
-                                                        "time", "shadingnormal", "result"}));
-  EXPECT_EQ(AccessOrder(g, 0), (std::vector<std::string>{"context", "rayorigin", "raydirection", "time", "uvw",
-                                                         "uvwdelta", "shadingnormal", "result"}));
 }
 
 TEST(Declarations, CheckerboardCachesArePrivateAndBumpHasTwoMicroNodes) {

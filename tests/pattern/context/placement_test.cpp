@@ -14,6 +14,7 @@ namespace {
 
 using testutil::BusyContext;
 using testutil::Runner;
+using testutil::Same;
 using testutil::SameContext;
 
 struct Place2d {
@@ -31,16 +32,12 @@ class Placement2dTest : public ::testing::Test {
  protected:
   ShadingContext Run(const Place2d& p, const ShadingContext& in) {
     auto run = Runner(kPlacement2dId);
-    EXPECT_TRUE(run->Set("localOffset", p.offset).ok());
-    EXPECT_TRUE(run->Set("localLength", p.length).ok());
-    EXPECT_TRUE(run->Set("localPivot", p.pivot).ok());
-    EXPECT_TRUE(run->Set("localRotation", p.rotation).ok());
-    EXPECT_TRUE(run->Set("localRepetitions", p.repetitions).ok());
-    EXPECT_TRUE(run->Set("localDecalU", p.decalU).ok());
-    EXPECT_TRUE(run->Set("localDecalV", p.decalV).ok());
-    EXPECT_TRUE(run->Set("localModeU", InternedId::Intern(p.modeU)).ok());
-    EXPECT_TRUE(run->Set("localModeV", InternedId::Intern(p.modeV)).ok());
-    EXPECT_TRUE(run->Run(in).ok());
+    for (Result r : {run->Set("localOffset", p.offset), run->Set("localLength", p.length),
+                     run->Set("localPivot", p.pivot), run->Set("localRotation", p.rotation),
+                     run->Set("localRepetitions", p.repetitions), run->Set("localDecalU", p.decalU),
+                     run->Set("localDecalV", p.decalV), run->Set("localModeU", InternedId::Intern(p.modeU)),
+                     run->Set("localModeV", InternedId::Intern(p.modeV)), run->Run(in)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     last = run->Get<Placement2dData>("pdata");
     return run->Get<ShadingContext>("result");
   }
@@ -56,9 +53,7 @@ class Placement2dTest : public ::testing::Test {
 TEST_F(Placement2dTest, NeutralPlacementKeepsUvClearsWAndCarriesEveryOtherField) {
   const ShadingContext in = BusyContext();
   const ShadingContext out = Run(Place2d{}, in);
-  EXPECT_EQ(out.uvw.x, 0.3);
-  EXPECT_EQ(out.uvw.y, 0.6);
-  EXPECT_EQ(out.uvw.z, 0.0);
+  EXPECT_TRUE(Same(out.uvw, Vector{0.3, 0.6, 0.0}));
   EXPECT_EQ(out.uvwdx.x, 0.31);
   EXPECT_EQ(out.uvwdy.y, 0.62);
   EXPECT_EQ(out.uvwdx.z, 0.0);
@@ -72,132 +67,89 @@ TEST_F(Placement2dTest, NeutralPlacementKeepsUvClearsWAndCarriesEveryOtherField)
 }
 
 TEST_F(Placement2dTest, KnownPointUnderRotationLengthPivotOffsetAndRepetition) {
-  Place2d p;
-  p.offset = {0.1, -0.2};
-  p.length = {2.0, 0.5};
-  p.pivot = {0.5, 0.5};
-  p.rotation = 0.3;
-  p.repetitions = {3.0, 2.0};
   // rep * (diag(1/length) * R(-rotation) * (p - offset - pivot) + pivot), with
   // python3's math module.
   const double u = 1.687628504368042, v = 1.263926512985707;
-  ShadingContext out = Run(p, At(0.7, 0.4));
-  EXPECT_NEAR(out.uvw.x, u, 1e-14);
-  EXPECT_NEAR(out.uvw.y, v, 1e-14);
-  EXPECT_EQ(out.wrapmodeu, kWrapExtend);
-
-  p.modeU = p.modeV = "repeat";
-  out = Run(p, At(0.7, 0.4));
-  EXPECT_NEAR(out.uvw.x, u - 1, 1e-14);
-  EXPECT_NEAR(out.uvw.y, v - 1, 1e-14);
-  EXPECT_EQ(out.wrapmodeu, kWrapRepeat);
-  EXPECT_EQ(out.wrapmodev, kWrapRepeat);
-
-  // Both land in cell 1, which is odd: mirrored.
-  p.modeU = p.modeV = "mirror";
-  out = Run(p, At(0.7, 0.4));
-  EXPECT_NEAR(out.uvw.x, 2 - u, 1e-14);
-  EXPECT_NEAR(out.uvw.y, 2 - v, 1e-14);
-  EXPECT_EQ(out.wrapmodeu, kWrapMirror);
-
-  p.modeU = p.modeV = "clamp";
-  out = Run(p, At(0.7, 0.4));
-  EXPECT_NEAR(out.uvw.x, u, 1e-14);  // inside [0, 3]
-  EXPECT_NEAR(out.uvw.y, v, 1e-14);  // inside [0, 2]
-  EXPECT_EQ(out.wrapmodeu, kWrapClamp);
+  struct Case {
+    const char* mode;
+    double u, v;
+    WrapCode wrap;
+  } cases[] = {
+      {"extend", u, v, kWrapExtend},
+      {"repeat", u - 1, v - 1, kWrapRepeat},
+      {"mirror", 2 - u, 2 - v, kWrapMirror},  // both land in cell 1, which is odd: mirrored
+      {"clamp", u, v, kWrapClamp},            // inside [0, 3] and [0, 2]
+  };
+  for (const Case& c : cases) {
+    const ShadingContext out = Run({.offset = {0.1, -0.2}, .length = {2.0, 0.5}, .pivot = {0.5, 0.5},
+                                    .rotation = 0.3, .repetitions = {3.0, 2.0}, .modeU = c.mode, .modeV = c.mode},
+                                   At(0.7, 0.4));
+    EXPECT_NEAR(out.uvw.x, c.u, 1e-14) << c.mode;
+    EXPECT_NEAR(out.uvw.y, c.v, 1e-14) << c.mode;
+    EXPECT_EQ(out.wrapmodeu, c.wrap) << c.mode;
+    EXPECT_EQ(out.wrapmodev, c.wrap) << c.mode;
+  }
 }
 
 TEST_F(Placement2dTest, PivotIsTheFixedPointOfRotationAndLength) {
-  Place2d p;
-  p.pivot = {0.25, 0.75};
-  p.rotation = 1.1;
-  p.length = {0.3, 4.0};
-  const ShadingContext out = Run(p, At(0.25, 0.75));
+  const ShadingContext out = Run({.length = {0.3, 4.0}, .pivot = {0.25, 0.75}, .rotation = 1.1}, At(0.25, 0.75));
   EXPECT_NEAR(out.uvw.x, 0.25, 1e-15);
   EXPECT_NEAR(out.uvw.y, 0.75, 1e-15);
   // A quarter turn takes (pivot + (1, 0)) to pivot + (0, -1): the image turns
   // one way, so its coordinate the other.
-  p.rotation = 1.5707963267948966;
-  p.length = {1, 1};
-  const ShadingContext turned = Run(p, At(1.25, 0.75));
+  const ShadingContext turned = Run({.pivot = {0.25, 0.75}, .rotation = 1.5707963267948966}, At(1.25, 0.75));
   EXPECT_NEAR(turned.uvw.x, 0.25, 1e-15);
   EXPECT_NEAR(turned.uvw.y, -0.25, 1e-15);
 }
 
-TEST_F(Placement2dTest, WrapModesOnNegativeCoordinates) {
-  Place2d p;
-  p.modeU = "repeat";
-  EXPECT_EQ(Run(p, At(-0.25, 0.5)).uvw.x, 0.75);
-  p.modeU = "mirror";
-  EXPECT_EQ(Run(p, At(-0.25, 0.5)).uvw.x, 0.25);  // cell -1 is odd
-  EXPECT_EQ(Run(p, At(-1.25, 0.5)).uvw.x, 0.75);  // cell -2 is even
-  p.modeU = "clamp";
-  EXPECT_EQ(Run(p, At(-0.25, 0.5)).uvw.x, 0.0);
-  EXPECT_EQ(Run(p, At(1.25, 0.5)).uvw.x, 1.0);
-  p.modeU = "extend";
-  EXPECT_EQ(Run(p, At(-0.25, 0.5)).uvw.x, -0.25);
-  EXPECT_EQ(Run(p, At(7.5, 0.5)).uvw.x, 7.5);
-}
-
-TEST_F(Placement2dTest, NegativeRepetitionClampsIntoRepetitionToZeroAndStillRepeats) {
-  Place2d p;
-  p.repetitions = {-2.0, 1.0};
-  p.modeU = "clamp";
-  EXPECT_EQ(Run(p, At(0.3, 0.5)).uvw.x, -0.6);
-  EXPECT_EQ(Run(p, At(-0.5, 0.5)).uvw.x, 0.0);   // u' = 1 lies above 0
-  EXPECT_EQ(Run(p, At(1.5, 0.5)).uvw.x, -2.0);   // u' = -3 lies below rep
-  p.modeU = "repeat";
-  EXPECT_NEAR(Run(p, At(0.3, 0.5)).uvw.x, 0.4, 1e-15);  // -0.6 in cell -1
-  p.modeU = "mirror";
-  EXPECT_NEAR(Run(p, At(0.3, 0.5)).uvw.x, 0.6, 1e-15);
-}
-
-TEST_F(Placement2dTest, UnknownOrEmptyModeExtends) {
-  Place2d p;
-  p.modeU = "bogus";
-  p.modeV = "";
-  const ShadingContext out = Run(p, At(-3.5, 4.25));
-  EXPECT_EQ(out.uvw.x, -3.5);
-  EXPECT_EQ(out.uvw.y, 4.25);
-  EXPECT_EQ(out.wrapmodeu, kWrapExtend);
-  EXPECT_EQ(out.wrapmodev, kWrapExtend);
-}
-
-TEST_F(Placement2dTest, HugeCoordinatesSaturateTheCellNumber) {
-  Place2d p;
-  p.modeU = p.modeV = "mirror";
-  // Above 2^63 the cell is the largest Int64, which is odd: flipped. Below
-  // -2^63 it is the smallest, even: not flipped.
-  const ShadingContext out = Run(p, At(1e300, -1e300));
-  EXPECT_EQ(out.uvw.x, 1.0);
-  EXPECT_EQ(out.uvw.y, 0.0);
-}
-
-TEST_F(Placement2dTest, ZeroLengthFallsBackToPlainRepetition) {
-  Place2d p;
-  p.length = {0.0, 1.0};
-  p.offset = {5, 5};
-  p.pivot = {0.3, 0.3};
-  p.rotation = 0.7;
-  p.repetitions = {2.0, 3.0};
-  const ShadingContext out = Run(p, At(0.25, 0.5));
-  EXPECT_EQ(out.uvw.x, 0.5);
-  EXPECT_EQ(out.uvw.y, 1.5);
+TEST_F(Placement2dTest, WrapModesRepetitionsAndDegenerateSettings) {
+  struct Case {
+    const char* what;
+    Place2d p;
+    double u, v, wantU, wantV, tolerance;
+  };
+  const Case cases[] = {
+      {"repeat", {.modeU = "repeat"}, -0.25, 0.5, 0.75, 0.5, 0},
+      {"mirror, cell -1 is odd", {.modeU = "mirror"}, -0.25, 0.5, 0.25, 0.5, 0},
+      {"mirror, cell -2 is even", {.modeU = "mirror"}, -1.25, 0.5, 0.75, 0.5, 0},
+      {"clamp below", {.modeU = "clamp"}, -0.25, 0.5, 0.0, 0.5, 0},
+      {"clamp above", {.modeU = "clamp"}, 1.25, 0.5, 1.0, 0.5, 0},
+      {"extend below", {.modeU = "extend"}, -0.25, 0.5, -0.25, 0.5, 0},
+      {"extend above", {.modeU = "extend"}, 7.5, 0.5, 7.5, 0.5, 0},
+      // A negative repetition clamps into [repetition, 0] and still repeats.
+      {"negative, clamp inside", {.repetitions = {-2.0, 1.0}, .modeU = "clamp"}, 0.3, 0.5, -0.6, 0.5, 0},
+      {"negative, u' = 1 lies above 0", {.repetitions = {-2.0, 1.0}, .modeU = "clamp"}, -0.5, 0.5, 0.0, 0.5, 0},
+      {"negative, u' = -3 lies below rep", {.repetitions = {-2.0, 1.0}, .modeU = "clamp"}, 1.5, 0.5, -2.0, 0.5, 0},
+      {"negative, -0.6 in cell -1", {.repetitions = {-2.0, 1.0}, .modeU = "repeat"}, 0.3, 0.5, 0.4, 0.5, 1e-15},
+      {"negative, mirror", {.repetitions = {-2.0, 1.0}, .modeU = "mirror"}, 0.3, 0.5, 0.6, 0.5, 1e-15},
+      {"unknown or empty mode extends", {.modeU = "bogus", .modeV = ""}, -3.5, 4.25, -3.5, 4.25, 0},
+      // Above 2^63 the cell is the largest Int64, which is odd: flipped. Below
+      // -2^63 it is the smallest, even: not flipped.
+      {"huge coordinates saturate the cell", {.modeU = "mirror", .modeV = "mirror"}, 1e300, -1e300, 1.0, 0.0, 0},
+      {"zero length falls back to plain repetition",
+       {.offset = {5, 5}, .length = {0.0, 1.0}, .pivot = {0.3, 0.3}, .rotation = 0.7, .repetitions = {2.0, 3.0}},
+       0.25, 0.5, 0.5, 1.5, 0},
+  };
+  for (const Case& c : cases) {
+    const ShadingContext out = Run(c.p, At(c.u, c.v));
+    EXPECT_NEAR(out.uvw.x, c.wantU, c.tolerance) << c.what;
+    EXPECT_NEAR(out.uvw.y, c.wantV, c.tolerance) << c.what;
+  }
+  const ShadingContext unknown = Run({.modeU = "bogus", .modeV = ""}, At(-3.5, 4.25));
+  EXPECT_EQ(unknown.wrapmodeu, kWrapExtend);
+  EXPECT_EQ(unknown.wrapmodev, kWrapExtend);
 }
 
 TEST_F(Placement2dTest, DecalMarksTheOutsideInvalidAndClampsTheWrapMode) {
-  Place2d p;
-  p.decalU = true;
-  p.modeU = p.modeV = "repeat";
+  Place2d p{.decalU = true, .modeU = "repeat", .modeV = "repeat"};
   ShadingContext in = At(0.5, 3.5);
   in.uvwvalid = 0;  // no valid flag of the input survives a placement
   ShadingContext out = Run(p, in);
   EXPECT_EQ(out.uvwvalid, 1);
   EXPECT_EQ(out.wrapmodeu, kWrapClamp);   // a single decal does not repeat
   EXPECT_EQ(out.wrapmodev, kWrapRepeat);  // V has no decal
-
-  ShadingContext edge = At(1.0, 0.5);
-  EXPECT_EQ(Run(p, edge).uvwvalid, 1);  // both ends belong to the decal
+  // Both ends belong to the decal.
+  EXPECT_EQ(Run(p, At(1.0, 0.5)).uvwvalid, 1);
   EXPECT_EQ(Run(p, At(0.0, 0.5)).uvwvalid, 1);
 
   // Outside: invalid, and the differentials collapse onto the sample.
@@ -207,8 +159,8 @@ TEST_F(Placement2dTest, DecalMarksTheOutsideInvalidAndClampsTheWrapMode) {
   outside.uvwdy = {1.2, 0.55, 0};
   out = Run(p, outside);
   EXPECT_EQ(out.uvwvalid, 0);
-  EXPECT_TRUE(testutil::Same(out.uvwdx, out.uvw));
-  EXPECT_TRUE(testutil::Same(out.uvwdy, out.uvw));
+  EXPECT_TRUE(Same(out.uvwdx, out.uvw));
+  EXPECT_TRUE(Same(out.uvwdy, out.uvw));
   EXPECT_EQ(Run(p, At(-0.01, 0.5)).uvwvalid, 0);
 
   // Repeated three times the decal spans [0, 3] and keeps its wrap mode.
@@ -224,15 +176,12 @@ TEST_F(Placement2dTest, DecalMarksTheOutsideInvalidAndClampsTheWrapMode) {
   EXPECT_EQ(last.inverseRepetitionsU, 0.0);
 
   // A V decal is tested on V alone.
-  Place2d pv;
-  pv.decalV = true;
-  EXPECT_EQ(Run(pv, At(7.0, 0.5)).uvwvalid, 1);
-  EXPECT_EQ(Run(pv, At(0.5, 1.5)).uvwvalid, 0);
+  EXPECT_EQ(Run({.decalV = true}, At(7.0, 0.5)).uvwvalid, 1);
+  EXPECT_EQ(Run({.decalV = true}, At(0.5, 1.5)).uvwvalid, 0);
 }
 
 TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorder) {
-  Place2d p;
-  p.modeU = p.modeV = "repeat";
+  Place2d p{.modeU = "repeat", .modeV = "repeat"};
   ShadingContext in;
   in.uvw = {0.99, 2.5, 0};
   in.uvwdx = {1.01, 2.5, 0};   // the x neighbour lies in the next cell
@@ -261,13 +210,12 @@ TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorder) {
 }
 
 TEST_F(Placement2dTest, WhatCountsAsHavingDifferentials) {
-  Place2d p;
-  p.repetitions = {2.0, 2.0};
+  const Place2d p{.repetitions = {2.0, 2.0}};
   // Equal in u and v, and uvwdy equal in w: none. uvwdx's w is not looked at.
   ShadingContext in = At(0.25, 0.25);
   in.uvwdx.z = 9.0;
   ShadingContext out = Run(p, in);
-  EXPECT_TRUE(testutil::Same(out.uvwdx, out.uvw));
+  EXPECT_TRUE(Same(out.uvwdx, out.uvw));
   // A different w in uvwdy makes them differentials: mapped on their own.
   in.uvwdy.z = 9.0;
   in.uvwdx = {0.5, 0.25, 0};
@@ -284,22 +232,12 @@ TEST_F(Placement2dTest, WhatCountsAsHavingDifferentials) {
 
 // ---- 3D placement
 
-// The right-handed rotation about one axis, built here independently.
-struct M3 {
-  double m[3][3];
-};
-M3 Mul(const M3& a, const M3& b) {
-  M3 r{};
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j)
-      for (int k = 0; k < 3; ++k) r.m[i][j] += a.m[i][k] * b.m[k][j];
-  return r;
-}
-M3 Rot(char axis, double t) {
+// The right-handed rotation of v by t about one axis, built here independently.
+Vector Turn(char axis, double t, const Vector& v) {
   const double c = std::cos(t), s = std::sin(t);
-  if (axis == 'x') return {{{1, 0, 0}, {0, c, -s}, {0, s, c}}};
-  if (axis == 'y') return {{{c, 0, s}, {0, 1, 0}, {-s, 0, c}}};
-  return {{{c, -s, 0}, {s, c, 0}, {0, 0, 1}}};
+  if (axis == 'x') return {v.x, c * v.y - s * v.z, s * v.y + c * v.z};
+  if (axis == 'y') return {c * v.x + s * v.z, v.y, -s * v.x + c * v.z};
+  return {c * v.x - s * v.y, s * v.x + c * v.y, v.z};
 }
 double Angle(char axis, const Vector& a) { return axis == 'x' ? a.x : axis == 'y' ? a.y : a.z; }
 
@@ -309,86 +247,60 @@ Vector Forward(const std::string& order, const Vector& angles, const Vector& sca
                const Vector& pivot, const Vector& p) {
   std::string letters = order.substr(0, 3);
   if (order.find("global") != std::string::npos) letters = {letters[2], letters[1], letters[0]};
-  M3 r = Rot(letters[0], -Angle(letters[0], angles));
-  r = Mul(r, Rot(letters[1], -Angle(letters[1], angles)));
-  r = Mul(r, Rot(letters[2], -Angle(letters[2], angles)));
-  const double q[3] = {(p.x - pivot.x) * scale.x, (p.y - pivot.y) * scale.y, (p.z - pivot.z) * scale.z};
-  double o[3];
-  for (int i = 0; i < 3; ++i) o[i] = r.m[i][0] * q[0] + r.m[i][1] * q[1] + r.m[i][2] * q[2];
-  return {o[0] + position.x + pivot.x, o[1] + position.y + pivot.y, o[2] + position.z + pivot.z};
+  Vector q{(p.x - pivot.x) * scale.x, (p.y - pivot.y) * scale.y, (p.z - pivot.z) * scale.z};
+  for (int i = 2; i >= 0; --i) q = Turn(letters[i], -Angle(letters[i], angles), q);
+  return {q.x + position.x + pivot.x, q.y + position.y + pivot.y, q.z + position.z + pivot.z};
 }
 
-class Placement3dTest : public ::testing::Test {
- protected:
-  void Configure(SingleNodeRunner& run, bool enable, const Vector& position, const Vector& scale,
-                 const Vector& rotation, const char* order, const Vector& pivot) {
-    EXPECT_TRUE(run.Set("enableSpaceTransformation", enable).ok());
-    EXPECT_TRUE(run.Set("spacePosition", position).ok());
-    EXPECT_TRUE(run.Set("spaceScale", scale).ok());
-    EXPECT_TRUE(run.Set("spaceRotation", rotation).ok());
-    EXPECT_TRUE(run.Set("spaceRotationOrder", Id(order)).ok());
-    EXPECT_TRUE(run.Set("pivot", pivot).ok());
-  }
+struct Place3d {
+  bool enable = true;
+  Vector position{0, 0, 0}, scale{1, 1, 1}, rotation{0, 0, 0};
+  const char* order = "xyzlocal";
+  Vector pivot{0, 0, 0};
 };
 
-TEST_F(Placement3dTest, EveryRotationOrderInvertsItsOwnForwardTransform) {
+ShadingContext Run3d(const Place3d& p, const ShadingContext& in) {
+  auto run = Runner(kPlacement3dId);
+  for (Result r : {run->Set("enableSpaceTransformation", p.enable), run->Set("spacePosition", p.position),
+                   run->Set("spaceScale", p.scale), run->Set("spaceRotation", p.rotation),
+                   run->Set("spaceRotationOrder", Id(p.order)), run->Set("pivot", p.pivot), run->Run(in)})
+    EXPECT_TRUE(r.ok()) << r.ToString();
+  return run->Get<ShadingContext>("result");
+}
+
+TEST(Placement3d, EveryRotationOrderInvertsItsOwnForwardTransform) {
   const Vector angles{0.3, -0.5, 0.9}, scale{1.5, 0.7, 2.0}, position{0.2, -1.0, 0.5}, pivot{0.1, 0.2, 0.3};
   const Vector p{0.4, -0.3, 0.8};
   const char* orders[] = {"xyzlocal", "xzylocal", "yxzlocal", "yzxlocal", "zxylocal", "zyxlocal",
                           "xyzglobal", "xzyglobal", "yxzglobal", "yzxglobal", "zxyglobal", "zyxglobal"};
-  Vector first{};
+  ShadingContext first;
   for (const char* order : orders) {
-    auto run = Runner(kPlacement3dId);
-    Configure(*run, true, position, scale, angles, order, pivot);
     ShadingContext in;
     in.uvw = Forward(order, angles, scale, position, pivot, p);
     in.uvwdx = Forward(order, angles, scale, position, pivot, {p.x + 0.01, p.y, p.z});
     in.uvwdy = Forward(order, angles, scale, position, pivot, {p.x, p.y + 0.01, p.z});
-    ASSERT_TRUE(run->Run(in).ok());
-    const ShadingContext& out = run->Get<ShadingContext>("result");
+    const ShadingContext out = Run3d({true, position, scale, angles, order, pivot}, in);
     EXPECT_NEAR(out.uvw.x, p.x, 1e-13) << order;
     EXPECT_NEAR(out.uvw.y, p.y, 1e-13) << order;
     EXPECT_NEAR(out.uvw.z, p.z, 1e-13) << order;
     EXPECT_NEAR(out.uvwdx.x, p.x + 0.01, 1e-13) << order;
     EXPECT_NEAR(out.uvwdy.y, p.y + 0.01, 1e-13) << order;
-    // The orders really differ: the same forward point of xyzlocal maps elsewhere.
-    if (std::string(order) == "xyzlocal") first = in.uvw;
+    if (std::string(order) == "xyzlocal") first.uvw = first.uvwdx = first.uvwdy = in.uvw;
   }
-  auto run = Runner(kPlacement3dId);
-  Configure(*run, true, position, scale, angles, "zyxlocal", pivot);
-  ShadingContext in;
-  in.uvw = in.uvwdx = in.uvwdy = first;
-  ASSERT_TRUE(run->Run(in).ok());
-  EXPECT_GT(std::fabs(run->Get<ShadingContext>("result").uvw.x - p.x), 1e-3);
+  // The orders really differ: the same forward point of xyzlocal maps elsewhere.
+  const ShadingContext other = Run3d({true, position, scale, angles, "zyxlocal", pivot}, first);
+  EXPECT_GT(std::fabs(other.uvw.x - p.x), 1e-3);
 }
 
-TEST_F(Placement3dTest, RotationMatrixOfCodeOneHasTheKnownThirdColumn) {
-  const double x = 0.4, y = -1.1, z = 0.25;
-  const Matrix3 r = RotationMatrix({x, y, z}, 1);
-  EXPECT_NEAR(r.m[0][2], -std::sin(y), 1e-15);
-  EXPECT_NEAR(r.m[1][2], std::sin(x) * std::cos(y), 1e-15);
-  EXPECT_NEAR(r.m[2][2], std::cos(x) * std::cos(y), 1e-15);
-  EXPECT_EQ(RotationOrderCode("zyxglobal"), 1);
-  EXPECT_EQ(RotationOrderCode("xyzglobal"), 5);
-  EXPECT_EQ(RotationOrderCode("sideways"), 0);
-}
+TEST(Placement3d, DisabledIsACopyAndEnabledMovesOnlyTheCoordinates) {
+  const ShadingContext busy = BusyContext();
+  EXPECT_TRUE(SameContext(Run3d({false, {1, 2, 3}, {2, 2, 2}, {0.1, 0.2, 0.3}}, busy), busy));
 
-TEST_F(Placement3dTest, DisabledIsABitForBitCopy) {
-  auto run = Runner(kPlacement3dId);
-  Configure(*run, false, {1, 2, 3}, {2, 2, 2}, {0.1, 0.2, 0.3}, "xyzlocal", {0, 0, 0});
-  const ShadingContext in = BusyContext();
-  ASSERT_TRUE(run->Run(in).ok());
-  EXPECT_TRUE(SameContext(run->Get<ShadingContext>("result"), in));
-}
-
-TEST_F(Placement3dTest, PositionMovesTheOtherWayAndOtherFieldsStay) {
-  auto run = Runner(kPlacement3dId);
-  Configure(*run, true, {1, 0, 0}, {1, 1, 1}, {0, 0, 0}, "xyzlocal", {0.5, 0.5, 0.5});
-  ShadingContext in = BusyContext();
+  // The position moves the coordinate the other way.
+  ShadingContext in = busy;
   in.uvwvalid = 0;
   in.wrapmodeu = 2;
-  ASSERT_TRUE(run->Run(in).ok());
-  const ShadingContext& out = run->Get<ShadingContext>("result");
+  const ShadingContext out = Run3d({.position = {1, 0, 0}, .pivot = {0.5, 0.5, 0.5}}, in);
   EXPECT_EQ(out.uvw.x, 0.3 - 1.0);
   EXPECT_EQ(out.uvw.y, 0.6);
   EXPECT_EQ(out.uvwdx.x, 0.31 - 1.0);
@@ -399,22 +311,15 @@ TEST_F(Placement3dTest, PositionMovesTheOtherWayAndOtherFieldsStay) {
   EXPECT_TRUE(SameContext(out, expect));
 }
 
-TEST_F(Placement3dTest, ZeroScaleGivesTheIdentityAndUnknownOrderIsYxzLocal) {
-  auto run = Runner(kPlacement3dId);
-  Configure(*run, true, {3, 4, 5}, {1, 0, 1}, {0.2, 0.3, 0.4}, "xyzlocal", {1, 1, 1});
-  ShadingContext in = BusyContext();
-  ASSERT_TRUE(run->Run(in).ok());
-  EXPECT_TRUE(testutil::Same(run->Get<ShadingContext>("result").uvw, in.uvw));
+TEST(Placement3d, ZeroScaleGivesTheIdentityAndUnknownOrderIsYxzLocal) {
+  const ShadingContext in = BusyContext();
+  const Place3d flat{.position = {3, 4, 5}, .scale = {1, 0, 1}, .rotation = {0.2, 0.3, 0.4}, .pivot = {1, 1, 1}};
+  EXPECT_TRUE(Same(Run3d(flat, in).uvw, in.uvw));
 
-  const Vector angles{0.2, 0.3, 0.4};
-  auto unknown = Runner(kPlacement3dId);
-  auto yxz = Runner(kPlacement3dId);
-  Configure(*unknown, true, {0, 0, 0}, {1, 1, 1}, angles, "nonsense", {0, 0, 0});
-  Configure(*yxz, true, {0, 0, 0}, {1, 1, 1}, angles, "yxzlocal", {0, 0, 0});
-  ASSERT_TRUE(unknown->Run(in).ok());
-  ASSERT_TRUE(yxz->Run(in).ok());
-  EXPECT_TRUE(testutil::Same(unknown->Get<ShadingContext>("result").uvw, yxz->Get<ShadingContext>("result").uvw));
-  EXPECT_FALSE(testutil::Same(yxz->Get<ShadingContext>("result").uvw, in.uvw));
+  const Vector unknown = Run3d({.rotation = {0.2, 0.3, 0.4}, .order = "nonsense"}, in).uvw;
+  const Vector yxz = Run3d({.rotation = {0.2, 0.3, 0.4}, .order = "yxzlocal"}, in).uvw;
+  EXPECT_TRUE(Same(unknown, yxz));
+  EXPECT_FALSE(Same(yxz, in.uvw));
 }
 
 }  // namespace

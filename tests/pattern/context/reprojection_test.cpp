@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
-#include "core/runtime.h"
-#include "pattern/catalogue.h"
+#include "../pattern_test_util.h"
 #include "pattern/context/reprojection_node.h"
 
 namespace tessaroc::pattern {
@@ -21,37 +19,23 @@ struct Settings {
   double repetitions = 1.0;
 };
 
-class ReprojectionTest : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_TRUE(RegisterCatalogue(registry_).ok()); }
+ShadingContext Place(const ShadingContext& in, const Settings& s) {
+  auto run = testutil::Runner(kGradientPlacementId);
+  for (Result r : {run->Set("mode", InternedId::Intern(s.mode)), run->Set("rotation", s.rotation),
+                   run->Set("tile", s.tile), run->Set("mirror", s.mirror), run->Set("reverse", s.reverse),
+                   run->Set("corners", s.corners), run->Set("repetitions", s.repetitions), run->Run(in)})
+    EXPECT_TRUE(r.ok()) << r.ToString();
+  return run->Get<ShadingContext>("result");
+}
 
-  ShadingContext Run(const ShadingContext& in, const Settings& s) {
-    const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(registry_.GetGroup(kGradientPlacementId, g).ok());
-    std::unique_ptr<SingleNodeRunner> run;
-    EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("mode", InternedId::Intern(s.mode)).ok());
-    EXPECT_TRUE(run->Set("rotation", s.rotation).ok());
-    EXPECT_TRUE(run->Set("tile", s.tile).ok());
-    EXPECT_TRUE(run->Set("mirror", s.mirror).ok());
-    EXPECT_TRUE(run->Set("reverse", s.reverse).ok());
-    EXPECT_TRUE(run->Set("corners", s.corners).ok());
-    EXPECT_TRUE(run->Set("repetitions", s.repetitions).ok());
-    EXPECT_TRUE(run->Run(in).ok());
-    return run->Get<ShadingContext>("result");
-  }
-  // uvw of the result at (u, v), with differentials that differ from it.
-  Vector At(double u, double v, const Settings& s) {
-    ShadingContext c;
-    c.uvw = {u, v, 0.7};
-    c.uvwdx = {u + 0.01, v, 0.0};
-    c.uvwdy = {u, v + 0.01, 0.0};
-    return Run(c, s).uvw;
-  }
-
-  static CoreNodeRegistry registry_;
-};
-CoreNodeRegistry ReprojectionTest::registry_;
+// uvw of the result at (u, v), with differentials that differ from it.
+Vector At(double u, double v, const Settings& s) {
+  ShadingContext c;
+  c.uvw = {u, v, 0.7};
+  c.uvwdx = {u + 0.01, v, 0.0};
+  c.uvwdy = {u, v + 0.01, 0.0};
+  return Place(c, s).uvw;
+}
 
 void ExpectUv(const Vector& got, double x, double y) {
   EXPECT_DOUBLE_EQ(got.x, x);
@@ -59,7 +43,7 @@ void ExpectUv(const Vector& got, double x, double y) {
   EXPECT_EQ(got.z, 0.0);
 }
 
-TEST_F(ReprojectionTest, ProjectionsAtKnownPoints) {
+TEST(Reprojection, ProjectionsCentresAndCornersAtKnownPoints) {
   ExpectUv(At(0.3, 0.8, {"angular"}), 0.3, 0.8);  // angular without rotation gives (u, v) back
   ExpectUv(At(0.3, 0.8, {"linear", 0.7}), 0.3582961936328848, 0.04029686871440963);
   ExpectUv(At(0.3, 0.8, {"", 0.7}), 0.3582961936328848, 0.04029686871440963);  // empty id: the linear branch
@@ -71,19 +55,13 @@ TEST_F(ReprojectionTest, ProjectionsAtKnownPoints) {
   ExpectUv(At(0.8, 0.65, {.mode = "n_angle", .corners = 4}), 0.9, 0.17620819117478337);
   ExpectUv(At(0.1, 0.3, {.mode = "n_angle", .rotation = 0.3, .corners = 5}), 1.0930737418352112,
            0.7239546741023519);
-}
-
-TEST_F(ReprojectionTest, CentreAndFlipRules) {
+  // At the centre; the star is flipped unless reversed.
   ExpectUv(At(0.5, 0.5, {"circular"}), 0.0, 0.0);
   ExpectUv(At(0.5, 0.5, {.mode = "circular", .reverse = true}), 1.0, 0.0);
-  // The star is flipped unless reversed.
   ExpectUv(At(0.5, 0.5, {"star"}), 1.0 - 2.0 * std::sqrt(0.5), 0.0);
   ExpectUv(At(0.5, 0.5, {.mode = "star", .reverse = true}), 2.0 * std::sqrt(0.5), 0.0);
   // Rotation does not move a circle.
   EXPECT_DOUBLE_EQ(At(0.8, 0.3, {"circular", 2.0}).x, At(0.8, 0.3, {"circular"}).x);
-}
-
-TEST_F(ReprojectionTest, PolygonCorners) {
   // No corners: a plain circle, 2 * radius.
   ExpectUv(At(0.8, 0.65, {.mode = "n_angle", .corners = 0}), 0.670820393249937, 0.17620819117478337);
   // One corner: cos(w) is -1, so the stretch turns negative and nothing clamps it.
@@ -91,45 +69,45 @@ TEST_F(ReprojectionTest, PolygonCorners) {
   ExpectUv(At(0.3, 0.45, {.mode = "n_angle", .corners = 1}), -0.10000000000000007, 0.7110104348113153);
 }
 
-TEST_F(ReprojectionTest, TileMirrorAndWrapModes) {
+TEST(Reprojection, TileMirrorAndWrapModes) {
   ShadingContext c;
   c.uvw = {0.8, 0.5, 0};
-  ShadingContext r = Run(c, {.mode = "circular", .tile = true, .mirror = true, .repetitions = 3.0});
+  ShadingContext r = Place(c, {.mode = "circular", .tile = true, .mirror = true, .repetitions = 3.0});
   ExpectUv(r.uvw, 0.39999999999999947, 0.0);
   EXPECT_EQ(r.wrapmodev, 3);
-  r = Run(c, {.mode = "circular", .tile = true, .repetitions = 2.5});
+  r = Place(c, {.mode = "circular", .tile = true, .repetitions = 2.5});
   EXPECT_EQ(r.wrapmodev, 2);
   c.uvw = {0.9, 0.6, 0};
-  ExpectUv(Run(c, {.mode = "circular", .tile = true, .repetitions = 2.5}).uvw, 0.06155281280883074, 0.0);
-  r = Run(c, {.mode = "circular"});
+  ExpectUv(Place(c, {.mode = "circular", .tile = true, .repetitions = 2.5}).uvw, 0.06155281280883074, 0.0);
+  r = Place(c, {.mode = "circular"});
   EXPECT_EQ(r.wrapmodeu, 0);
   EXPECT_EQ(r.wrapmodev, 0);
   // Zero repetitions put every sample at x = 0.
   for (double u : {0.1, 0.5, 0.93}) EXPECT_EQ(At(u, 0.2, {.mode = "box", .tile = true, .repetitions = 0.0}).x, 0.0);
 }
 
-TEST_F(ReprojectionTest, NeighboursKeepTheSamplesTile) {
+TEST(Reprojection, NeighboursKeepTheSamplesTile) {
   // The sample sits just inside a tile; its x neighbour lies across the edge
   // and keeps counting on instead of wrapping back to 0.
   ShadingContext c;
   c.uvw = {0.5 + 0.49 / 2.0, 0.5, 0.0};
   c.uvwdx = {0.5 + 0.51 / 2.0, 0.5, 0.0};
   c.uvwdy = {0.5 + 0.49 / 2.0, 0.5, 0.0};
-  const ShadingContext r = Run(c, {.mode = "circular", .tile = true, .repetitions = 2.0});
+  const ShadingContext r = Place(c, {.mode = "circular", .tile = true, .repetitions = 2.0});
   EXPECT_NEAR(r.uvw.x, 0.98, 1e-12);
   EXPECT_NEAR(r.uvwdx.x, 1.02, 1e-12);
   EXPECT_NEAR(r.uvwdy.x, 0.98, 1e-12);
   EXPECT_EQ(r.uvwvalid, 1);
 }
 
-TEST_F(ReprojectionTest, DifferentialsEqualToTheNewUvwAreLeftAlone) {
+TEST(Reprojection, DifferentialsEqualToTheNewUvwAreLeftAlone) {
   ShadingContext c;
   c.uvw = {0.5, 0.5, 0.0};
   c.uvwdx = {0.0, 0.0, 0.0};
   c.uvwdy = {0.0, 0.0, 0.0};
   c.uvwvalid = 0;
   c.pixelx = 17;
-  const ShadingContext r = Run(c, {"circular"});
+  const ShadingContext r = Place(c, {"circular"});
   // Projected, (0, 0) would become 2 * sqrt(0.5); the shortcut keeps them.
   ExpectUv(r.uvwdx, 0.0, 0.0);
   ExpectUv(r.uvwdy, 0.0, 0.0);
@@ -137,7 +115,7 @@ TEST_F(ReprojectionTest, DifferentialsEqualToTheNewUvwAreLeftAlone) {
   EXPECT_EQ(r.pixelx, 17);  // everything else is copied
   // Differentials that differ are projected like the sample.
   c.uvwdx = {0.5, 0.6, 0.0};
-  ExpectUv(Run(c, {"circular"}).uvwdx, 2.0 * (0.6 - 0.5), 0.0);
+  ExpectUv(Place(c, {"circular"}).uvwdx, 2.0 * (0.6 - 0.5), 0.0);
 }
 
 }  // namespace

@@ -5,11 +5,11 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "../pattern_test_util.h"
 #include "core/function.h"
-#include "core/runtime.h"
-#include "pattern/catalogue.h"
 #include "pattern/context/scatter_node.h"
 
 namespace tessaroc::pattern {
@@ -40,15 +40,6 @@ struct Hit {
 
 class Scatter {
  public:
-  static CoreNodeRegistry& Registry() {
-    static CoreNodeRegistry* r = [] {
-      auto* reg = new CoreNodeRegistry;
-      EXPECT_TRUE(RegisterCatalogue(*reg).ok());
-      return reg;
-    }();
-    return *r;
-  }
-
   explicit Scatter(const ScatterSetup& s)
       : rotation_(kFloat64Type, s.rotation),
         randomRotation_(kFloat64Type, s.randomRotation),
@@ -58,25 +49,22 @@ class Scatter {
         uniform_(kBoolType, s.uniform) {
     const int64_t counts[] = {s.count};
     const MicroNodeGroup* g = nullptr;
-    EXPECT_TRUE(Registry().GetGroup(kScatterId, counts, g).ok());
+    EXPECT_TRUE(testutil::Catalogue().GetGroup(kScatterId, counts, g).ok());
     EXPECT_TRUE(SingleNodeRunner::Create(g, run_).ok());
-    EXPECT_TRUE(run_->Set("seed", s.seed).ok());
-    EXPECT_TRUE(run_->Set("tile", s.tile).ok());
-    EXPECT_TRUE(run_->Set("removeOverlaps", s.removeOverlaps).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemRotation", &rotation_).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemRandomRotation", &randomRotation_).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemScale", &scale_).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemRandomScale", &randomScale_).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemRandomScaleUniform", &randomScaleUniform_).ok());
-    EXPECT_TRUE(run_->SetFunction("perItemUniformScale", &uniform_).ok());
-    if (s.density) {
-      EXPECT_TRUE(run_->SetFunction("perItemDensity", s.density).ok());
-    }
-    if (s.skip) {
-      EXPECT_TRUE(run_->SetFunction("perItemSkipProbability", s.skip).ok());
-    }
-    if (s.shape) {
-      EXPECT_TRUE(run_->SetFunction("perItemShape", s.shape).ok());
+    for (Result r : {run_->Set("seed", s.seed), run_->Set("tile", s.tile),
+                     run_->Set("removeOverlaps", s.removeOverlaps),
+                     run_->SetFunction("perItemRotation", &rotation_),
+                     run_->SetFunction("perItemRandomRotation", &randomRotation_),
+                     run_->SetFunction("perItemScale", &scale_), run_->SetFunction("perItemRandomScale", &randomScale_),
+                     run_->SetFunction("perItemRandomScaleUniform", &randomScaleUniform_),
+                     run_->SetFunction("perItemUniformScale", &uniform_)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
+    const std::pair<const char*, const FunctionInterface*> optional[] = {
+        {"perItemDensity", s.density}, {"perItemSkipProbability", s.skip}, {"perItemShape", s.shape}};
+    for (const auto& [port, fn] : optional) {
+      if (fn) {
+        EXPECT_TRUE(run_->SetFunction(port, fn).ok()) << port;
+      }
     }
   }
 
@@ -105,15 +93,8 @@ class Scatter {
 };
 
 void ExpectSplat(const Splat& s, const std::vector<double>& want) {
-  EXPECT_DOUBLE_EQ(s.centerX, want[0]);
-  EXPECT_DOUBLE_EQ(s.centerY, want[1]);
-  EXPECT_DOUBLE_EQ(s.rotation, want[2]);
-  EXPECT_DOUBLE_EQ(s.invScaleX, want[3]);
-  EXPECT_DOUBLE_EQ(s.invScaleY, want[4]);
-  EXPECT_DOUBLE_EQ(s.minX, want[5]);
-  EXPECT_DOUBLE_EQ(s.minY, want[6]);
-  EXPECT_DOUBLE_EQ(s.maxX, want[7]);
-  EXPECT_DOUBLE_EQ(s.maxY, want[8]);
+  const double got[] = {s.centerX, s.centerY, s.rotation, s.invScaleX, s.invScaleY, s.minX, s.minY, s.maxX, s.maxY};
+  for (size_t i = 0; i < 9; ++i) EXPECT_DOUBLE_EQ(got[i], want[i]) << "field " << i;
 }
 
 // ---- the build
@@ -216,7 +197,7 @@ TEST(ScatterBuild, BucketsHoldExactlyTheSplatsTouchingThem) {
 
 // ---- the lookup
 
-TEST(ScatterLookup, HitGivesTheItemsOwnCoordinates) {
+TEST(ScatterLookup, HitGivesTheItemsOwnCoordinatesAndCoordinatesWrap) {
   Scatter s({});
   const Hit hit = s.At(0.7850897959340364, 0.6571153681911528);
   EXPECT_TRUE(hit.mask);
@@ -235,10 +216,8 @@ TEST(ScatterLookup, HitGivesTheItemsOwnCoordinates) {
   EXPECT_EQ(miss.center, (Vector2d{0.0, 0.0}));
   EXPECT_EQ(miss.context.uvwvalid, 0);
   EXPECT_EQ(miss.context.uvw.x, 0.95);
-}
 
-TEST(ScatterLookup, WrapsCoordinatesIntoTheSquare) {
-  Scatter s({});
+  // Coordinates wrap into the square.
   EXPECT_EQ(s.At(1.7850897959340364 - 1.0 + 2.0, 0.6571153681911528 - 3.0).index, 1);
   // u = 1 is fu = 0: the first column, like u = 0, where item 2 lies.
   const Hit one = s.At(1.0, 0.1115), zero = s.At(0.0, 0.1115);
