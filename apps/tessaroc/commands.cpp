@@ -119,17 +119,20 @@ int RunEval(const EvalOptions& o) {
   } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
     return Fail(r);
   }
-  ShadingContext ctx;
-  if (o.contextFile)
-    if (Result r = ReadContextFile(*o.contextFile, ctx); r.failed()) return Fail(r);
+  // The sample is a point of a surface seen from above, as in a render, at
+  // --uv (default 0, 0) with no footprint; a context file overrides fields.
+  Vector at{0, 0, 0};
   if (o.uv) {
     nlohmann::json uv = host::JsonFromNotation(*o.uv);
     Data value;
     std::string why;
     if (!host::ValueFromJson(uv, kVector2dType, value, why)) return Fail("--uv " + *o.uv + ": " + why);
     const auto& p = *static_cast<const Vector2d*>(value.get());
-    ctx.uvw = ctx.uvwdx = ctx.uvwdy = {p.x, p.y, 0.0};
+    at = {p.x, p.y, 0.0};
   }
+  ShadingContext ctx = graph::SurfaceContext(at, at, at);
+  if (o.contextFile)
+    if (Result r = ReadContextFile(*o.contextFile, ctx); r.failed()) return Fail(r);
   SearchPathsType paths;
   paths.urls.emplace_back(doc->folder().empty() ? "." : doc->folder());
   if (ctx.searchpaths == nullptr) ctx.searchpaths = &paths;

@@ -30,8 +30,8 @@ int main(int argc, char** argv) {
   e->add_option("graph", eval.graph, "Material graph document (JSON)")->check(CLI::ExistingFile);
   e->add_option("--node", eval.node, "Evaluate one node instead: asset id, alias or core node id");
   e->add_option("--set", eval.settings, "PORT=VALUE for --node, e.g. color=1,0,0.25,1 or mode=srgb");
-  e->add_option("--uv", eval.uv, "U,V: the sample's uvw, uvwdx and uvwdy are all (U, V, 0)");
-  e->add_option("--context", eval.contextFile, "JSON file of context fields by name (uvw, time, ...)")
+  e->add_option("--uv", eval.uv, "U,V: sample the surface at uvw (U, V, 0), with no footprint");
+  e->add_option("--context", eval.contextFile, "JSON file of context fields by name (uvw, time, ...); they override --uv")
       ->check(CLI::ExistingFile);
 
   bool json = false;

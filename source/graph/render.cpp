@@ -55,13 +55,11 @@ bool Renderable(const DataType& type) {
          t == &kVector4dType || t == &kBoolType || t == &kInt64Type || t == &kInt32Type || t == &kFloat32Type;
 }
 
-ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
-  const double w = s.width, h = s.height;
-  auto uv = [&](double px, double py) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; };
+ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy) {
   ShadingContext c;
-  c.uvw = uv(x, y);
-  c.uvwdx = uv(x + 1, y);
-  c.uvwdy = uv(x, y + 1);
+  c.uvw = uvw;
+  c.uvwdx = uvwdx;
+  c.uvwdy = uvwdy;
   c.uvwvalid = 1;
   c.position = c.uvw;
   c.positiondx = c.uvwdx;
@@ -76,6 +74,13 @@ ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
   c.rayorigindy = {c.uvwdy.x, c.uvwdy.y, 1};
   c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, 0, -1};
   c.raymindistance = 0;
+  return c;
+}
+
+ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
+  const double w = s.width, h = s.height;
+  auto uv = [&](double px, double py) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; };
+  ShadingContext c = SurfaceContext(uv(x, y), uv(x + 1, y), uv(x, y + 1));
   c.pixelx = x;
   c.pixely = y;
   c.subpixelx = 0.5;

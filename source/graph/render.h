@@ -23,6 +23,12 @@ struct RenderSettings {
   std::function<void(double)> progress;
 };
 
+// A sample of the plane z = 0 at uvw, seen from straight above by an
+// orthographic camera: position = uvw, normals (0, 0, 1), tangent along u,
+// the ray coming down. Differentials are given as points (uvw of the
+// neighbouring samples); pass uvw itself for a sample with no footprint.
+ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy);
+
 // The context of the centre of pixel (x, y): uvw over the unit square with v
 // up, differentials from the neighbouring pixel centres, a point on the plane
 // z = 0 seen from above, normals facing the camera.

@@ -66,6 +66,20 @@ TEST(Cli, EvalOutputReadsBackToTheSameDoublesAndNanAsText) {
   EXPECT_NE(r.out.find("\"nan\""), std::string::npos) << r.out;
 }
 
+TEST(Cli, EvalSamplesASurfaceSeenFromAboveAndAContextFileOverridesIt) {
+  // Straight on, glass reflects ((1.5 - 1) / (1.5 + 1))^2 = 0.04.
+  Outcome r = Tool("eval --node fresneldielectric --set ior=1.5");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NEAR(nlohmann::json::parse(r.out)["result"].get<double>(), 0.04, 1e-12);
+  // A normal across the ray is grazing light: everything is reflected.
+  const fs::path ctx = fs::temp_directory_path() / ("tessaroc_cli_ctx_" + std::to_string(::getpid()) + ".json");
+  std::ofstream(ctx) << R"({"shadingnormal": [1, 0, 0]})";
+  r = Tool("eval --node fresneldielectric --set ior=1.5 --uv 0.3,0.4 --context " + ctx.string());
+  fs::remove(ctx);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(nlohmann::json::parse(r.out)["result"].get<double>(), 1.0);
+}
+
 TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
   const char* cases[] = {
       "eval --node nosuchnode",
