@@ -19,3 +19,17 @@ if(TESSAROC_TSAN)
   target_compile_definitions(tessaroc_options INTERFACE TESSAROC_PLAIN_THREADS)
 endif()
 target_include_directories(tessaroc_options INTERFACE ${PROJECT_SOURCE_DIR}/source)
+
+# OpenImageIO as an imported target, found in the calling directory. Debian's
+# package names OpenCV's include folder, which only the OpenCV development
+# package provides; we use no OpenCV interop, so that folder is dropped.
+function(tessaroc_find_openimageio)
+  find_package(OpenImageIO CONFIG REQUIRED)
+  foreach(prop INTERFACE_INCLUDE_DIRECTORIES INTERFACE_SYSTEM_INCLUDE_DIRECTORIES)
+    get_target_property(dirs OpenImageIO::OpenImageIO ${prop})
+    if(dirs)
+      list(FILTER dirs EXCLUDE REGEX "opencv")
+      set_target_properties(OpenImageIO::OpenImageIO PROPERTIES ${prop} "${dirs}")
+    endif()
+  endforeach()
+endfunction()
