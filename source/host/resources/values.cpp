@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "core/shading_context.h"
+#include "pattern/generator/texture_service.h"
 
 namespace tessaroc::host {
 
@@ -24,6 +25,7 @@ const NamedType kNames[] = {
     {"vector", &kVectorType},     {"vector4", &kVector4dType},  {"string", &kStringType},
     {"url", &kUrlType},           {"enum", &kInternedIdType},   {"id", &kIdType},
     {"time", &kTimeValueType},    {"rendermode", &kRenderModeType}, {"shadingcontext", &kShadingContextType},
+    {"layerset", &kLayerSetType},
 };
 
 bool Number(const nlohmann::json& j, double& out) {
@@ -206,6 +208,24 @@ bool ValueFromJson(const nlohmann::json& j, const DataType& type, Data& out, std
     else Put<InternedId>(out, type) = InternedId::Intern(s);
     return true;
   }
+  if (t == &kLayerSetType) {
+    // One layer name, or a list of them in order of preference.
+    LayerSet set;
+    const bool one = j.is_string();
+    if (!one && !j.is_array()) {
+      why = "expected a layer name or a list of layer names";
+      return false;
+    }
+    for (const auto& e : one ? nlohmann::json::array({j}) : j) {
+      if (!e.is_string()) {
+        why = "expected a layer name or a list of layer names";
+        return false;
+      }
+      set.layers.emplace_back(e.get<std::string>());
+    }
+    Put<LayerSet>(out, type) = std::move(set);
+    return true;
+  }
   if (&type == SearchPathsDataType() && SearchPathsDataType() != nullptr) {
     if (!j.is_array()) {
       why = "expected a list of paths";
@@ -258,6 +278,11 @@ nlohmann::json ValueToJson(const DataType& type, const void* value) {
   if (t == &kUrlType) return std::string(static_cast<const Url*>(value)->view());
   if (t == &kIdType) return std::string(static_cast<const Id*>(value)->view());
   if (t == &kInternedIdType) return std::string(static_cast<const InternedId*>(value)->view());
+  if (t == &kLayerSetType) {
+    nlohmann::json names = nlohmann::json::array();
+    for (const String& layer : static_cast<const LayerSet*>(value)->layers) names.push_back(std::string(layer.view()));
+    return names;
+  }
   if (t == &kShadingContextType) {
     // The fields the nodes here change, by name.
     const auto& c = *static_cast<const ShadingContext*>(value);

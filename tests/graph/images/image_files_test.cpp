@@ -19,6 +19,7 @@
 #include "host/messages/message_sink.h"
 #include "host/texture/texture_service.h"
 #include "register.h"
+#include "test_images.h"
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."
@@ -210,6 +211,38 @@ TEST_F(ImageFilesTest, TheRenderTimePicksTheFrameOfAMovie) {
   // The movie holds the sequence's frames (JPEG-compressed) at 2 frames per
   // second and plays once: past its end it holds the last frame.
   ExpectFrames("movie.json", 1, {{0.0, 1}, {0.5, 2}, {1.2, 3}, {1.5, 4}, {9.0, 4}});
+}
+
+TEST_F(ImageFilesTest, ADocumentPicksTheLayerOfAMultiLayerFile) {
+  Scratch scratch;
+  // Channel c holds 0.1 * (c + 1): the main layer is (0.1, 0.2, 0.3), gloss (0.4, 0.5, 0.6).
+  ASSERT_EQ(tessaroc::testing::WriteImage((scratch.path() / "layers.exr").string(), 2, 2, 6,
+                                          [](int, int, int c) { return 0.1f * (c + 1); }, OIIO::TypeDesc::FLOAT,
+                                          {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"}),
+            "");
+  auto document = [&](const std::string& layers) {
+    return scratch.Write("layers.json", R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
+        "url": "layers.exr", "interpolation": "none", "layerset": )" + layers + R"(}}},
+        "output": {"link": "picture.result"}})");
+  };
+  struct Case {
+    const char* layers;
+    float red;
+  } cases[] = {{R"("gloss")", 0.4f}, {R"(["specular", "gloss"])", 0.4f}, {"[]", 0.1f}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.layers);
+    host::Image out;
+    CountingSink sink;
+    ASSERT_TRUE(RenderFile(document(c.layers), 2, 1, 0, &sink, out).ok());
+    EXPECT_NEAR(out.pixels[0], c.red, 1e-6);
+    EXPECT_NEAR(out.pixels[2], c.red + 0.2f, 1e-6);
+    EXPECT_EQ(sink.calls.load(), 0);
+  }
+  std::unique_ptr<Material> m;
+  const Result wrong = Material::FromFile(document("3").string(), m);
+  ASSERT_TRUE(wrong.failed());
+  EXPECT_NE(wrong.message().find("/nodes/picture/inputs/layerset: expected a layer name"), std::string_view::npos)
+      << wrong.message();
 }
 
 }  // namespace
