@@ -219,82 +219,121 @@ OIIO::TextureOpt::Wrap WrapOf(uint8_t code) {
   }
 }
 
+// One lookup in one file.
+ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV,
+                  int interpolation, bool convertColors, int alpha) {
+  float px[4] = {0, 0, 0, 0};
+  if (interpolation == pattern::kInterpSat) {
+    SampleSat(t, u, v, du, dv, wrapU, wrapV, px);
+  } else {
+    OIIO::TextureOpt opt;
+    opt.subimage = t.subimage;
+    opt.firstchannel = t.firstChannel;
+    opt.swrap = WrapOf(wrapU);
+    opt.twrap = WrapOf(wrapV);
+    opt.fill = 0;
+    switch (interpolation) {
+      case pattern::kInterpBilinear:
+        opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
+        opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+        break;
+      case pattern::kInterpMip:
+        opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
+        opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+        break;
+      case pattern::kInterpAniso:
+        opt.mipmode = OIIO::TextureOpt::MipModeAniso;
+        opt.interpmode = OIIO::TextureOpt::InterpBilinear;
+        break;
+      case pattern::kInterpBicubic:
+        opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
+        opt.interpmode = OIIO::TextureOpt::InterpBicubic;
+        break;
+      default:
+        opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
+        opt.interpmode = OIIO::TextureOpt::InterpClosest;
+        break;
+    }
+    // Image rows run downwards; v runs upwards.
+    const float s = static_cast<float>(u), tt = static_cast<float>(1.0 - v);
+    if (!t.ts->texture(t.handle, t.ts->get_perthread_info(), opt, s, tt, static_cast<float>(du), 0.0f, 0.0f,
+                       static_cast<float>(dv), t.channels, px)) {
+      (void)t.ts->geterror();
+      return ColorA{};
+    }
+  }
+  ColorA c;
+  switch (t.channels) {
+    case 1: c = {px[0], px[0], px[0], 1.0}; break;
+    case 2: c = {px[0], px[0], px[0], px[1]}; break;
+    case 3: c = {px[0], px[1], px[2], 1.0}; break;
+    default: c = {px[0], px[1], px[2], px[3]}; break;
+  }
+  auto unpremultiply = [&c] {
+    if (c.a != 0) c = {c.r / c.a, c.g / c.a, c.b / c.a, c.a};
+  };
+  if (alpha == pattern::kAlphaNone) c.a = 1.0;
+  if (alpha == pattern::kAlphaPremultipliedColorSpace) unpremultiply();
+  if (convertColors && t.encoding != Encoding::kLinear) {
+    auto decode = [&t](double x) {
+      if (t.encoding == Encoding::kSrgb) return SrgbToLinear(x);
+      return x > 0 ? std::pow(x, t.gamma) : x;
+    };
+    c = {decode(c.r), decode(c.g), decode(c.b), c.a};
+  }
+  if (alpha == pattern::kAlphaPremultiplied) unpremultiply();
+  return c;
+}
+
+// ---- tile sets
+
+// The token a file name carries in the place of its tile number.
+constexpr std::string_view kUdimToken = "<UDIM>";
+constexpr int kFirstTile = 1001;
+constexpr int kTileSlots = 999;  // 1001 to 1999: ten tiles along u, as many rows along v as fit
+
+// The files of a tile set (a name with <UDIM>): tile 1001 + iu + 10 * iv
+// covers u in [iu, iu + 1) and v in [iv, iv + 1).
+class OiioTileSet final : public pattern::Texture {
+ public:
+  std::vector<std::shared_ptr<const OiioTexture>> tiles = std::vector<std::shared_ptr<const OiioTexture>>(kTileSlots);
+  // Tile 1001, or the lowest tile there is: what a lookup that does not
+  // sample across tiles reads, and whose size the details give.
+  std::shared_ptr<const OiioTexture> home;
+
+  const OiioTexture* TileAt(double u, double v) const {
+    if (!(u >= 0 && u < 10 && v >= 0 && v < 100)) return nullptr;
+    const int slot = static_cast<int>(std::floor(u)) + 10 * static_cast<int>(std::floor(v));
+    return slot < kTileSlots ? tiles[static_cast<size_t>(slot)].get() : nullptr;
+  }
+};
+
 class OiioThreadedTexture final : public pattern::ThreadedTexture {
  public:
   Result Init(const pattern::TextureRef& texture) override {
-    auto t = std::dynamic_pointer_cast<const OiioTexture>(texture);
+    auto tiles = std::dynamic_pointer_cast<const OiioTileSet>(texture);
+    auto t = tiles ? tiles->home : std::dynamic_pointer_cast<const OiioTexture>(texture);
     if (texture && !t) return Result::Fail(errors::kIllegalArgument, "not a texture of this service");
     texture_ = std::move(t);
+    tiles_ = std::move(tiles);
     return Result::Ok();
   }
 
   const void* GetImage() const override { return texture_ && texture_->hasImage ? texture_.get() : nullptr; }
 
   ColorA Sample(double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV, int interpolation,
-                bool convertColors, int alpha, bool) const override {
+                bool convertColors, int alpha, bool sampleAcrossTiles) const override {
     if (!GetImage()) return ColorA{};
-    const OiioTexture& t = *texture_;
-    float px[4] = {0, 0, 0, 0};
-    if (interpolation == pattern::kInterpSat) {
-      SampleSat(t, u, v, du, dv, wrapU, wrapV, px);
-    } else {
-      OIIO::TextureOpt opt;
-      opt.subimage = t.subimage;
-      opt.firstchannel = t.firstChannel;
-      opt.swrap = WrapOf(wrapU);
-      opt.twrap = WrapOf(wrapV);
-      opt.fill = 0;
-      switch (interpolation) {
-        case pattern::kInterpBilinear:
-          opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
-          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
-          break;
-        case pattern::kInterpMip:
-          opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
-          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
-          break;
-        case pattern::kInterpAniso:
-          opt.mipmode = OIIO::TextureOpt::MipModeAniso;
-          opt.interpmode = OIIO::TextureOpt::InterpBilinear;
-          break;
-        case pattern::kInterpBicubic:
-          opt.mipmode = OIIO::TextureOpt::MipModeTrilinear;
-          opt.interpmode = OIIO::TextureOpt::InterpBicubic;
-          break;
-        default:
-          opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
-          opt.interpmode = OIIO::TextureOpt::InterpClosest;
-          break;
-      }
-      // Image rows run downwards; v runs upwards.
-      const float s = static_cast<float>(u), tt = static_cast<float>(1.0 - v);
-      if (!t.ts->texture(t.handle, t.ts->get_perthread_info(), opt, s, tt, static_cast<float>(du), 0.0f, 0.0f,
-                         static_cast<float>(dv), t.channels, px)) {
-        (void)t.ts->geterror();
-        return ColorA{};
-      }
+    if (tiles_ && sampleAcrossTiles) {
+      // Each tile is read on its own square and held at its edges, so that
+      // filters never reach into the far side of a tile; where no tile is,
+      // nothing is.
+      const OiioTexture* tile = tiles_->TileAt(u, v);
+      if (tile == nullptr || !tile->hasImage) return ColorA{};
+      return SampleFile(*tile, u - std::floor(u), v - std::floor(v), du, dv, 0, 0, interpolation, convertColors,
+                        alpha);
     }
-    ColorA c;
-    switch (t.channels) {
-      case 1: c = {px[0], px[0], px[0], 1.0}; break;
-      case 2: c = {px[0], px[0], px[0], px[1]}; break;
-      case 3: c = {px[0], px[1], px[2], 1.0}; break;
-      default: c = {px[0], px[1], px[2], px[3]}; break;
-    }
-    auto unpremultiply = [&c] {
-      if (c.a != 0) c = {c.r / c.a, c.g / c.a, c.b / c.a, c.a};
-    };
-    if (alpha == pattern::kAlphaNone) c.a = 1.0;
-    if (alpha == pattern::kAlphaPremultipliedColorSpace) unpremultiply();
-    if (convertColors && t.encoding != Encoding::kLinear) {
-      auto decode = [&t](double x) {
-        if (t.encoding == Encoding::kSrgb) return SrgbToLinear(x);
-        return x > 0 ? std::pow(x, t.gamma) : x;
-      };
-      c = {decode(c.r), decode(c.g), decode(c.b), c.a};
-    }
-    if (alpha == pattern::kAlphaPremultiplied) unpremultiply();
-    return c;
+    return SampleFile(*texture_, u, v, du, dv, wrapU, wrapV, interpolation, convertColors, alpha);
   }
 
   Result GetDetails(pattern::TextureDetails& details) const override {
@@ -307,7 +346,8 @@ class OiioThreadedTexture final : public pattern::ThreadedTexture {
   }
 
  private:
-  std::shared_ptr<const OiioTexture> texture_;
+  std::shared_ptr<const OiioTexture> texture_;  // the file, or the tile set's home tile
+  std::shared_ptr<const OiioTileSet> tiles_;
 };
 
 // ---- loading
@@ -418,6 +458,101 @@ Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& laye
   return Result::Fail(errors::kIo, "Image file \"" + t.filename.string() + "\" has no layer " + names + ".");
 }
 
+// Reads one file (the frame of a movie at `time`, the layer asked for).
+Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers, const TimeValue& time,
+                std::shared_ptr<OiioTexture>& out) {
+  Systems& caches = Caches();
+  OIIO::TextureSystem* ts = force32bit ? caches.floats : caches.shared;
+  auto t = std::make_shared<OiioTexture>();
+  t->ts = ts;
+  t->cache = force32bit ? caches.floatCache : caches.sharedCache;
+  t->filename = ustring(path);
+  t->handle = ts->get_texture_handle(t->filename);
+  const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+  if (!layout) {
+    std::string why = ts->geterror();
+    if (why.empty()) why = "unknown format or unreadable file";
+    return Result::Fail(errors::kIo, "Cannot read image file \"" + path + "\": " + why);
+  }
+  const Clip clip = ClipOf(ts, t->handle, *layout);
+  if (clip.movie) {
+    const int64_t frame = FrameNumber(time, clip.fps);
+    t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
+    layout = ts->imagespec(t->handle, nullptr, t->subimage);
+    if (!layout) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
+                                                    path + "\": " + ts->geterror());
+  }
+  t->channels = std::min(layout->nchannels, 4);
+  TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
+  if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
+  t->width = layout->width;
+  t->height = layout->height;
+  t->xOrigin = layout->x;
+  t->yOrigin = layout->y;
+  t->fps = clip.fps;
+  t->length = clip.length;
+  SetEncoding(*layout, *t);
+  t->hasImage = t->width > 0 && t->height > 0;
+  out = std::move(t);
+  return Result::Ok();
+}
+
+// The tile number of a file name made of `prefix`, four digits and `suffix`,
+// or 0.
+int TileNumber(const std::string& name, const std::string& prefix, const std::string& suffix) {
+  if (name.size() != prefix.size() + 4 + suffix.size() || name.compare(0, prefix.size(), prefix) != 0 ||
+      name.compare(prefix.size() + 4, suffix.size(), suffix) != 0)
+    return 0;
+  int tile = 0;
+  for (size_t i = prefix.size(); i < prefix.size() + 4; ++i) {
+    if (name[i] < '0' || name[i] > '9') return 0;
+    tile = tile * 10 + (name[i] - '0');
+  }
+  return tile >= kFirstTile && tile < kFirstTile + kTileSlots ? tile : 0;
+}
+
+// Reads every tile of a tile set from the first folder that has any: the
+// name's own folder, then each search path as for single files.
+Result LoadTileSet(const Url& url, const SearchPathsType* searchPaths, bool force32bit, const LayerSet& layers,
+                   const TimeValue& time, pattern::TextureRef& out) {
+  namespace fs = std::filesystem;
+  const std::string text = url.str();
+  const fs::path given(text);
+  const std::string file = given.filename().string();
+  const size_t at = file.find(kUdimToken);
+  if (at == std::string::npos)
+    return Result::Fail(errors::kIllegalArgument, "The tile number " + std::string(kUdimToken) +
+                                                      " belongs in the file name, not a folder: \"" + text + "\".");
+  const std::string prefix = file.substr(0, at), suffix = file.substr(at + kUdimToken.size());
+  std::vector<fs::path> folders{given.parent_path().empty() ? fs::path(".") : given.parent_path()};
+  if (searchPaths != nullptr)
+    for (const Url& dir : searchPaths->urls) {
+      if (dir.IsEmpty()) continue;
+      if (given.is_relative()) folders.push_back(fs::path(dir.str()) / given.parent_path());
+      folders.push_back(fs::path(dir.str()));
+    }
+  auto set = std::make_shared<OiioTileSet>();
+  for (const fs::path& folder : folders) {
+    std::error_code ec;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+      const int tile = TileNumber(it->path().filename().string(), prefix, suffix);
+      if (tile == 0) continue;
+      std::shared_ptr<OiioTexture> t;
+      TESSAROC_RETURN_IF_FAILED(LoadFile(it->path().string(), force32bit, layers, time, t));
+      set->tiles[static_cast<size_t>(tile - kFirstTile)] = std::move(t);
+    }
+    for (const auto& t : set->tiles)
+      if (t) {
+        set->home = t;
+        break;
+      }
+    if (set->home) break;
+  }
+  if (!set->home) return Result::Fail(errors::kIo, "Image file not found: \"" + text + "\".");
+  out = std::move(set);
+  return Result::Ok();
+}
+
 class Service final : public pattern::TextureService {
  public:
   Result LoadTexture(const Url& url, const SearchPathsType* searchPaths, bool force32bit, const LayerSet& layers,
@@ -434,39 +569,12 @@ class Service final : public pattern::TextureService {
       else (void)ts->geterror();
     }
     if (delegate) TESSAROC_RETURN_IF_FAILED(delegate->ResolveMovieTime(length, name, time));
+    if (name.view().find(kUdimToken) != std::string_view::npos)
+      return LoadTileSet(name, searchPaths, force32bit, layers, time, out);
     const std::string path = Resolve(name, searchPaths);
     if (path.empty()) return Result::Fail(errors::kIo, "Image file not found: \"" + name.str() + "\".");
-
-    auto t = std::make_shared<OiioTexture>();
-    t->ts = ts;
-    t->cache = force32bit ? caches.floatCache : caches.sharedCache;
-    t->filename = ustring(path);
-    t->handle = ts->get_texture_handle(t->filename);
-    const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
-    if (!layout) {
-      std::string why = ts->geterror();
-      if (why.empty()) why = "unknown format or unreadable file";
-      return Result::Fail(errors::kIo, "Cannot read image file \"" + path + "\": " + why);
-    }
-    const Clip clip = ClipOf(ts, t->handle, *layout);
-    if (clip.movie) {
-      const int64_t frame = FrameNumber(time, clip.fps);
-      t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
-      layout = ts->imagespec(t->handle, nullptr, t->subimage);
-      if (!layout) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
-                                                      path + "\": " + ts->geterror());
-    }
-    t->channels = std::min(layout->nchannels, 4);
-    TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
-    if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
-    t->width = layout->width;
-    t->height = layout->height;
-    t->xOrigin = layout->x;
-    t->yOrigin = layout->y;
-    t->fps = clip.fps;
-    t->length = clip.length;
-    SetEncoding(*layout, *t);
-    t->hasImage = t->width > 0 && t->height > 0;
+    std::shared_ptr<OiioTexture> t;
+    TESSAROC_RETURN_IF_FAILED(LoadFile(path, force32bit, layers, time, t));
     out = std::move(t);
     return Result::Ok();
   }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <thread>
 #include <vector>
@@ -234,6 +236,53 @@ TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
   EXPECT_NE(r.message().find("absent.tif"), std::string_view::npos);
   r = OiioTextureService().LoadTexture(Url(""), nullptr, false, LayerSet{}, time, nullptr, texture);
   EXPECT_TRUE(r.failed());
+}
+
+TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
+  // Tiles 1001 (u in [0, 1)), 1002 (u in [1, 2)) and 1011 (v in [1, 2)), each of one red; the last column of
+  // 1001 is white, which a filter that wraps around inside the tile would reach from its left edge.
+  std::filesystem::create_directories(folder_.File("set"));
+  const std::pair<int, float> tiles[] = {{1001, 0.25f}, {1002, 0.5f}, {1011, 0.75f}};
+  for (const auto& [tile, red] : tiles)
+    ASSERT_EQ(WriteImage(folder_.File("set/tex." + std::to_string(tile) + ".exr"), 4, 4, 3,
+                         [tile, red](int x, int, int c) { return c == 0 ? (tile == 1001 && x == 3 ? 1.0f : red) : 0.0f; }),
+              "");
+  // Names that are not tiles; reading any of them would fail the load.
+  for (const char* decoy : {"set/tex.0999.exr", "set/tex.1001.exr.bak", "set/tex.10a1.exr", "set/tex.12345.exr"})
+    std::ofstream(folder_.File(decoy)) << "not an image";
+
+  pattern::TextureService& service = OiioTextureService();
+  SearchPathsType paths;
+  paths.urls.emplace_back(folder_.File("set"));
+  auto load = [&](const char* name, pattern::TextureRef& texture) {
+    TimeValue time = 0;
+    return service.LoadTexture(Url(name), &paths, false, LayerSet{}, time, nullptr, texture);
+  };
+  pattern::TextureRef texture;
+  ASSERT_TRUE(load("tex.<UDIM>.exr", texture).ok());
+  pattern::ThreadedTextureRef t;
+  ASSERT_TRUE(service.AllocThreadedTexture(t).ok());
+  ASSERT_TRUE(t->Init(texture).ok());
+  auto across = [&](double u, double v, int interp = kInterpClosest) {
+    return t->Sample(u, v, 0, 0, kRepeat, kRepeat, interp, false, pattern::kAlphaStraight, true);
+  };
+  EXPECT_EQ(across(0.3, 0.5).r, 0.25);
+  EXPECT_EQ(across(1.5, 0.5).r, 0.5);
+  EXPECT_EQ(across(0.5, 1.5).r, 0.75);
+  for (const auto& [u, v] : {std::pair{2.5, 0.5}, {1.5, 1.5}, {-0.5, 0.5}, {0.5, -0.5}, {10.5, 0.5}})
+    EXPECT_EQ(across(u, v), (ColorA{0, 0, 0, 0})) << u << ", " << v;
+  // Held at the tile's edge whatever the wrap codes say.
+  EXPECT_EQ(across(0.02, 0.5, kInterpBilinear).r, 0.25);
+  // Not across tiles: the first tile, repeated by the wrap codes.
+  EXPECT_EQ(t->Sample(1.5, 0.5, 0, 0, kRepeat, kRepeat, kInterpClosest, false, pattern::kAlphaStraight, false).r, 0.25);
+  pattern::TextureDetails d;
+  ASSERT_TRUE(t->GetDetails(d).ok());
+  EXPECT_EQ(d.width, 4);
+
+  Result none = load("other.<UDIM>.exr", texture);
+  EXPECT_TRUE(none.Is(errors::kIo));
+  EXPECT_NE(none.message().find("Image file not found"), std::string_view::npos) << none.message();
+  EXPECT_TRUE(load("<UDIM>/tex.exr", texture).Is(errors::kIllegalArgument));
 }
 
 }  // namespace
