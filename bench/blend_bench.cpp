@@ -14,24 +14,26 @@
 #include "pattern/color/blend_node.h"
 #include "pattern/color/layer_node.h"
 #include "pattern/color/pixel_blend.h"
+#include "bench_support.h"
 
 namespace tessaroc::pattern {
 namespace {
 
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    if (host::InstallBlendModes().failed() || RegisterCatalogue(*reg).failed()) std::abort();
-    return reg;
+// The catalogue, with the blend modes its nodes look up.
+CoreNodeRegistry& Catalogue() {
+  static const bool installed = [] {
+    Check(host::InstallBlendModes());
+    return true;
   }();
-  return *r;
+  (void)installed;
+  return Registry();
 }
 
 std::string ModeId(const char* name) { return std::string(kBlendModeIdPrefix) + name; }
 
 // The handler alone, as an image framework would call it per pixel.
 void Handler(benchmark::State& state, const char* mode) {
-  Registry();
+  Catalogue();
   BlendPixelHandlerRef h;
   if (MakeBlendPixelHandler(host::BlendModeClass(mode), h).failed()) std::abort();
   ColorA bg{0.2, 0.4, 0.6, 1.0}, fg{0.7, 0.5, 0.3, 0.8}, out;
@@ -49,7 +51,7 @@ void Handler(benchmark::State& state, const char* mode) {
 void BlendNode(benchmark::State& state, const char* mode) {
   const MicroNodeGroup* g = nullptr;
   std::unique_ptr<SingleNodeRunner> run;
-  if (Registry().GetGroup(kBlendId, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
+  if (Catalogue().GetGroup(kBlendId, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
   const std::string id = ModeId(mode);
   (void)run->Set("background", ColorA{0.2, 0.4, 0.6, 1.0});
   (void)run->Set("foreground", ColorA{0.7, 0.5, 0.3, 0.8});
@@ -76,7 +78,7 @@ void LayerNode(benchmark::State& state) {
   const int64_t counts[] = {n, n, n, n};
   const MicroNodeGroup* g = nullptr;
   std::unique_ptr<SingleNodeRunner> run;
-  if (Registry().GetGroup(kLayerId, counts, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
+  if (Catalogue().GetGroup(kLayerId, counts, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
   const char* modes[] = {"over", "multiply", "screen", "softlight"};
   for (int64_t i = 0; i < n; ++i) {
     const std::string k = std::to_string(i);

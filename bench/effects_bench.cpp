@@ -16,18 +16,10 @@
 #include "pattern/color/premultiply_node.h"
 #include "pattern/color/unpremultiply_node.h"
 #include "pattern/color/whitebalance_node.h"
+#include "bench_support.h"
 
 namespace tessaroc::pattern {
 namespace {
-
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    if (RegisterCatalogue(*reg).failed()) std::abort();
-    return reg;
-  }();
-  return *r;
-}
 
 const MaskBlock kHalfMask{0.75, true, true, true, true};
 
@@ -46,9 +38,7 @@ void Direct(benchmark::State& state, F effect) {
 // Through the runtime: a plan of the one node, whose colour input changes per
 // call, run by the instance's kernel loop.
 void Runtime(benchmark::State& state, const char* id, void (*setParams)(SingleNodeRunner&)) {
-  std::unique_ptr<SingleNodeRunner> run;
-  const MicroNodeGroup* g = nullptr;
-  if (Registry().GetGroup(id, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
+  std::unique_ptr<SingleNodeRunner> run = MakeRunner(id);
   (void)run->Set("color", ColorA{0.2, 0.4, 0.6, 0.8});
   (void)run->Set("maskblend", kHalfMask.blend);
   for (const char* m : {"maskred", "maskgreen", "maskblue", "maskalpha"}) (void)run->Set(m, true);

@@ -16,18 +16,10 @@
 #include "pattern/2d/baked_image.h"
 #include "pattern/2d/blur_node.h"
 #include "pattern/catalogue.h"
+#include "bench_support.h"
 
 namespace tessaroc::pattern {
 namespace {
-
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    if (RegisterCatalogue(*reg).failed()) std::abort();
-    return reg;
-  }();
-  return *r;
-}
 
 // A 1024 x 1024 RGBA checker of 8-pixel squares, written once per run.
 const std::string& CheckerFile() {

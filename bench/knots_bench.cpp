@@ -14,22 +14,10 @@
 #include "pattern/context/scatter_node.h"
 #include "pattern/generator/cells_node.h"
 #include "pattern/generator/gradient_node.h"
+#include "bench_support.h"
 
 namespace tessaroc::pattern {
 namespace {
-
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    if (RegisterCatalogue(*reg).failed()) std::abort();
-    return reg;
-  }();
-  return *r;
-}
-
-void Check(const Result& r) {
-  if (r.failed()) std::abort();
-}
 
 // A colour ramp with n evenly spaced knots, each a constant function.
 void BM_GradientSample(benchmark::State& state) {

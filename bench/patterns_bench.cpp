@@ -28,25 +28,12 @@
 #include "pattern/shapes/ngon_node.h"
 #include "pattern/shapes/spiral_node.h"
 #include "pattern/shapes/star_node.h"
+#include "bench_support.h"
 
 namespace tessaroc::pattern {
 namespace {
 
-CoreNodeRegistry& Registry() {
-  static CoreNodeRegistry* r = [] {
-    auto* reg = new CoreNodeRegistry;
-    if (RegisterCatalogue(*reg).failed()) std::abort();
-    return reg;
-  }();
-  return *r;
-}
-
-std::unique_ptr<SingleNodeRunner> Make(const char* id) {
-  const MicroNodeGroup* g = nullptr;
-  std::unique_ptr<SingleNodeRunner> run;
-  if (Registry().GetGroup(id, g).failed() || SingleNodeRunner::Create(g, run).failed()) std::abort();
-  return run;
-}
+std::unique_ptr<SingleNodeRunner> Make(const char* id) { return MakeRunner(id); }
 
 template <class T>
 void Set(SingleNodeRunner& run, const char* port, const T& value) {
