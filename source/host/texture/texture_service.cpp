@@ -64,6 +64,103 @@ double SrgbToLinear(double c) {
   return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
 }
 
+// How a file's pixel values are encoded; `gamma` is set for kGamma.
+Encoding EncodingOf(const OIIO::ImageSpec& layout, double& gamma) {
+  const std::string space = layout.get_string_attribute("oiio:ColorSpace");
+  if (OIIO::Strutil::iequals(space, "sRGB")) return Encoding::kSrgb;
+  if (OIIO::Strutil::istarts_with(space, "GammaCorrected")) {
+    const float g = OIIO::Strutil::stof(space.substr(14));
+    gamma = g;
+    return g > 0 ? Encoding::kGamma : Encoding::kLinear;
+  }
+  // Untagged 8-bit files are display-referred.
+  if (space.empty() && layout.format == OIIO::TypeDesc::UINT8) return Encoding::kSrgb;
+  return Encoding::kLinear;
+}
+
+double Decode(Encoding encoding, double gamma, double x) {
+  if (encoding == Encoding::kSrgb) return SrgbToLinear(x);
+  if (encoding == Encoding::kGamma) return x > 0 ? std::pow(x, gamma) : x;
+  return x;
+}
+
+// ---- linear readings of encoded files
+
+// An encoded file (sRGB, gamma) is also read through this reader, which
+// hands the cache linear floats: filters and MIP levels then average light,
+// not code values. It stands behind a name of its own, the file's path with
+// this suffix, so that both readings live in the cache side by side. Alpha
+// stays as stored. Only level 0 is read; the cache builds the MIP levels from
+// it, in linear.
+constexpr std::string_view kLinearSuffix = "#tessaroc-linear";
+
+class LinearInput final : public OIIO::ImageInput {
+ public:
+  const char* format_name() const override { return "tessaroc-linear"; }
+
+  bool open(const std::string& name, OIIO::ImageSpec& newspec) override {
+    if (!OIIO::Strutil::ends_with(name, kLinearSuffix)) return false;
+    const std::string path = name.substr(0, name.size() - kLinearSuffix.size());
+    file_ = OIIO::ImageInput::open(path);
+    if (!file_) {
+      errorfmt("{}", OIIO::geterror());
+      return false;
+    }
+    if (!Seek(0)) return false;
+    newspec = m_spec;
+    return true;
+  }
+
+  bool close() override {
+    file_.reset();
+    return true;
+  }
+
+  int current_subimage() const override { return subimage_; }
+
+  bool seek_subimage(int subimage, int miplevel) override {
+    if (miplevel != 0 || !file_) return false;
+    return subimage == subimage_ || Seek(subimage);
+  }
+
+  bool read_native_scanline(int subimage, int miplevel, int y, int z, void* data) override {
+    if (!seek_subimage(subimage, miplevel)) return false;
+    float* px = static_cast<float*>(data);
+    if (!file_->read_scanline(y, z, OIIO::TypeFloat, px)) {
+      errorfmt("{}", file_->geterror());
+      return false;
+    }
+    const int n = m_spec.nchannels;
+    for (int x = 0; x < m_spec.width; ++x)
+      for (int c = 0; c < n; ++c)
+        if (c != m_spec.alpha_channel) {
+          float& v = px[static_cast<size_t>(x) * n + c];
+          v = static_cast<float>(Decode(encoding_, gamma_, v));
+        }
+    return true;
+  }
+
+  static OIIO::ImageInput* Create() { return new LinearInput; }
+
+ private:
+  bool Seek(int subimage) {
+    if (!file_->seek_subimage(subimage, 0)) return false;
+    m_spec = file_->spec();
+    encoding_ = EncodingOf(m_spec, gamma_);
+    m_spec.set_format(OIIO::TypeDesc::FLOAT);
+    m_spec.channelformats.clear();
+    m_spec.tile_width = m_spec.tile_height = m_spec.tile_depth = 0;
+    m_spec.attribute("oiio:ColorSpace", "Linear");
+    subimage_ = subimage;
+    return true;
+  }
+
+  std::unique_ptr<OIIO::ImageInput> file_;
+  int subimage_ = -1;
+  Encoding encoding_ = Encoding::kLinear;
+  double gamma_ = 1;
+};
+
 // ---- the loaded file
 
 class OiioTexture final : public pattern::Texture {
@@ -83,21 +180,29 @@ class OiioTexture final : public pattern::Texture {
   Encoding encoding = Encoding::kLinear;
   double gamma = 1;
 
-  // The summed-area table: (width + 1) x (height + 1) sums per channel, built
-  // at the first box-filtered lookup.
-  const std::vector<double>& Sat() const {
-    std::call_once(satOnce_, [this] { BuildSat(); });
-    return sat_;
+  // The linear reading of an encoded file, or null. It holds floats already,
+  // so it lives in the native cache whatever the load asked for.
+  ustring linearName;
+  OIIO::TextureSystem::TextureHandle* linearHandle = nullptr;
+
+  // The summed-area table of a reading: (width + 1) x (height + 1) sums per
+  // channel, built at the first box-filtered lookup.
+  const std::vector<double>& Sat(bool linear) const {
+    Table& table = tables_[linear ? 1 : 0];
+    std::call_once(table.once, [&] {
+      table.sums = linear ? BuildSat(Caches().sharedCache, linearName) : BuildSat(cache, filename);
+    });
+    return table.sums;
   }
 
  private:
-  void BuildSat() const {
+  std::vector<double> BuildSat(OIIO::ImageCache* from, ustring name) const {
     const size_t W = static_cast<size_t>(width), H = static_cast<size_t>(height), C = static_cast<size_t>(channels);
     std::vector<float> pixels(W * H * C);
-    if (!cache->get_pixels(filename, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1,
+    if (!from->get_pixels(name, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1,
                            firstChannel, firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
-      (void)cache->geterror();
-      return;
+      (void)from->geterror();
+      return {};
     }
     std::vector<double> sat((W + 1) * (H + 1) * C, 0.0);
     for (size_t y = 0; y < H; ++y) {
@@ -109,11 +214,14 @@ class OiioTexture final : public pattern::Texture {
         }
       }
     }
-    sat_ = std::move(sat);
+    return sat;
   }
 
-  mutable std::once_flag satOnce_;
-  mutable std::vector<double> sat_;
+  struct Table {
+    std::once_flag once;
+    std::vector<double> sums;
+  };
+  mutable Table tables_[2];
 };
 
 // ---- the box filter on the summed-area table
@@ -178,9 +286,9 @@ double TableIntegral(const OiioTexture& t, const std::vector<double>& sat, int c
   return top + (bottom - top) * fy;
 }
 
-void SampleSat(const OiioTexture& t, double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV,
-               float* result) {
-  const std::vector<double>& sat = t.Sat();
+void SampleSat(const OiioTexture& t, bool linear, double u, double v, double du, double dv, uint8_t wrapU,
+               uint8_t wrapV, float* result) {
+  const std::vector<double>& sat = t.Sat(linear);
   if (sat.empty() || !std::isfinite(u) || !std::isfinite(v) || !std::isfinite(du) || !std::isfinite(dv)) return;
   const double W = t.width, H = t.height;
   // Image rows run downwards; v runs upwards.
@@ -222,9 +330,12 @@ OIIO::TextureOpt::Wrap WrapOf(uint8_t code) {
 // One lookup in one file.
 ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV,
                   int interpolation, bool convertColors, int alpha) {
+  // Converted colours come from the linear reading, filtered in linear, except
+  // where alpha must be undone in the file's own encoding first.
+  const bool linear = convertColors && t.linearHandle != nullptr && alpha != pattern::kAlphaPremultipliedColorSpace;
   float px[4] = {0, 0, 0, 0};
   if (interpolation == pattern::kInterpSat) {
-    SampleSat(t, u, v, du, dv, wrapU, wrapV, px);
+    SampleSat(t, linear, u, v, du, dv, wrapU, wrapV, px);
   } else {
     OIIO::TextureOpt opt;
     opt.subimage = t.subimage;
@@ -256,9 +367,10 @@ ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv
     }
     // Image rows run downwards; v runs upwards.
     const float s = static_cast<float>(u), tt = static_cast<float>(1.0 - v);
-    if (!t.ts->texture(t.handle, t.ts->get_perthread_info(), opt, s, tt, static_cast<float>(du), 0.0f, 0.0f,
-                       static_cast<float>(dv), t.channels, px)) {
-      (void)t.ts->geterror();
+    OIIO::TextureSystem* ts = linear ? Caches().shared : t.ts;
+    if (!ts->texture(linear ? t.linearHandle : t.handle, ts->get_perthread_info(), opt, s, tt, static_cast<float>(du),
+                     0.0f, 0.0f, static_cast<float>(dv), t.channels, px)) {
+      (void)ts->geterror();
       return ColorA{};
     }
   }
@@ -274,13 +386,8 @@ ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv
   };
   if (alpha == pattern::kAlphaNone) c.a = 1.0;
   if (alpha == pattern::kAlphaPremultipliedColorSpace) unpremultiply();
-  if (convertColors && t.encoding != Encoding::kLinear) {
-    auto decode = [&t](double x) {
-      if (t.encoding == Encoding::kSrgb) return SrgbToLinear(x);
-      return x > 0 ? std::pow(x, t.gamma) : x;
-    };
-    c = {decode(c.r), decode(c.g), decode(c.b), c.a};
-  }
+  if (convertColors && !linear && t.encoding != Encoding::kLinear)
+    c = {Decode(t.encoding, t.gamma, c.r), Decode(t.encoding, t.gamma, c.g), Decode(t.encoding, t.gamma, c.b), c.a};
   if (alpha == pattern::kAlphaPremultiplied) unpremultiply();
   return c;
 }
@@ -405,19 +512,7 @@ Clip ClipOf(OIIO::TextureSystem* ts, OIIO::TextureSystem::TextureHandle* handle,
   return clip;
 }
 
-void SetEncoding(const OIIO::ImageSpec& layout, OiioTexture& t) {
-  const std::string space = layout.get_string_attribute("oiio:ColorSpace");
-  if (OIIO::Strutil::iequals(space, "sRGB")) {
-    t.encoding = Encoding::kSrgb;
-  } else if (OIIO::Strutil::istarts_with(space, "GammaCorrected")) {
-    const float g = OIIO::Strutil::stof(space.substr(14));
-    t.encoding = g > 0 ? Encoding::kGamma : Encoding::kLinear;
-    t.gamma = g;
-  } else if (space.empty()) {
-    // Untagged 8-bit files are display-referred.
-    t.encoding = layout.format == OIIO::TypeDesc::UINT8 ? Encoding::kSrgb : Encoding::kLinear;
-  }
-}
+void SetEncoding(const OIIO::ImageSpec& layout, OiioTexture& t) { t.encoding = EncodingOf(layout, t.gamma); }
 
 // Picks the subimage and channels of the first layer of the set the file has.
 Result SelectLayer(OIIO::TextureSystem* ts, OiioTexture& t, const LayerSet& layers, const Clip& clip,
@@ -469,6 +564,14 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->filename = ustring(path);
   t->handle = ts->get_texture_handle(t->filename);
   const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+  if (layout && force32bit && (layout->width == 1) != (layout->height == 1)) {
+    // OpenImageIO 2.4 aborts on bilinear lookups into a one-row or one-column
+    // image held as floats; such strips are read in their own format.
+    t->ts = ts = caches.shared;
+    t->cache = caches.sharedCache;
+    t->handle = ts->get_texture_handle(t->filename);
+    layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+  }
   if (!layout) {
     std::string why = ts->geterror();
     if (why.empty()) why = "unknown format or unreadable file";
@@ -492,6 +595,16 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->fps = clip.fps;
   t->length = clip.length;
   SetEncoding(*layout, *t);
+  if (t->encoding != Encoding::kLinear) {
+    // Without its linear reading the file still works, converted after filtering.
+    OIIO::TextureSystem* native = Caches().shared;
+    t->linearName = ustring(path + std::string(kLinearSuffix));
+    if (Caches().sharedCache->add_file(t->linearName, &LinearInput::Create))
+      t->linearHandle = native->get_texture_handle(t->linearName);
+    if (t->linearHandle != nullptr && native->imagespec(t->linearHandle, nullptr, t->subimage) == nullptr)
+      t->linearHandle = nullptr;
+    if (t->linearHandle == nullptr) (void)native->geterror();
+  }
   t->hasImage = t->width > 0 && t->height > 0;
   out = std::move(t);
   return Result::Ok();
@@ -601,8 +714,10 @@ void InstallTextureService() { pattern::SetTextureService(&OiioTextureService())
 
 void InvalidateTextureFile(const std::string& path) {
   Systems& caches = Caches();
-  caches.shared->invalidate(ustring(path), true);
-  caches.floats->invalidate(ustring(path), true);
+  for (const std::string& name : {path, path + std::string(kLinearSuffix)}) {
+    caches.shared->invalidate(ustring(name), true);
+    caches.floats->invalidate(ustring(name), true);
+  }
 }
 
 bool MovieReaderAvailable() {

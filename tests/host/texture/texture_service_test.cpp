@@ -238,6 +238,43 @@ TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
   EXPECT_TRUE(r.failed());
 }
 
+TEST_F(TextureServiceTest, OneRowAndOneColumnStripsReadAsFloats) {
+  // A ramp 0, 1, 2, 3 as a row and as a column; halfway between the middle
+  // texels is 1.5 (this used to abort inside the library).
+  ASSERT_EQ(WriteImage(folder_.File("row.exr"), 4, 1, 1, [](int x, int, int) { return float(x); }), "");
+  ASSERT_EQ(WriteImage(folder_.File("column.exr"), 1, 4, 1, [](int, int y, int) { return float(3 - y); }), "");
+  for (const char* name : {"row.exr", "column.exr"})
+    EXPECT_NEAR(At(*Load(name, true), 0.5, 0.5, kInterpBilinear).r, 1.5, 1e-6) << name;
+}
+
+TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
+  // An 8-bit sRGB row: black, then code 128. Halfway between the two centres:
+  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+  const double code = 128 / 255.0;
+  const double inLinear = decode(code) / 2;  // the mean of the light: 0.1079
+  const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
+  ASSERT_EQ(WriteImage(folder_.File("row.png"), 2, 1, 3, [](int x, int, int) { return x ? 128 / 255.0f : 0.0f; },
+                       OIIO::TypeDesc::UINT8),
+            "");
+  for (bool force32bit : {false, true}) {
+    SCOPED_TRACE(force32bit ? "force32bit" : "native");
+    auto t = Load("row.png", force32bit);
+    auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
+      return t->Sample(0.5, 0.5, du, 0, kExtend, kExtend, interp, convert, alpha, false).r;
+    };
+    EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
+    EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
+    // Minified to one texel, the MIP level holds the mean light too.
+    EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
+    // Single texels are decoded exactly.
+    EXPECT_NEAR(t->Sample(0.75, 0.5, 0, 0, kExtend, kExtend, kInterpClosest, true, 0, false).r, decode(code), 1e-6);
+    // Unconverted reads filter the codes; colours premultiplied in the file's
+    // encoding are filtered as stored and decoded after.
+    EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
+    EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
+  }
+}
+
 TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
   // Tiles 1001 (u in [0, 1)), 1002 (u in [1, 2)) and 1011 (v in [1, 2)), each of one red; the last column of
   // 1001 is white, which a filter that wraps around inside the tile would reach from its left edge.
