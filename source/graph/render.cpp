@@ -4,7 +4,6 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <vector>
 
 #include "host/jobs/job_service.h"
 

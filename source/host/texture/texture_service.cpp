@@ -90,8 +90,9 @@ double Decode(Encoding encoding, double gamma, double x) {
 // hands the cache linear floats: filters and MIP levels then average light,
 // not code values. It stands behind a name of its own, the file's path with
 // this suffix, so that both readings live in the cache side by side. Alpha
-// stays as stored. Only level 0 is read; the cache builds the MIP levels from
-// it, in linear.
+// stays as stored. The reading is offered as untiled level 0 alone, so the
+// cache builds its MIP levels from it, in linear, even for a file that
+// brings its own (averaged in the encoding).
 constexpr std::string_view kLinearSuffix = "#tessaroc-linear";
 
 class LinearInput final : public OIIO::ImageInput {
@@ -125,12 +126,31 @@ class LinearInput final : public OIIO::ImageInput {
 
   bool read_native_scanline(int subimage, int miplevel, int y, int z, void* data) override {
     if (!seek_subimage(subimage, miplevel)) return false;
-    float* px = static_cast<float*>(data);
-    if (!file_->read_scanline(y, z, OIIO::TypeFloat, px)) {
-      errorfmt("{}", file_->geterror());
-      return false;
-    }
     const int n = m_spec.nchannels;
+    const size_t row = static_cast<size_t>(m_spec.width) * n;
+    float* px = static_cast<float*>(data);
+    if (tileHeight_ == 0) {
+      if (!file_->read_scanline(y, z, OIIO::TypeFloat, px)) {
+        errorfmt("{}", file_->geterror());
+        return false;
+      }
+    } else {
+      // A tiled file is read a band of tiles at a time: the cache asks for
+      // rows in order, a tile's height at a time.
+      const int top = m_spec.y + (y - m_spec.y) / tileHeight_ * tileHeight_;
+      if (top != bandTop_) {
+        const int bottom = std::min(top + tileHeight_, m_spec.y + m_spec.height);
+        band_.resize(row * static_cast<size_t>(bottom - top));
+        bandTop_ = -1;
+        if (!file_->read_tiles(subimage, 0, m_spec.x, m_spec.x + m_spec.width, top, bottom, z, z + 1, 0, n,
+                               OIIO::TypeFloat, band_.data())) {
+          errorfmt("{}", file_->geterror());
+          return false;
+        }
+        bandTop_ = top;
+      }
+      std::copy_n(band_.data() + row * static_cast<size_t>(y - top), row, px);
+    }
     for (int x = 0; x < m_spec.width; ++x)
       for (int c = 0; c < n; ++c)
         if (c != m_spec.alpha_channel) {
@@ -146,17 +166,25 @@ class LinearInput final : public OIIO::ImageInput {
   bool Seek(int subimage) {
     if (!file_->seek_subimage(subimage, 0)) return false;
     m_spec = file_->spec();
+    tileHeight_ = m_spec.tile_width > 0 ? m_spec.tile_height : 0;
+    bandTop_ = -1;
     encoding_ = EncodingOf(m_spec, gamma_);
     m_spec.set_format(OIIO::TypeDesc::FLOAT);
     m_spec.channelformats.clear();
     m_spec.tile_width = m_spec.tile_height = m_spec.tile_depth = 0;
     m_spec.attribute("oiio:ColorSpace", "Linear");
+    // Not the file's pixels any more: the cache must not take this reading
+    // for a duplicate of the file by its fingerprint.
+    m_spec.erase_attribute("oiio:SHA-1");
     subimage_ = subimage;
     return true;
   }
 
   std::unique_ptr<OIIO::ImageInput> file_;
   int subimage_ = -1;
+  int tileHeight_ = 0;  // of a tiled file, else 0
+  int bandTop_ = -1;    // first row of the band of tiles in band_
+  std::vector<float> band_;
   Encoding encoding_ = Encoding::kLinear;
   double gamma_ = 1;
 };

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include <OpenImageIO/imagebufalgo.h>
+
 #include "host/texture/texture_service.h"
 #include "test_images.h"
 
@@ -248,31 +250,37 @@ TEST_F(TextureServiceTest, OneRowAndOneColumnStripsReadAsFloats) {
 }
 
 TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
-  // An 8-bit sRGB row: black, then code 128. Halfway between the two centres:
+  // 8-bit sRGB, 4 x 2: two black columns, then two of code 128. Halfway between the two middle columns:
   const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
   const double code = 128 / 255.0;
   const double inLinear = decode(code) / 2;  // the mean of the light: 0.1079
   const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
-  ASSERT_EQ(WriteImage(folder_.File("row.png"), 2, 1, 3, [](int x, int, int) { return x ? 128 / 255.0f : 0.0f; },
+  ASSERT_EQ(WriteImage(folder_.File("halves.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
                        OIIO::TypeDesc::UINT8),
             "");
-  for (bool force32bit : {false, true}) {
-    SCOPED_TRACE(force32bit ? "force32bit" : "native");
-    auto t = Load("row.png", force32bit);
-    auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
-      return t->Sample(0.5, 0.5, du, 0, kExtend, kExtend, interp, convert, alpha, false).r;
-    };
-    EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
-    EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
-    // Minified to one texel, the MIP level holds the mean light too.
-    EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
-    // Single texels are decoded exactly.
-    EXPECT_NEAR(t->Sample(0.75, 0.5, 0, 0, kExtend, kExtend, kInterpClosest, true, 0, false).r, decode(code), 1e-6);
-    // Unconverted reads filter the codes; colours premultiplied in the file's
-    // encoding are filtered as stored and decoded after.
-    EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
-    EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
-  }
+  // The same as a tiled texture with its own MIP levels (averaged in sRGB) and a fingerprint.
+  OIIO::ImageSpec config;
+  ASSERT_TRUE(OIIO::ImageBufAlgo::make_texture(OIIO::ImageBufAlgo::MakeTxTexture, folder_.File("halves.png"),
+                                               folder_.File("halves.tx"), config))
+      << OIIO::geterror();
+  for (const char* name : {"halves.png", "halves.tx"})
+    for (bool force32bit : {false, true}) {
+      SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
+      auto t = Load(name, force32bit);
+      auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
+        return t->Sample(0.5, 0.5, du, 0, kExtend, kExtend, interp, convert, alpha, false).r;
+      };
+      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
+      EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
+      // Minified to one texel, the MIP level holds the mean light too.
+      EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
+      // Single texels are decoded exactly.
+      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kExtend, kExtend, kInterpClosest, true, 0, false).r, decode(code), 1e-6);
+      // Unconverted reads filter the codes; colours premultiplied in the file's
+      // encoding are filtered as stored and decoded after.
+      EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
+      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
+    }
 }
 
 TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
