@@ -99,10 +99,14 @@ class LinearInput final : public OIIO::ImageInput {
  public:
   const char* format_name() const override { return "tessaroc-linear"; }
 
-  bool open(const std::string& name, OIIO::ImageSpec& newspec) override {
+  // The encoding comes with the configuration the loader adds the reading with.
+  bool open(const std::string& name, OIIO::ImageSpec& newspec, const OIIO::ImageSpec& config) override {
     if (!OIIO::Strutil::ends_with(name, kLinearSuffix)) return false;
-    const std::string path = name.substr(0, name.size() - kLinearSuffix.size());
-    file_ = OIIO::ImageInput::open(path);
+    const std::string how = config.get_string_attribute("tessaroc:encoding");
+    if (how != "srgb" && how != "gamma") return false;
+    encoding_ = how == "srgb" ? Encoding::kSrgb : Encoding::kGamma;
+    gamma_ = config.get_float_attribute("tessaroc:gamma", 1.0f);
+    file_ = OIIO::ImageInput::open(name.substr(0, name.size() - kLinearSuffix.size()));
     if (!file_) {
       errorfmt("{}", OIIO::geterror());
       return false;
@@ -111,6 +115,8 @@ class LinearInput final : public OIIO::ImageInput {
     newspec = m_spec;
     return true;
   }
+
+  bool open(const std::string&, OIIO::ImageSpec&) override { return false; }
 
   bool close() override {
     file_.reset();
@@ -163,19 +169,20 @@ class LinearInput final : public OIIO::ImageInput {
   static OIIO::ImageInput* Create() { return new LinearInput; }
 
  private:
+  // The layout of the subimage as linear floats, untiled, one level. Its
+  // metadata (a fingerprint among it) belongs to the file, not this reading,
+  // and is left out.
   bool Seek(int subimage) {
     if (!file_->seek_subimage(subimage, 0)) return false;
-    m_spec = file_->spec();
-    tileHeight_ = m_spec.tile_width > 0 ? m_spec.tile_height : 0;
+    const OIIO::ImageSpec layout = file_->spec_dimensions(subimage, 0);
+    if (layout.format == OIIO::TypeUnknown) return false;
+    tileHeight_ = layout.tile_width > 0 ? layout.tile_height : 0;
     bandTop_ = -1;
-    encoding_ = EncodingOf(m_spec, gamma_);
+    m_spec = layout;
     m_spec.set_format(OIIO::TypeDesc::FLOAT);
-    m_spec.channelformats.clear();
     m_spec.tile_width = m_spec.tile_height = m_spec.tile_depth = 0;
+    m_spec.default_channel_names();
     m_spec.attribute("oiio:ColorSpace", "Linear");
-    // Not the file's pixels any more: the cache must not take this reading
-    // for a duplicate of the file by its fingerprint.
-    m_spec.erase_attribute("oiio:SHA-1");
     subimage_ = subimage;
     return true;
   }
@@ -627,7 +634,10 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
     // Without its linear reading the file still works, converted after filtering.
     OIIO::TextureSystem* native = Caches().shared;
     t->linearName = ustring(path + std::string(kLinearSuffix));
-    if (Caches().sharedCache->add_file(t->linearName, &LinearInput::Create))
+    OIIO::ImageSpec how;
+    how.attribute("tessaroc:encoding", t->encoding == Encoding::kSrgb ? "srgb" : "gamma");
+    how.attribute("tessaroc:gamma", static_cast<float>(t->gamma));
+    if (Caches().sharedCache->add_file(t->linearName, &LinearInput::Create, &how))
       t->linearHandle = native->get_texture_handle(t->linearName);
     if (t->linearHandle != nullptr && native->imagespec(t->linearHandle, nullptr, t->subimage) == nullptr)
       t->linearHandle = nullptr;

@@ -281,6 +281,20 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
       EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
       EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
     }
+
+  // A file tagged with a gamma of 2.2: the same columns, decoded by the power.
+  {
+    const std::string path = folder_.File("gamma.png");
+    auto out = OIIO::ImageOutput::create(path);
+    ASSERT_TRUE(out);
+    OIIO::ImageSpec layout(4, 2, 1, OIIO::TypeDesc::UINT8);
+    layout.attribute("oiio:ColorSpace", "GammaCorrected2.2");
+    const unsigned char codes[8] = {0, 0, 128, 128, 0, 0, 128, 128};
+    ASSERT_TRUE(out->open(path, layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) && out->close());
+  }
+  auto gamma = Load("gamma.png");
+  const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
+  EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, kInterpBilinear, true, 0, false).r, powered, 1e-6);
 }
 
 TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
