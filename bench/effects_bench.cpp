@@ -58,16 +58,22 @@ void Runtime(benchmark::State& state, const char* id, void (*setParams)(SingleNo
 
 void NoParams(SingleNodeRunner&) {}
 
-void BM_Invert_Direct(benchmark::State& s) { Direct(s, [](const ColorA& c) { return InvertColorEffect(c); }); }
+void BM_Invert_Direct(benchmark::State& s) {
+  Direct(s, [](const ColorA& c) { return InvertColorEffect(c); });
+}
 void BM_Invert_Runtime(benchmark::State& s) { Runtime(s, kInvertColorId, NoParams); }
-void BM_BiasGain_Direct(benchmark::State& s) { Direct(s, [](const ColorA& c) { return BiasGainEffect(c, 0.3, 0.7); }); }
+void BM_BiasGain_Direct(benchmark::State& s) {
+  Direct(s, [](const ColorA& c) { return BiasGainEffect(c, 0.3, 0.7); });
+}
 void BM_BiasGain_Runtime(benchmark::State& s) {
   Runtime(s, kBiasGainId, [](SingleNodeRunner& r) {
     (void)r.Set("bias", 0.3);
     (void)r.Set("gain", 0.7);
   });
 }
-void BM_Contrast_Direct(benchmark::State& s) { Direct(s, [](const ColorA& c) { return ContrastEffect(c, 0.5); }); }
+void BM_Contrast_Direct(benchmark::State& s) {
+  Direct(s, [](const ColorA& c) { return ContrastEffect(c, 0.5); });
+}
 void BM_Contrast_Runtime(benchmark::State& s) {
   Runtime(s, kContrastId, [](SingleNodeRunner& r) { (void)r.Set("contrast", 0.5); });
 }
@@ -81,7 +87,9 @@ void BM_Exposure_Runtime(benchmark::State& s) {
     (void)r.Set("gamma", 2.2);
   });
 }
-void BM_Premultiply_Direct(benchmark::State& s) { Direct(s, [](const ColorA& c) { return PremultiplyEffect(c); }); }
+void BM_Premultiply_Direct(benchmark::State& s) {
+  Direct(s, [](const ColorA& c) { return PremultiplyEffect(c); });
+}
 void BM_Premultiply_Runtime(benchmark::State& s) { Runtime(s, kPremultiplyId, NoParams); }
 void BM_Unpremultiply_Direct(benchmark::State& s) {
   Direct(s, [](const ColorA& c) { return UnpremultiplyEffect(c); });

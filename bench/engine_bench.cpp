@@ -43,7 +43,8 @@ void BM_Engine(benchmark::State& state) {
   Setup();
   std::unique_ptr<graph::Document> doc;
   std::unique_ptr<graph::Material> m;
-  if (graph::Document::Parse(kChain, "chain.json", doc).failed() || graph::Material::Compile(std::move(doc), m).failed())
+  if (graph::Document::Parse(kChain, "chain.json", doc).failed() ||
+      graph::Material::Compile(std::move(doc), m).failed())
     std::abort();
   graph::RenderSettings s;
   s.width = s.height = kSize;
@@ -68,12 +69,11 @@ void BM_HandWritten(benchmark::State& state) {
       for (int x = 0; x < kSize; ++x) {
         const ShadingContext ctx = graph::PixelContext(x, y, s);
         const pattern::CheckerCoverage cov = pattern::CheckerboardCoverage(ctx);
-        ColorA c = cov.need == pattern::CheckerCoverage::kColor1   ? c1
-                   : cov.need == pattern::CheckerCoverage::kColor2 ? c2
-                                                                    : ColorA{(c2.r - c1.r) * cov.share2 + c1.r,
-                                                                             (c2.g - c1.g) * cov.share2 + c1.g,
-                                                                             (c2.b - c1.b) * cov.share2 + c1.b,
-                                                                             (c2.a - c1.a) * cov.share2 + c1.a};
+        ColorA c = cov.need == pattern::CheckerCoverage::kColor1 ? c1
+                   : cov.need == pattern::CheckerCoverage::kColor2
+                       ? c2
+                       : ColorA{(c2.r - c1.r) * cov.share2 + c1.r, (c2.g - c1.g) * cov.share2 + c1.g,
+                                (c2.b - c1.b) * cov.share2 + c1.b, (c2.a - c1.a) * cov.share2 + c1.a};
         c = pattern::ApplyMask(c, pattern::ExposureEffect(c, 0.5, 0.0, 2.2), mask, true);
         c = pattern::ApplyMask(c, pattern::ContrastEffect(c, 0.3), mask, true);
         c = pattern::ApplyMask(c, pattern::InvertColorEffect(c), mask, true);

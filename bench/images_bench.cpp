@@ -29,7 +29,8 @@ const std::string& CheckerFile() {
     std::vector<float> data(static_cast<size_t>(n) * n * 4);
     for (int y = 0; y < n; ++y)
       for (int x = 0; x < n; ++x)
-        for (int c = 0; c < 4; ++c) data[(static_cast<size_t>(y) * n + x) * 4 + c] = ((x / 8 + y / 8) % 2) ? 0.9f : 0.1f;
+        for (int c = 0; c < 4; ++c)
+          data[(static_cast<size_t>(y) * n + x) * 4 + c] = ((x / 8 + y / 8) % 2) ? 0.9f : 0.1f;
     auto out = OIIO::ImageOutput::create(p);
     OIIO::ImageSpec layout(n, n, 4, OIIO::TypeDesc::HALF);
     if (!out || !out->open(p, layout) || !out->write_image(OIIO::TypeDesc::FLOAT, data.data()) || !out->close())
@@ -100,8 +101,7 @@ BENCHMARK(BM_Bake1024)->ArgName("threads")->Arg(1)->Arg(2)->UseRealTime()->Unit(
 // The blur sampler per mode; "baked" includes nothing of the bake itself.
 void BM_BlurSample(benchmark::State& state, const char* mode) {
   const MicroNodeGroup *preGroup = nullptr, *group = nullptr;
-  if (Registry().GetGroup(kBlurPreId, preGroup).failed() || Registry().GetGroup(kBlurId, group).failed())
-    std::abort();
+  if (Registry().GetGroup(kBlurPreId, preGroup).failed() || Registry().GetGroup(kBlurId, group).failed()) std::abort();
   std::unique_ptr<SingleNodeRunner> pre, run;
   if (SingleNodeRunner::Create(preGroup, pre).failed() || SingleNodeRunner::Create(group, run).failed()) std::abort();
   const InternedId modeId = InternedId::Intern(mode);

@@ -59,6 +59,7 @@ def main():
     w("")
     w("namespace tessaroc::pattern {")
     w("")
+    w("// clang-format off")
     w("const CieRow5nm kCie1931_5nm[kCie1931_5nmCount] = {")
     for lam, x, y, z in t5:
         w(f"    {{{four_decimals(x)}, {four_decimals(y)}, {four_decimals(z)}}},  // {lam} nm")
@@ -72,6 +73,8 @@ def main():
             w("    " + ", ".join(values[i:i + 6]) + ",")
         w("};")
         w("")
+    w("// clang-format on")
+    w("")
     w("}  // namespace tessaroc::pattern")
     sys.stdout.write("\n".join(out) + "\n")
 

@@ -17,10 +17,10 @@ namespace tessaroc::module {
 namespace {
 
 constexpr const char* kFrameworks[] = {
-    "net.zovan.asset.framework",       "net.zovan.core.framework",     "net.zovan.corenodes.framework",
-    "net.zovan.graph.framework",       "net.zovan.image.framework",    "net.zovan.math.framework",
-    "net.zovan.zovan.framework",       "net.zovan.misc.framework",     "net.zovan.nodes.framework",
-    "net.zovan.nodespace.framework",   "net.zovan.private_render.framework", "net.zovan.render.framework",
+    "net.zovan.asset.framework",     "net.zovan.core.framework",           "net.zovan.corenodes.framework",
+    "net.zovan.graph.framework",     "net.zovan.image.framework",          "net.zovan.math.framework",
+    "net.zovan.zovan.framework",     "net.zovan.misc.framework",           "net.zovan.nodes.framework",
+    "net.zovan.nodespace.framework", "net.zovan.private_render.framework", "net.zovan.render.framework",
 };
 static_assert(sizeof(kFrameworks) / sizeof(kFrameworks[0]) == 12);
 

@@ -37,7 +37,9 @@ Result ParseSize(const std::string& text, int& width, int& height) {
   };
   const bool ok = x == std::string::npos ? number(text, width) && number(text, height)
                                          : number(text.substr(0, x), width) && number(text.substr(x + 1), height);
-  if (!ok) return Result::Fail(errors::kIllegalArgument, "--size: expected W or WxH with whole numbers from 1, got \"" + text + "\"");
+  if (!ok)
+    return Result::Fail(errors::kIllegalArgument,
+                        "--size: expected W or WxH with whole numbers from 1, got \"" + text + "\"");
   return Result::Ok();
 }
 
@@ -236,7 +238,8 @@ int RunDescribe(const std::string& name) {
     fmt::print("{}\n", output ? "outputs:" : "inputs:");
     for (const graph::DocumentPort& p : n.ports) {
       if (p.output != output || p.hidden) continue;
-      std::string line = fmt::format("  {:<22} {:<12}", p.id + (p.array ? "[]" : ""), p.type ? host::TypeName(*p.type) : "any");
+      std::string line =
+          fmt::format("  {:<22} {:<12}", p.id + (p.array ? "[]" : ""), p.type ? host::TypeName(*p.type) : "any");
       if (p.description && p.description->defaultIsContext) line += " default: the node's context";
       else if (p.description && p.description->hasDefault && !p.array)
         line += " default: " + host::ValueToJson(*p.type, p.description->defaultValue.get()).dump();

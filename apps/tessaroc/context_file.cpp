@@ -16,6 +16,7 @@ struct Field {
   void* (*at)(ShadingContext&);
 };
 
+// clang-format off
 #define FIELD(NAME, TYPE) {#NAME, &TYPE, [](ShadingContext& c) -> void* { return &c.NAME; }}
 const Field kFields[] = {
     FIELD(position, kVectorType),         FIELD(positiondx, kVectorType),    FIELD(positiondy, kVectorType),
@@ -28,6 +29,7 @@ const Field kFields[] = {
     FIELD(rayorigindy, kVectorType),      FIELD(raydirectiondx, kVectorType), FIELD(raydirectiondy, kVectorType),
 };
 #undef FIELD
+// clang-format on
 
 // The one-byte fields, read as whole numbers.
 struct ByteField {
@@ -75,7 +77,8 @@ Result ReadContextFile(const std::string& path, ShadingContext& ctx) {
       std::string names;
       for (const Field& f : kFields) names += std::string(names.empty() ? "" : ", ") + f.name;
       for (const ByteField& f : kByteFields) names += std::string(", ") + f.name;
-      return Result::Fail(errors::kIllegalArgument, path + ": /" + it.key() + ": unknown context field; known: " + names);
+      return Result::Fail(errors::kIllegalArgument,
+                          path + ": /" + it.key() + ": unknown context field; known: " + names);
     }
   }
   return Result::Ok();

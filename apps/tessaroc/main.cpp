@@ -7,8 +7,9 @@
 
 int main(int argc, char** argv) {
   using namespace tessaroc;
-  CLI::App app{"Tessaroc: procedural shading patterns. Render a material graph, evaluate one sample, "
-               "list and describe the nodes."};
+  CLI::App app{
+      "Tessaroc: procedural shading patterns. Render a material graph, evaluate one sample, "
+      "list and describe the nodes."};
   app.require_subcommand(1);
   app.set_version_flag("--version", "tessaroc 0.1.0");
 
@@ -18,7 +19,8 @@ int main(int argc, char** argv) {
   r->add_option("-o,--output", render.output, "Image to write: .png, .jpg (8-bit sRGB), .exr, .tif (linear float)")
       ->required();
   r->add_option("--size", render.size, "Image size: W (square) or WxH")->capture_default_str();
-  r->add_option("--threads", render.threads, "Threads to use; 0 uses every core")->capture_default_str()
+  r->add_option("--threads", render.threads, "Threads to use; 0 uses every core")
+      ->capture_default_str()
       ->check(CLI::NonNegativeNumber);
   r->add_option("--time", render.time, "Scene time in seconds")->capture_default_str();
   r->add_option("--fps", render.fps, "Frames per second")->capture_default_str()->check(CLI::PositiveNumber);
@@ -31,7 +33,8 @@ int main(int argc, char** argv) {
   e->add_option("--node", eval.node, "Evaluate one node instead: asset id, alias or core node id");
   e->add_option("--set", eval.settings, "PORT=VALUE for --node, e.g. color=1,0,0.25,1 or mode=srgb");
   e->add_option("--uv", eval.uv, "U,V: sample the surface at uvw (U, V, 0), with no footprint");
-  e->add_option("--context", eval.contextFile, "JSON file of context fields by name (uvw, time, ...); they override --uv")
+  e->add_option("--context", eval.contextFile,
+                "JSON file of context fields by name (uvw, time, ...); they override --uv")
       ->check(CLI::ExistingFile);
 
   bool json = false;

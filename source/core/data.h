@@ -29,9 +29,9 @@ class Data {
   void* Emplace(const DataType* type) {
     if (type_ == type) return ptr_;
     Reset();
-    ptr_ = ::operator new(type->size, std::align_val_t(type->align < alignof(std::max_align_t)
-                                                           ? alignof(std::max_align_t)
-                                                           : type->align));
+    ptr_ = ::operator new(
+        type->size,
+        std::align_val_t(type->align < alignof(std::max_align_t) ? alignof(std::max_align_t) : type->align));
     type->construct(ptr_);
     type_ = type;
     return ptr_;
@@ -42,9 +42,8 @@ class Data {
   void Reset() {
     if (type_) {
       type_->destroy(ptr_);
-      ::operator delete(ptr_, std::align_val_t(type_->align < alignof(std::max_align_t)
-                                                   ? alignof(std::max_align_t)
-                                                   : type_->align));
+      ::operator delete(
+          ptr_, std::align_val_t(type_->align < alignof(std::max_align_t) ? alignof(std::max_align_t) : type_->align));
     }
     type_ = nullptr;
     ptr_ = nullptr;

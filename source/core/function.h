@@ -46,8 +46,8 @@ extern const DataType kFloat64Type;
 // error; the return slot starts at `initial`; on an error it is reset to
 // `initial`, which for a colour is (0, 0, 0, 1).
 template <class T>
-Result InvokeFunction(const FunctionInterface* fn, const DataType& resultType, const ShadingContext& ctx,
-                      T& out, const T& initial, Data* cache = nullptr) {
+Result InvokeFunction(const FunctionInterface* fn, const DataType& resultType, const ShadingContext& ctx, T& out,
+                      const T& initial, Data* cache = nullptr) {
   out = initial;
   if (fn == nullptr) return Result::Fail(errors::kNullPtr, "function port holds no function");
   ValueSlot ret{&resultType, &out};
@@ -57,13 +57,11 @@ Result InvokeFunction(const FunctionInterface* fn, const DataType& resultType, c
   return r;
 }
 
-inline Result InvokeColor(const FunctionInterface* fn, const ShadingContext& ctx, ColorA& out,
-                          Data* cache = nullptr) {
+inline Result InvokeColor(const FunctionInterface* fn, const ShadingContext& ctx, ColorA& out, Data* cache = nullptr) {
   return InvokeFunction(fn, kColorAType, ctx, out, kOpaqueBlack, cache);
 }
 
-inline Result InvokeFloat(const FunctionInterface* fn, const ShadingContext& ctx, double& out,
-                          Data* cache = nullptr) {
+inline Result InvokeFloat(const FunctionInterface* fn, const ShadingContext& ctx, double& out, Data* cache = nullptr) {
   return InvokeFunction(fn, kFloat64Type, ctx, out, 0.0, cache);
 }
 

@@ -81,9 +81,7 @@ InternedId InternedId::Intern(std::string_view text) {
 
 const Id& InternedId::id() const { return entry_ ? entry_->id : kEmptyId; }
 
-long InternedId::UseCount() const {
-  return entry_ ? entry_->refs.load(std::memory_order_relaxed) - 1 : 0;
-}
+long InternedId::UseCount() const { return entry_ ? entry_->refs.load(std::memory_order_relaxed) - 1 : 0; }
 
 void InternedId::Retain() const {
   if (entry_) entry_->refs.fetch_add(1, std::memory_order_relaxed);

@@ -74,9 +74,7 @@ class Id {
   constexpr size_t length() const { return static_cast<size_t>(word_ >> kLengthShift); }
   constexpr bool empty() const { return length() == 0; }
   constexpr bool owned() const { return (word_ & kOwnedBit) != 0; }
-  constexpr std::string_view view() const {
-    return text_ ? std::string_view(text_, length()) : std::string_view();
-  }
+  constexpr std::string_view view() const { return text_ ? std::string_view(text_, length()) : std::string_view(); }
   std::string str() const { return std::string(view()); }
 
   // Words agree apart from bit 43, then the same pointer, or both non-null and

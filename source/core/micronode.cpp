@@ -81,18 +81,18 @@ Result MicroNodeGroup::PrivateFinalize() {
     PortAccessBuilder builder;
     TESSAROC_RETURN_IF_FAILED(m.impl->describe(*m.impl, builder));
     if (builder.lines().size() != m.impl->portCount)
-      return Result::Fail(errors::kIllegalState,
-                          "describe of " + id_.str() + " gave " + std::to_string(builder.lines().size()) +
-                              " ports, portCount is " + std::to_string(m.impl->portCount));
+      return Result::Fail(errors::kIllegalState, "describe of " + id_.str() + " gave " +
+                                                     std::to_string(builder.lines().size()) + " ports, portCount is " +
+                                                     std::to_string(m.impl->portCount));
     m.portOfAccess.clear();
     for (const PortAccessBuilder::Line& line : builder.lines()) {
       auto it = std::find_if(ports_.begin(), ports_.end(), [&](const Port& p) { return p.key == line.key; });
       if (it == ports_.end())
-        return Result::Fail(errors::kIllegalState, "describe of " + id_.str() + " names an unknown port key " +
-                                                       std::to_string(line.key));
+        return Result::Fail(errors::kIllegalState,
+                            "describe of " + id_.str() + " names an unknown port key " + std::to_string(line.key));
       if (it->IsInput() == (line.isOutput != 0))
-        return Result::Fail(errors::kIllegalState, "describe of " + id_.str() + " gives port " + it->id.str() +
-                                                       " the wrong direction");
+        return Result::Fail(errors::kIllegalState,
+                            "describe of " + id_.str() + " gives port " + it->id.str() + " the wrong direction");
       m.portOfAccess.push_back(static_cast<int>(it - ports_.begin()));
     }
   }

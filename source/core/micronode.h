@@ -210,8 +210,8 @@ class MicroNodeGroup {
   static MicroNodeGroup* Alloc(const SourceLocation& where);
 
   Result SetId(const Id& id);
-  Result PrivateCreatePort(int64_t key, const Id& id, MicroNode::TYPE type, uint32_t flags,
-                           const DataType* dataType, int64_t index);
+  Result PrivateCreatePort(int64_t key, const Id& id, MicroNode::TYPE type, uint32_t flags, const DataType* dataType,
+                           int64_t index);
   // The port of the given id as a micro node to add flags to; null when missing.
   Port* PrivateGetMicroNode(const Id& portId, const DataType* genericType, MicroNode::TYPE type, int reserved);
   static Result AddFlags(Port* port, uint32_t flags);

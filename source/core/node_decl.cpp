@@ -67,8 +67,8 @@ Result DescribeDeclared(const CoreNodeDecl& node, const MicroNodeDecl& micro, co
     const PortDecl* p = FindDecl(node, a.port);
     if (p == nullptr) return Result::Fail(errors::kIllegalState, std::string("undeclared port ") + a.port);
     if (p->array) continue;
-    TESSAROC_RETURN_IF_FAILED(builder.PrivateDescribePortAccess(
-        index++, PortKey(p->id, p->dir == PortDir::kIn), p->dir == PortDir::kOut ? 1 : 0));
+    TESSAROC_RETURN_IF_FAILED(builder.PrivateDescribePortAccess(index++, PortKey(p->id, p->dir == PortDir::kIn),
+                                                                p->dir == PortDir::kOut ? 1 : 0));
   }
   // Then the elements of each array port, from its first index on.
   int ordinal = 0;
@@ -78,8 +78,8 @@ Result DescribeDeclared(const CoreNodeDecl& node, const MicroNodeDecl& micro, co
     const ArrayPortWords& w = ArrayWords(impl, ordinal++);
     for (int64_t i = 0; i < w.count; ++i) {
       std::string id = ElementId(p->id, i);
-      TESSAROC_RETURN_IF_FAILED(builder.PrivateDescribePortAccess(
-          index++, PortKey(id, p->dir == PortDir::kIn), p->dir == PortDir::kOut ? 1 : 0));
+      TESSAROC_RETURN_IF_FAILED(builder.PrivateDescribePortAccess(index++, PortKey(id, p->dir == PortDir::kIn),
+                                                                  p->dir == PortDir::kOut ? 1 : 0));
     }
   }
   return Result::Ok();

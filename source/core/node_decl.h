@@ -22,8 +22,8 @@ struct PortDecl {
   const char* id;
   PortDir dir;
   const DataType* type;
-  uint32_t flags = 0;   // added with AddFlags after creation (private state)
-  bool array = false;   // a variable number of elements: "<id>#0", "<id>#1", ...
+  uint32_t flags = 0;  // added with AddFlags after creation (private state)
+  bool array = false;  // a variable number of elements: "<id>#0", "<id>#1", ...
 };
 
 // One line of a micro node's access table: the access index the kernel uses

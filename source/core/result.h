@@ -83,9 +83,7 @@ class [[nodiscard]] Result {
   // True when this is an error with the given framework id.
   bool Is(std::string_view id) const { return error_ != nullptr && error_->id() == id; }
   std::string_view id() const { return error_ ? std::string_view(error_->id()) : std::string_view(); }
-  std::string_view message() const {
-    return error_ ? std::string_view(error_->message()) : std::string_view();
-  }
+  std::string_view message() const { return error_ ? std::string_view(error_->message()) : std::string_view(); }
   // "id: message", or "ok".
   std::string ToString() const;
 
@@ -104,9 +102,9 @@ class [[nodiscard]] Result {
 static_assert(sizeof(Result) == sizeof(void*), "a Result is one pointer wide");
 
 // Returns from the enclosing function when the expression yields an error.
-#define TESSAROC_RETURN_IF_FAILED(expr)              \
-  do {                                               \
-    ::tessaroc::Result tessaroc_result_ = (expr);    \
+#define TESSAROC_RETURN_IF_FAILED(expr)                     \
+  do {                                                      \
+    ::tessaroc::Result tessaroc_result_ = (expr);           \
     if (tessaroc_result_.failed()) return tessaroc_result_; \
   } while (0)
 

@@ -25,8 +25,8 @@ struct PortBinding {
   int body = -1;
   Data constant;
   const FunctionInterface* function = nullptr;
-  bool requested = false;  // an output read from outside the plan or as a function body's result
-  bool external = false;   // an output read from outside the plan
+  bool requested = false;   // an output read from outside the plan or as a function body's result
+  bool external = false;    // an output read from outside the plan
   bool linkedFrom = false;  // an output some input links to
 };
 
@@ -80,8 +80,8 @@ struct Plan::Impl {
     int sub = 0;
     std::vector<PortBinding> ports;
     bool varying = false;
-    size_t firstSlot = 0;                      // global slot index of port 0
-    std::vector<size_t> storage;               // byte offset of each port's value
+    size_t firstSlot = 0;                       // global slot index of port 0
+    std::vector<size_t> storage;                // byte offset of each port's value
     std::vector<std::vector<int32_t>> offsets;  // per micro node, per access index
   };
   struct SubPlanInfo {
@@ -169,8 +169,8 @@ Result Plan::SetValue(NodeRef node, const Id& port, ValueSlot value) {
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, true, n, p));
   const DataType* type = n->group->ports()[p].dataType;
   if (value.type && !value.type->StoredLike(*type))
-    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " +
-                                                      port.str() + " of type " + type->id.str());
+    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " + port.str() +
+                                                      " of type " + type->id.str());
   PortBinding& b = n->ports[p];
   b = PortBinding();
   b.kind = Binding::kConstant;
@@ -187,8 +187,8 @@ Result Plan::Link(NodeRef dst, const Id& dstPort, NodeRef src, const Id& srcPort
   const DataType* dt = d->group->ports()[dp].dataType;
   const DataType* st = s->group->ports()[sp].dataType;
   if (!dt->StoredLike(*st))
-    return Result::Fail(errors::kIllegalArgument, "cannot link " + st->id.str() + " output " + srcPort.str() +
-                                                      " to " + dt->id.str() + " input " + dstPort.str());
+    return Result::Fail(errors::kIllegalArgument, "cannot link " + st->id.str() + " output " + srcPort.str() + " to " +
+                                                      dt->id.str() + " input " + dstPort.str());
   PortBinding& b = d->ports[dp];
   b = PortBinding();
   b.kind = Binding::kLink;
@@ -209,8 +209,8 @@ Result Plan::LinkPreNode(NodeRef pre, NodeRef consumer) {
     any = true;
   }
   if (!any)
-    return Result::Fail(errors::kIllegalArgument, "pre node " + p->label + " has no output that " + c->label +
-                                                      " takes as input");
+    return Result::Fail(errors::kIllegalArgument,
+                        "pre node " + p->label + " has no output that " + c->label + " takes as input");
   return Result::Ok();
 }
 
@@ -242,8 +242,8 @@ Result Plan::SetSubPlanResult(SubPlanRef sub, NodeRef node, const Id& port) {
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
   Impl::SubPlanInfo& s = impl_->subs[sub.index];
   if (!n->group->ports()[p].dataType->StoredLike(*s.resultType))
-    return Result::Fail(errors::kIllegalArgument, "function body result " + port.str() + " is not a " +
-                                                      s.resultType->id.str());
+    return Result::Fail(errors::kIllegalArgument,
+                        "function body result " + port.str() + " is not a " + s.resultType->id.str());
   s.resultNode = node.index;
   s.resultPort = p;
   n->ports[p].requested = true;
@@ -336,7 +336,8 @@ Result Plan::Finish() {
       if (--pending[u] == 0) order.push_back(u);
   if (static_cast<int>(order.size()) != N) {
     for (int i = 0; i < N; ++i)
-      if (pending[i] > 0) return Result::Fail(errors::kIllegalState, "the plan has a cycle through " + I.nodes[i].label);
+      if (pending[i] > 0)
+        return Result::Fail(errors::kIllegalState, "the plan has a cycle through " + I.nodes[i].label);
   }
 
   // Varying: a context reaches the node, directly or through a value link.
@@ -428,8 +429,8 @@ Result Plan::Finish() {
       if (--uPending[u] == 0) uOrder.push_back(u);
   for (int i = 0; i < N; ++i)
     if (!I.nodes[i].varying && uPending[i] > 0)
-      return Result::Fail(errors::kIllegalState, "uniform nodes depend on each other in a cycle through " +
-                                                     I.nodes[i].label);
+      return Result::Fail(errors::kIllegalState,
+                          "uniform nodes depend on each other in a cycle through " + I.nodes[i].label);
   auto addSteps = [](Impl::NodeInfo& n, std::vector<Step>& steps) {
     for (size_t m = 0; m < n.group->microNodes().size(); ++m)
       steps.push_back({n.group->microNodes()[m].impl, n.offsets[m].data()});
@@ -483,7 +484,8 @@ Result Plan::Finish() {
     for (int d : deps) {
       const Impl::NodeInfo& n = I.nodes[d];
       for (size_t p = 0; p < n.ports.size(); ++p)
-        if (!n.group->ports()[p].IsInput()) I.bodyUniformOutputs[s].push_back({n.storage[p], n.group->ports()[p].dataType});
+        if (!n.group->ports()[p].IsInput())
+          I.bodyUniformOutputs[s].push_back({n.storage[p], n.group->ports()[p].dataType});
     }
   }
   finished_ = true;
@@ -590,23 +592,12 @@ Result PlanInstance::Create(const Plan& plan, std::unique_ptr<PlanInstance>& out
       slot->value = b + n.storage[p];
       if (port.IsInput()) {
         switch (bind.kind) {
-          case Binding::kNone:
-            slot->portFlags = PORT_FLAGS::INPUT_WITHOUT_VALUE;
-            break;
-          case Binding::kConstant:
-            port.dataType->copyAssign(slot->value, bind.constant.get());
-            break;
-          case Binding::kLink:
-            slot->value = b + I.nodes[bind.srcNode].storage[bind.srcPort];
-            break;
-          case Binding::kContext:
-            slot->value = const_cast<ShadingContext*>(&kUnboundContext);
-            break;
-          case Binding::kFunctionBody:
-            break;  // bound below
-          case Binding::kExternalFunction:
-            *static_cast<FunctionRef*>(slot->value) = bind.function;
-            break;
+          case Binding::kNone: slot->portFlags = PORT_FLAGS::INPUT_WITHOUT_VALUE; break;
+          case Binding::kConstant: port.dataType->copyAssign(slot->value, bind.constant.get()); break;
+          case Binding::kLink: slot->value = b + I.nodes[bind.srcNode].storage[bind.srcPort]; break;
+          case Binding::kContext: slot->value = const_cast<ShadingContext*>(&kUnboundContext); break;
+          case Binding::kFunctionBody: break;  // bound below
+          case Binding::kExternalFunction: *static_cast<FunctionRef*>(slot->value) = bind.function; break;
         }
       } else if (!bind.requested && !bind.linkedFrom) {
         slot->portFlags = PORT_FLAGS::OUTPUT_UNUSED;
@@ -679,8 +670,8 @@ Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
     return Result::Fail(errors::kIllegalState, "input " + port.str() + " of " + n.label + " is wired");
   const DataType* type = n.group->ports()[p].dataType;
   if (value.type && !value.type->StoredLike(*type))
-    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " +
-                                                      port.str() + " of type " + type->id.str());
+    return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " + port.str() +
+                                                      " of type " + type->id.str());
   auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffset(n, p));
   type->copyAssign(block_ + n.storage[p], value.value);
   slot->portFlags &= static_cast<uint8_t>(~PORT_FLAGS::INPUT_WITHOUT_VALUE);

@@ -81,9 +81,7 @@ Result String::Append(const String& other) {
     Mutable().append(keep.view());
   } catch (const std::bad_alloc&) {
     return Result::Fail(errors::kOutOfMemory, "string append");
-  } catch (const std::length_error&) {
-    return Result::Fail(errors::kOutOfMemory, "string append");
-  }
+  } catch (const std::length_error&) { return Result::Fail(errors::kOutOfMemory, "string append"); }
   return Result::Ok();
 }
 
@@ -131,9 +129,7 @@ Result String::Replace(const String& search, const String& replace) {
     Mutable().swap(out);
   } catch (const std::bad_alloc&) {
     return Result::Fail(errors::kOutOfMemory, "string replace");
-  } catch (const std::length_error&) {
-    return Result::Fail(errors::kOutOfMemory, "string replace");
-  }
+  } catch (const std::length_error&) { return Result::Fail(errors::kOutOfMemory, "string replace"); }
   return Result::Ok();
 }
 

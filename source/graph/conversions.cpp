@@ -32,10 +32,10 @@ Id InternedToId(const InternedId& v) { return v.id(); }
 
 constexpr AccessDecl kAccess[] = {{0, "input"}, {1, "output"}};
 
-#define TESSAROC_CONVERSION(NAME, FROMT, TOT, FROM, TO, FN)                                                  \
+#define TESSAROC_CONVERSION(NAME, FROMT, TOT, FROM, TO, FN)                                                 \
   constexpr PortDecl k##NAME##Ports[] = {{"input", PortDir::kIn, &FROMT}, {"output", PortDir::kOut, &TOT}}; \
-  constexpr MicroNodeDecl k##NAME##Micro[] = {{"", kAccess, &ConvertKernel<FROM, TO, &FN>}};               \
-  constexpr CoreNodeDecl k##NAME{"net.zovan.tessaroc.convert." #NAME, "source/graph/conversions", true,       \
+  constexpr MicroNodeDecl k##NAME##Micro[] = {{"", kAccess, &ConvertKernel<FROM, TO, &FN>}};                \
+  constexpr CoreNodeDecl k##NAME{"net.zovan.tessaroc.convert." #NAME, "source/graph/conversions", true,     \
                                  k##NAME##Ports, k##NAME##Micro};
 
 TESSAROC_CONVERSION(floattocolora, kFloat64Type, kColorAType, double, ColorA, FloatToColorA)
@@ -83,8 +83,7 @@ CoreNodeRegistry& ConversionNodes() {
                      RegisterDeclaredNode<kint64tofloat>(*r), RegisterDeclaredNode<kint32tofloat>(*r),
                      RegisterDeclaredNode<kuint32tofloat>(*r), RegisterDeclaredNode<kidtointernedid>(*r),
                      RegisterDeclaredNode<kvectortocolora>(*r), RegisterDeclaredNode<kvectortocolor>(*r),
-                     RegisterDeclaredNode<kvectortovector4>(*r),
-                     RegisterDeclaredNode<kinternedidtoid>(*r)})
+                     RegisterDeclaredNode<kvectortovector4>(*r), RegisterDeclaredNode<kinternedidtoid>(*r)})
       (void)x;
     return r;
   }();

@@ -48,7 +48,8 @@ Result UnregisterDescriptionFinalizer(std::string_view assetId) {
   Table& t = Finalizers();
   std::lock_guard<std::mutex> lock(t.mutex);
   auto it = t.entries.find(assetId);
-  if (it == t.entries.end()) return Result::Fail(errors::kUnresolved, "no description finaliser for " + std::string(assetId));
+  if (it == t.entries.end())
+    return Result::Fail(errors::kUnresolved, "no description finaliser for " + std::string(assetId));
   t.entries.erase(it);
   return Result::Ok();
 }

@@ -23,14 +23,14 @@ namespace {
 bool EqualNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
   return true;
 }
 
 bool ValidName(const std::string& s) {
   if (s.empty()) return false;
-  return std::all_of(s.begin(), s.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; });
+  return std::all_of(s.begin(), s.end(),
+                     [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; });
 }
 
 std::string Join(const std::vector<std::string>& items) {
@@ -155,8 +155,7 @@ class DocumentReader {
       return Fail("/nodes", "expected an object of named nodes");
 
     // Nodes first, so that links can point forward.
-    for (auto it = nodes->begin(); it != nodes->end(); ++it)
-      TESSAROC_RETURN_IF_FAILED(MakeNode(it.key(), it.value()));
+    for (auto it = nodes->begin(); it != nodes->end(); ++it) TESSAROC_RETURN_IF_FAILED(MakeNode(it.key(), it.value()));
     for (auto it = nodes->begin(); it != nodes->end(); ++it)
       TESSAROC_RETURN_IF_FAILED(ReadInputs(it.key(), it.value()));
     TESSAROC_RETURN_IF_FAILED(FinalizeDescriptions());
@@ -169,9 +168,9 @@ class DocumentReader {
 
  private:
   struct Link {
-    std::string path;      // of the input in the document
+    std::string path;  // of the input in the document
     DocumentNode* to;
-    std::string toPort;    // graph port id (element ports "id#i")
+    std::string toPort;  // graph port id (element ports "id#i")
     const DocumentPort* toDecl;
     DocumentNode* from;
     const DocumentPort* fromDecl;
@@ -191,15 +190,18 @@ class DocumentReader {
       if (it.key() != "node" && it.key() != "inputs" && it.key() != "label")
         return Fail(path + "/" + it.key(), "unknown field; a node has node, inputs and label");
     auto type = j.find("node");
-    if (type == j.end() || !type->is_string()) return Fail(path + "/node", "missing: the node's asset, alias or core id");
+    if (type == j.end() || !type->is_string())
+      return Fail(path + "/node", "missing: the node's asset, alias or core id");
     auto node = std::make_unique<DocumentNode>();
     node->name = name;
     Result r = ResolveNodeType(type->get<std::string>(), *node);
     if (r.failed()) {
-      if (r.Is(errors::kUnresolved)) return Fail(path + "/node", std::string(r.message()) + "; `tessaroc nodes` lists them");
+      if (r.Is(errors::kUnresolved))
+        return Fail(path + "/node", std::string(r.message()) + "; `tessaroc nodes` lists them");
       return Fail(path + "/node", std::string(r.message()));
     }
-    TESSAROC_RETURN_IF_FAILED(doc_.root().AddChild(Id(std::string_view(name)), node->kind, node->typeId, node->graphNode));
+    TESSAROC_RETURN_IF_FAILED(
+        doc_.root().AddChild(Id(std::string_view(name)), node->kind, node->typeId, node->graphNode));
     for (const DocumentPort& p : node->ports) {
       if (p.array) continue;  // element ports come with their count
       GraphPort* gp = nullptr;
@@ -264,8 +266,8 @@ class DocumentReader {
     for (const auto& [id, count] : node->arrayCounts) longest = std::max(longest, count);
     for (const DocumentPort& p : node->ports) {
       if (!p.array || given_.count(node->name + "/" + p.id)) continue;
-      const int64_t n = longest >= 0 ? longest
-                                     : static_cast<int64_t>(p.description ? p.description->arrayDefaults.size() : 0);
+      const int64_t n =
+          longest >= 0 ? longest : static_cast<int64_t>(p.description ? p.description->arrayDefaults.size() : 0);
       node->arrayCounts[p.id] = n;
       for (int64_t i = 0; i < n; ++i) {
         // The ports exist; their values stay defaults, below any that a
@@ -286,8 +288,8 @@ class DocumentReader {
     return Result::Ok();
   }
 
-  Result ReadValue(const std::string& path, DocumentNode& node, const DocumentPort& port, const std::string& graphPortId,
-                   const json& v) {
+  Result ReadValue(const std::string& path, DocumentNode& node, const DocumentPort& port,
+                   const std::string& graphPortId, const json& v) {
     GraphPort* gp = nullptr;
     TESSAROC_RETURN_IF_FAILED(ElementPort(node, port, graphPortId, gp));
     if (IsLink(v)) {
@@ -312,8 +314,8 @@ class DocumentReader {
           std::vector<std::string> outs;
           for (const DocumentPort& p : from->ports)
             if (p.output && !p.hidden) outs.push_back(p.id);
-          return Fail(path, "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " +
-                                Join(outs));
+          return Fail(path,
+                      "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " + Join(outs));
         }
       }
       links_.push_back({path, &node, graphPortId, &port, from, fromPort});
@@ -321,7 +323,8 @@ class DocumentReader {
     }
     if (node.kind == NodeKind::kBuiltin) {
       const DataType* t = LiteralType(v);
-      if (t == nullptr) return Fail(path, "the pass-through node takes a number, bool, text or a list of 2 to 4 numbers");
+      if (t == nullptr)
+        return Fail(path, "the pass-through node takes a number, bool, text or a list of 2 to 4 numbers");
       std::string why;
       if (!host::ValueFromJson(v, *t, gp->value(), why)) return Fail(path, why);
       gp->SetDataType(t);
@@ -364,7 +367,8 @@ class DocumentReader {
     for (auto& n : doc_.nodes_) {
       if (n->kind != NodeKind::kBuiltin) continue;
       const DataType* t = typeOf(n.get(), 0);
-      if (t == nullptr) return Fail("/nodes/" + n->name + "/inputs/color", "the pass-through node needs a value or a link");
+      if (t == nullptr)
+        return Fail("/nodes/" + n->name + "/inputs/color", "the pass-through node needs a value or a link");
       for (DocumentPort& p : n->ports) p.type = t;
       for (const auto& gp : n->graphNode->inputs().ports()) gp->SetDataType(t);
       for (const auto& gp : n->graphNode->outputs().ports()) gp->SetDataType(t);
@@ -431,7 +435,9 @@ class DocumentReader {
     } else {
       port = node->FindPort(text.substr(dot + 1), true);
     }
-    if (port == nullptr || port->hidden) return Fail("/output", "node \"" + node->name + "\" has no output \"" + text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
+    if (port == nullptr || port->hidden)
+      return Fail("/output", "node \"" + node->name + "\" has no output \"" +
+                                 text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
     doc_.outputNode_ = node;
     doc_.outputPort_ = port;
     return Result::Ok();
@@ -478,9 +484,9 @@ Result Document::Parse(const std::string& text, const std::string& origin, std::
     }
     std::string what = e.what();
     const size_t colon = what.rfind(": ");
-    return Result::Fail(errors::kIllegalArgument, origin + ": line " + std::to_string(line) + ", column " +
-                                                      std::to_string(col) + ": invalid JSON" +
-                                                      (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
+    return Result::Fail(errors::kIllegalArgument,
+                        origin + ": line " + std::to_string(line) + ", column " + std::to_string(col) +
+                            ": invalid JSON" + (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
   }
   std::unique_ptr<Document> doc(new Document());
   doc->folder_ = std::filesystem::path(origin).parent_path().string();
@@ -512,8 +518,8 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
       std::vector<std::string> known;
       for (const DocumentPort& q : probe.ports)
         if (!q.output && !q.hidden) known.push_back(q.id);
-      return Result::Fail(errors::kIllegalArgument,
-                          "--set " + port + ": unknown port; " + node + " has " + (known.empty() ? "no inputs" : Join(known)));
+      return Result::Fail(errors::kIllegalArgument, "--set " + port + ": unknown port; " + node + " has " +
+                                                        (known.empty() ? "no inputs" : Join(known)));
     }
     json v = host::JsonFromNotation(value);
     if (p->array && !v.is_array()) v = json::array({v});

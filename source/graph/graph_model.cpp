@@ -143,9 +143,8 @@ std::unique_ptr<GraphNode> NodeSystem::MakeDetachedNode(const Id& id) {
 Result Connect(GraphPort* source, GraphPort* target, uint64_t word) {
   TESSAROC_RETURN_IF_FAILED(CheckSystem(source));
   TESSAROC_RETURN_IF_FAILED(CheckSystem(target));
-  TESSAROC_RETURN_IF_FAILED(CheckArgumentSystem(source->GetNodeSystem() == target->GetNodeSystem()
-                                                    ? source->GetNodeSystem()
-                                                    : nullptr));
+  TESSAROC_RETURN_IF_FAILED(
+      CheckArgumentSystem(source->GetNodeSystem() == target->GetNodeSystem() ? source->GetNodeSystem() : nullptr));
   for (const Wire& w : target->incoming_)
     if (w.source == source) return Result::Ok();  // wired already
   Wire w{source, target, word};

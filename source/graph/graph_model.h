@@ -146,8 +146,13 @@ class GraphNode {
  private:
   friend class NodeSystem;
   GraphNode(NodeSystem* system, GraphNode* parent, const Id& id, NodeKind kind, std::string typeId)
-      : id_(Id::Owned(id.view())), kind_(kind), typeId_(std::move(typeId)), parent_(parent), system_(system),
-        inputs_(this, PortSide::kInputs), outputs_(this, PortSide::kOutputs) {}
+      : id_(Id::Owned(id.view())),
+        kind_(kind),
+        typeId_(std::move(typeId)),
+        parent_(parent),
+        system_(system),
+        inputs_(this, PortSide::kInputs),
+        outputs_(this, PortSide::kOutputs) {}
   Id id_;
   NodeKind kind_;
   std::string typeId_;

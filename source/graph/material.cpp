@@ -14,8 +14,7 @@ namespace {
 bool EqualNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
   return true;
 }
 
@@ -101,7 +100,7 @@ class Compiler {
     std::string instance;
     const MicroNodeGroup* group = nullptr;
     std::vector<Binding> inputs;
-    int varying = -1;  // -1 unknown
+    int varying = -1;             // -1 unknown
     std::map<int, NodeRef> made;  // sub-plan -> node
   };
 
@@ -128,8 +127,8 @@ class Compiler {
     for (const auto& [instance, coreId] : n.asset->nodes) {
       const CoreNodeDefinition* def = CoreNodes().Find(Id(std::string_view(coreId)));
       if (def == nullptr)
-        return Result::Fail(errors::kUnresolved, n.asset->file + ": " + n.asset->id + " is made of " + coreId +
-                                                     ", which is not registered");
+        return Result::Fail(errors::kUnresolved,
+                            n.asset->file + ": " + n.asset->id + " is made of " + coreId + ", which is not registered");
       // Element counts per array port of the core node, from the document.
       std::vector<int64_t> counts;
       for (const std::string& array : def->arrayPorts()) {
@@ -185,8 +184,9 @@ class Compiler {
     out.inst = FindInst(&n, p->targets[0].instance);
     out.port = CorePortIndex(insts_[out.inst], p->targets[0].port, false);
     if (out.port < 0)
-      return Result::Fail(errors::kIllegalState, n.asset->id + ": output " + p->id + " reads " + p->targets[0].instance +
-                                                     "." + p->targets[0].port + ", which does not exist");
+      return Result::Fail(errors::kIllegalState, n.asset->id + ": output " + p->id + " reads " +
+                                                     p->targets[0].instance + "." + p->targets[0].port +
+                                                     ", which does not exist");
     return Result::Ok();
   }
 
@@ -324,11 +324,8 @@ class Compiler {
       const bool function = port.dataType->IsFunction();
       const DataType& valueType = function ? *port.dataType->functionResult : *port.dataType;
       switch (b.kind) {
-        case Kind::kUnset:
-          break;
-        case Kind::kContext:
-          TESSAROC_RETURN_IF_FAILED(plan.BindContext(out, port.id));
-          break;
+        case Kind::kUnset: break;
+        case Kind::kContext: TESSAROC_RETURN_IF_FAILED(plan.BindContext(out, port.id)); break;
         case Kind::kLiteral: {
           Data converted;
           Result r = ConvertLiteral(*b.literal->type(), b.literal->get(), valueType, converted);

@@ -30,8 +30,7 @@ Result WireContextInputs(GraphNode& group, GraphPort* source) {
       GraphPort* childContext = nullptr;
       TESSAROC_RETURN_IF_FAILED(inputs->FindOrAddChild("context", childContext));
       childContext->SetDataType(&kShadingContextType);
-      if (childContext->incoming().empty())
-        TESSAROC_RETURN_IF_FAILED(Connect(source, childContext, kWireContext));
+      if (childContext->incoming().empty()) TESSAROC_RETURN_IF_FAILED(Connect(source, childContext, kWireContext));
       TESSAROC_RETURN_IF_FAILED(SetupContext(*child));
     }
   }

@@ -128,8 +128,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok())
-            firstError = Result::Fail(r.id(), "pixel (" + std::to_string(x) + ", " + std::to_string(y) + "): " +
-                                                  std::string(r.message()));
+            firstError = Result::Fail(
+                r.id(), "pixel (" + std::to_string(x) + ", " + std::to_string(y) + "): " + std::string(r.message()));
           failed = true;
           return;
         }

@@ -8,7 +8,7 @@
 namespace tessaroc::pattern {
 
 struct CatalogueUnit {
-  const char* source;                    // the declaring unit
+  const char* source;  // the declaring unit
   Result (*registerNodes)(CoreNodeRegistry&);
 };
 

@@ -82,11 +82,8 @@ TEST(Cli, EvalSamplesASurfaceSeenFromAboveAndAContextFileOverridesIt) {
 
 TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
   const char* cases[] = {
-      "eval --node nosuchnode",
-      "eval --node exposure --set nosuchport=1",
-      "eval --node exposure --set exposure=bright",
-      "describe nosuchnode",
-      "render /nonexistent.json -o /tmp/x.png",
+      "eval --node nosuchnode", "eval --node exposure --set nosuchport=1", "eval --node exposure --set exposure=bright",
+      "describe nosuchnode",    "render /nonexistent.json -o /tmp/x.png",
   };
   for (const char* c : cases) {
     Outcome r = Tool(c);

@@ -14,7 +14,6 @@
 #include "test_nodes.h"
 #include "allocation_counter.h"
 
-
 namespace tessaroc {
 namespace {
 

@@ -121,8 +121,8 @@ void NoKernel(Result&, const MicroNodeImpl&, const PortAccess&) {}
 Result BadFinaliser(const NodeArguments* args, GroupPtr& out) {
   GroupPtr g(MicroNodeGroup::Alloc({}));
   TESSAROC_RETURN_IF_FAILED(g->SetId(args->nodeId));
-  TESSAROC_RETURN_IF_FAILED(g->PrivateCreatePort(PortKey("x", true), "x", MicroNode::VIRTUAL_INPUT_PORT, 0,
-                                                 &kFloat64Type, -1));
+  TESSAROC_RETURN_IF_FAILED(
+      g->PrivateCreatePort(PortKey("x", true), "x", MicroNode::VIRTUAL_INPUT_PORT, 0, &kFloat64Type, -1));
   TESSAROC_RETURN_IF_FAILED(g->PrivateCreatePort(PortKey("y", false), "y", MicroNode::VARIABLE, 0, &kFloat64Type, -1));
   auto* impl = new MicroNodeImpl();
   impl->dispose = [](MicroNodeImpl* p) { delete p; };

@@ -50,9 +50,7 @@ class RuntimeTest : public ::testing::Test {
   static std::unique_ptr<PlanInstance> Instance(const Plan& plan, bool prepare = true) {
     std::unique_ptr<PlanInstance> inst;
     EXPECT_TRUE(PlanInstance::Create(plan, inst).ok());
-    if (inst && prepare) {
-      EXPECT_TRUE(inst->Prepare().ok());
-    }
+    if (inst && prepare) { EXPECT_TRUE(inst->Prepare().ok()); }
     return inst;
   }
   CoreNodeRegistry registry_;
@@ -225,7 +223,7 @@ TEST_F(RuntimeTest, FlagsMarkInputsWithoutValueAndUnusedOutputs) {
   ASSERT_TRUE(plan.SetOutput(n, "report").ok());
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> inst = Instance(plan);
-  EXPECT_EQ(inst->OutputAs<int64_t>(), 10);  // a without value, report used, spare unused
+  EXPECT_EQ(inst->OutputAs<int64_t>(), 10);       // a without value, report used, spare unused
   EXPECT_EQ(inst->Get<int64_t>(n, "spare"), -1);  // OUTPUT_UNUSED does not stop the kernel
   ASSERT_TRUE(inst->Set<double>(n, "a", 1.0).ok());
   ASSERT_TRUE(inst->Prepare().ok());

@@ -59,7 +59,8 @@ TEST(StringOps, ReplaceChangesEveryOccurrenceWithoutOverlap) {
   struct Case {
     const char *text, *search, *replace, *want;  // nullptr: the null String
   };
-  const Case cases[] = {{"aaa-aa-a", "aa", "b", "ba-b-a"}, {"x.y.z", ".", "::", "x::y::z"},
+  const Case cases[] = {{"aaa-aa-a", "aa", "b", "ba-b-a"},
+                        {"x.y.z", ".", "::", "x::y::z"},
                         {"a, b, c", ", ", nullptr, "abc"},
                         {"abc", nullptr, "z", "abc"},  // empty search: nothing to find
                         {"abc", "q", "z", "abc"}};

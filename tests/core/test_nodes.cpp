@@ -27,8 +27,10 @@ void OrderKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
   p.Out<double>(kOResult) = p.In<double>(kOTime) * 1000.0 + p.In<Vector>(kOUvw).x * 10.0 + p.In<Vector>(kORayOrigin).x;
 }
 constexpr PortDecl kOrderPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType}, {"rayorigin", PortDir::kIn, &kVectorType},
-    {"uvw", PortDir::kIn, &kVectorType},             {"time", PortDir::kIn, &kTimeValueType},
+    {"context", PortDir::kIn, &kShadingContextType},
+    {"rayorigin", PortDir::kIn, &kVectorType},
+    {"uvw", PortDir::kIn, &kVectorType},
+    {"time", PortDir::kIn, &kTimeValueType},
     {"result", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kOrderAccess[] = {
@@ -48,8 +50,10 @@ void CallColorKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
   p.Out<ColorA>(kCResult) = out;
 }
 constexpr PortDecl kCallPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType}, {"color", PortDir::kIn, &kColorFunctionType},
-    {"shift", PortDir::kIn, &kFloat64Type},          {"result", PortDir::kOut, &kColorAType},
+    {"context", PortDir::kIn, &kShadingContextType},
+    {"color", PortDir::kIn, &kColorFunctionType},
+    {"shift", PortDir::kIn, &kFloat64Type},
+    {"result", PortDir::kOut, &kColorAType},
     {"cache", PortDir::kOut, &kDataType, PERMANENT | MicroNode::FLAGS::DONT_WRAP},
 };
 constexpr AccessDecl kCallAccess[] = {
@@ -126,9 +130,8 @@ void BatchKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
     out += p.slot(2).stride;
   }
 }
-constexpr PortDecl kBatchPorts[] = {{"x", PortDir::kIn, &kFloat64Type},
-                                    {"y", PortDir::kIn, &kFloat64Type},
-                                    {"result", PortDir::kOut, &kVector2dType}};
+constexpr PortDecl kBatchPorts[] = {
+    {"x", PortDir::kIn, &kFloat64Type}, {"y", PortDir::kIn, &kFloat64Type}, {"result", PortDir::kOut, &kVector2dType}};
 constexpr AccessDecl kBatchAccess[] = {{0, "x"}, {1, "y"}, {2, "result"}};
 constexpr MicroNodeDecl kBatchMicro[] = {{"", kBatchAccess, &BatchKernel, MicroNode::BATCH}};
 constexpr CoreNodeDecl kBatch{kBatchNode, "tests/core/test_nodes", true, kBatchPorts, kBatchMicro};
@@ -154,9 +157,8 @@ void AddKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
   ++KernelCalls();
   p.Out<double>(2) = p.In<double>(0) + p.In<double>(1);
 }
-constexpr PortDecl kAddPorts[] = {{"a", PortDir::kIn, &kFloat64Type},
-                                  {"b", PortDir::kIn, &kFloat64Type},
-                                  {"result", PortDir::kOut, &kFloat64Type}};
+constexpr PortDecl kAddPorts[] = {
+    {"a", PortDir::kIn, &kFloat64Type}, {"b", PortDir::kIn, &kFloat64Type}, {"result", PortDir::kOut, &kFloat64Type}};
 constexpr AccessDecl kAddAccess[] = {{0, "a"}, {1, "b"}, {2, "result"}};
 constexpr MicroNodeDecl kAddMicro[] = {{"", kAddAccess, &AddKernel}};
 constexpr CoreNodeDecl kAdd{kAddNode, "tests/core/test_nodes", true, kAddPorts, kAddMicro};
@@ -167,9 +169,8 @@ void FlagsKernel(Result&, const MicroNodeImpl&, const PortAccess& p) {
   p.Out<int64_t>(1) = (p.HasValue(0) ? 1 : 0) + (p.IsUsed(1) ? 10 : 0) + (p.IsUsed(2) ? 100 : 0);
   p.Out<int64_t>(2) = -1;
 }
-constexpr PortDecl kFlagsPorts[] = {{"a", PortDir::kIn, &kFloat64Type},
-                                    {"report", PortDir::kOut, &kInt64Type},
-                                    {"spare", PortDir::kOut, &kInt64Type}};
+constexpr PortDecl kFlagsPorts[] = {
+    {"a", PortDir::kIn, &kFloat64Type}, {"report", PortDir::kOut, &kInt64Type}, {"spare", PortDir::kOut, &kInt64Type}};
 constexpr AccessDecl kFlagsAccess[] = {{0, "a"}, {1, "report"}, {2, "spare"}};
 constexpr MicroNodeDecl kFlagsMicro[] = {{"", kFlagsAccess, &FlagsKernel}};
 constexpr CoreNodeDecl kFlags{kFlagsNode, "tests/core/test_nodes", true, kFlagsPorts, kFlagsMicro};

@@ -17,9 +17,9 @@ namespace {
 // Reference values below were computed outside the project (Python, unbounded
 // integers masked to 32 bits and sign-extended for the arithmetic shifts).
 TEST(HashInt32, MatchesAnIndependentComputation) {
-  const uint32_t cases[][2] = {{0u, 0x94b1d927u},          {1u, 0xb48681b6u},          {42u, 0xc343bb70u},
-                               {0xdeadbeefu, 0x800feadau}, {123456789u, 0xd9ab9e21u},
-                               {0x80000000u, 0xc68fa4e6u}};  // the sign bit makes the shifts differ
+  const uint32_t cases[][2] = {
+      {0u, 0x94b1d927u},         {1u, 0xb48681b6u},         {42u, 0xc343bb70u}, {0xdeadbeefu, 0x800feadau},
+      {123456789u, 0xd9ab9e21u}, {0x80000000u, 0xc68fa4e6u}};  // the sign bit makes the shifts differ
   for (const auto& [in, out] : cases) EXPECT_EQ(HashInt32(in), out) << in;
 }
 

@@ -105,7 +105,8 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
       {"type mismatch", R"("maskalpha": false)", R"("maskblend": {"link": "grade.result"})",
        "doc.json: /nodes/flip/inputs/maskblend: type mismatch: grade.result is colora, maskblend takes float"},
       {"cycle", R"({"link": "uv.result"})", R"({"link": "flip.result"})", "cycle: "},
-      {"missing output", R"("output": {"link": "flip.result"})", R"("outputs": 1)", "doc.json: /outputs: unknown field"},
+      {"missing output", R"("output": {"link": "flip.result"})", R"("outputs": 1)",
+       "doc.json: /outputs: unknown field"},
       {"output to a missing port", R"({"link": "flip.result"})", R"({"link": "flip.nothing"})",
        "doc.json: /output: node \"flip\" has no output \"nothing\""},
       {"input given as output", R"("exposure": 1.0)", R"("result": 1.0)",
@@ -223,11 +224,12 @@ TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
 
 TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   // Through a pass-through into the output directly.
-  const char* literals[] = {"0.1", "-0.0", "\"nan\"", "[0.1, 0.2, 0.30000000000000004, 1e-300]", "true", "123456789012",
-                            "\"some text\""};
+  const char* literals[] = {"0.1",  "-0.0",         "\"nan\"",      "[0.1, 0.2, 0.30000000000000004, 1e-300]",
+                            "true", "123456789012", "\"some text\""};
   for (const char* lit : literals) {
     const std::string text = std::string(R"({"tessaroc": 1, "nodes": {
-      "a": {"node": "passthrough", "inputs": {"color": )") + lit + R"(}},
+      "a": {"node": "passthrough", "inputs": {"color": )") +
+                             lit + R"(}},
       "b": {"node": "passthrough", "inputs": {"color": {"link": "a.passthrough"}}},
       "uv": {"node": "test.uvwcolor"}},
       "output": {"link": "uv.result"}})";
@@ -241,7 +243,8 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
       {"\"nan\"", std::nan("")}, {"-0.0", -0.0}, {"4.9e-324", 4.9e-324}, {"9007199254740993", 9007199254740992.0}};
   for (const auto& [literal, expect] : typed) {
     const std::string text = std::string(R"({"tessaroc": 1, "nodes": {
-      "p": {"node": "passthrough", "inputs": {"color": )") + literal + R"(}},
+      "p": {"node": "passthrough", "inputs": {"color": )") +
+                             literal + R"(}},
       "q": {"node": "passthrough", "inputs": {"color": {"link": "p.passthrough"}}},
       "sum": {"node": "test.add", "inputs": {"a": {"link": "q.passthrough"}, "b": -0.0}}},
       "output": {"link": "sum.result"}})";

@@ -37,7 +37,8 @@ class FinalizerTest : public ::testing::Test {
 
 TEST_F(FinalizerTest, ARampWithNoKnotsStartsBlackAndRunsLinearlyAndGivenKnotsWin) {
   ASSERT_NE(FindDescriptionFinalizer(kGradientAssetId), nullptr);
-  const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient"}}, "output": {"link": "ramp.result"}})";
+  const std::string text =
+      R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient"}}, "output": {"link": "ramp.result"}})";
   const ColorA start = Eval(text, 0.0);
   EXPECT_EQ(start, (ColorA{0, 0, 0, 1}));
   const ColorA middle = Eval(text, 0.25);

@@ -67,25 +67,30 @@ inline bool Same(const Vector& a, const Vector& b) { return Same(a.x, b.x) && Sa
 
 // Every field of two contexts, the carried ones included.
 inline ::testing::AssertionResult SameContext(const ShadingContext& a, const ShadingContext& b) {
-#define TESSAROC_FIELD(f)                                                    \
+#define TESSAROC_FIELD(f) \
   if (std::memcmp(&a.f, &b.f, sizeof(a.f)) != 0) return ::testing::AssertionFailure() << "field " #f " differs";
-  TESSAROC_FIELD(carried0) TESSAROC_FIELD(carried1) TESSAROC_FIELD(carried2) TESSAROC_FIELD(carried3)
-  TESSAROC_FIELD(carried4) TESSAROC_FIELD(carried5) TESSAROC_FIELD(position) TESSAROC_FIELD(positiondx)
-  TESSAROC_FIELD(positiondy) TESSAROC_FIELD(carried9) TESSAROC_FIELD(carried10) TESSAROC_FIELD(geometricnormal)
-  TESSAROC_FIELD(carried11) TESSAROC_FIELD(shadingnormal) TESSAROC_FIELD(carried12) TESSAROC_FIELD(carried13)
-  TESSAROC_FIELD(uvw) TESSAROC_FIELD(uvwdx) TESSAROC_FIELD(uvwdy) TESSAROC_FIELD(carried14) TESSAROC_FIELD(tangent)
-  TESSAROC_FIELD(bitangent) TESSAROC_FIELD(carried17) TESSAROC_FIELD(carried18) TESSAROC_FIELD(uvwvalid)
-  TESSAROC_FIELD(carried19) TESSAROC_FIELD(wrapmodeu) TESSAROC_FIELD(wrapmodev) TESSAROC_FIELD(carried20)
-  TESSAROC_FIELD(pixelx) TESSAROC_FIELD(pixely) TESSAROC_FIELD(subpixelx) TESSAROC_FIELD(subpixely)
-  TESSAROC_FIELD(time) TESSAROC_FIELD(framerate) TESSAROC_FIELD(rayorigin) TESSAROC_FIELD(raydirection)
-  TESSAROC_FIELD(raymindistance) TESSAROC_FIELD(raymaxdistance) TESSAROC_FIELD(carried22) TESSAROC_FIELD(carried23)
-  TESSAROC_FIELD(rayorigindx) TESSAROC_FIELD(rayorigindy) TESSAROC_FIELD(raydirectiondx)
-  TESSAROC_FIELD(raydirectiondy) TESSAROC_FIELD(carried24) TESSAROC_FIELD(carried25) TESSAROC_FIELD(carried26)
-  TESSAROC_FIELD(carried27) TESSAROC_FIELD(carried28) TESSAROC_FIELD(carried29) TESSAROC_FIELD(carried30)
-  TESSAROC_FIELD(carried31) TESSAROC_FIELD(carried32) TESSAROC_FIELD(imageflag) TESSAROC_FIELD(carried33)
-  TESSAROC_FIELD(carried34) TESSAROC_FIELD(searchpaths) TESSAROC_FIELD(messagesink)
+  TESSAROC_FIELD(carried0)
+  TESSAROC_FIELD(carried1)
+  TESSAROC_FIELD(carried2) TESSAROC_FIELD(carried3) TESSAROC_FIELD(carried4) TESSAROC_FIELD(carried5) TESSAROC_FIELD(
+      position) TESSAROC_FIELD(positiondx) TESSAROC_FIELD(positiondy) TESSAROC_FIELD(carried9) TESSAROC_FIELD(carried10)
+      TESSAROC_FIELD(geometricnormal) TESSAROC_FIELD(carried11) TESSAROC_FIELD(shadingnormal) TESSAROC_FIELD(carried12)
+          TESSAROC_FIELD(carried13) TESSAROC_FIELD(uvw) TESSAROC_FIELD(uvwdx) TESSAROC_FIELD(uvwdy) TESSAROC_FIELD(
+              carried14) TESSAROC_FIELD(tangent) TESSAROC_FIELD(bitangent) TESSAROC_FIELD(carried17)
+              TESSAROC_FIELD(carried18) TESSAROC_FIELD(uvwvalid) TESSAROC_FIELD(carried19) TESSAROC_FIELD(wrapmodeu)
+                  TESSAROC_FIELD(wrapmodev) TESSAROC_FIELD(carried20) TESSAROC_FIELD(pixelx) TESSAROC_FIELD(pixely)
+                      TESSAROC_FIELD(subpixelx) TESSAROC_FIELD(subpixely) TESSAROC_FIELD(time) TESSAROC_FIELD(framerate)
+                          TESSAROC_FIELD(rayorigin) TESSAROC_FIELD(raydirection) TESSAROC_FIELD(raymindistance)
+                              TESSAROC_FIELD(raymaxdistance) TESSAROC_FIELD(carried22) TESSAROC_FIELD(carried23)
+                                  TESSAROC_FIELD(rayorigindx) TESSAROC_FIELD(rayorigindy) TESSAROC_FIELD(raydirectiondx)
+                                      TESSAROC_FIELD(raydirectiondy) TESSAROC_FIELD(carried24) TESSAROC_FIELD(carried25)
+                                          TESSAROC_FIELD(carried26) TESSAROC_FIELD(carried27) TESSAROC_FIELD(carried28)
+                                              TESSAROC_FIELD(carried29) TESSAROC_FIELD(carried30)
+                                                  TESSAROC_FIELD(carried31) TESSAROC_FIELD(carried32)
+                                                      TESSAROC_FIELD(imageflag) TESSAROC_FIELD(carried33)
+                                                          TESSAROC_FIELD(carried34) TESSAROC_FIELD(searchpaths)
+                                                              TESSAROC_FIELD(messagesink)
 #undef TESSAROC_FIELD
-  return ::testing::AssertionSuccess();
+                                                                  return ::testing::AssertionSuccess();
 }
 
 // A context whose every field holds something other than its default, so

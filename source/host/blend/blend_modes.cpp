@@ -33,7 +33,7 @@ struct HandlerState {
   uint64_t seed = 0;
   std::array<int32_t, 4> destination{};  // also the background's layout
   int32_t destinationStride = 0;
-  std::array<int32_t, 4> source{};       // the foreground's layout
+  std::array<int32_t, 4> source{};  // the foreground's layout
   int32_t sourceStride = 0;
 };
 
@@ -63,6 +63,7 @@ inline double SoftLight(double b, double f) {
 // The eight-bit code of a channel; NaN counts as 0.
 inline long Code8(double x) { return std::isnan(x) ? 0 : std::lround(255.0 * Clamp01(x)); }
 
+// clang-format off
 struct Add { static double Mix(double b, double f) { return b + f; } };
 struct Average { static double Mix(double b, double f) { return (b + f) / 2.0; } };
 struct ColorBurnMode { static double Mix(double b, double f) { return ColorBurn(b, f); } };
@@ -123,6 +124,7 @@ struct VividLight {
 struct Xor {
   static double Mix(double b, double f) { return static_cast<double>(Code8(b) ^ Code8(f)) / 255.0; }
 };
+// clang-format on
 
 // ---- the non-separable helpers, on whole colours
 
@@ -170,6 +172,7 @@ Rgb SetSat(Rgb c, double s) {
   return c;
 }
 
+// clang-format off
 struct Hue { static Rgb Mix(const Rgb& b, const Rgb& f) { return SetLum(SetSat(f, Sat(b)), Lum(b)); } };
 struct Saturation { static Rgb Mix(const Rgb& b, const Rgb& f) { return SetLum(SetSat(b, Sat(f)), Lum(b)); } };
 struct ColorMode { static Rgb Mix(const Rgb& b, const Rgb& f) { return SetLum(f, Lum(b)); } };
@@ -177,6 +180,7 @@ struct Luminance { static Rgb Mix(const Rgb& b, const Rgb& f) { return SetLum(b,
 // Whole colours: ties keep the background.
 struct Darker { static Rgb Mix(const Rgb& b, const Rgb& f) { return Lum(f) < Lum(b) ? f : b; } };
 struct Lighter { static Rgb Mix(const Rgb& b, const Rgb& f) { return Lum(f) > Lum(b) ? f : b; } };
+// clang-format on
 
 // ---- compositing the mixed colour with the strength a = fa * opacity
 //
@@ -267,8 +271,8 @@ struct Dissolve {
 // ---- the handler: walks a run of pixels through a mode
 
 template <class Mode>
-Result BlendRun(void* context, PixelRun destination, ConstPixelRun background, ConstPixelRun foreground,
-                int64_t count, int64_t) {
+Result BlendRun(void* context, PixelRun destination, ConstPixelRun background, ConstPixelRun foreground, int64_t count,
+                int64_t) {
   const HandlerState& s = *static_cast<const HandlerState*>(context);
   if (count <= 0) return Result::Ok();
   if (!destination.data || !background.data || !foreground.data)
@@ -300,12 +304,12 @@ void FreeState(void* context) { delete static_cast<HandlerState*>(context); }
 Result CheckLayout(const PixelFormatInterface& format, const ChannelOffsets& o, std::array<int32_t, 4>& bytes,
                    int32_t& stride) {
   bool ok = o.channelCount == 4 && o.bitsPerChannel == 64 && o.bitsPerPixel > 0 && o.bitsPerPixel % 8 == 0;
-  for (int k = 0; ok && k < 4; ++k) ok = o.offsets[k] >= 0 && o.offsets[k] % 8 == 0 && o.offsets[k] + 64 <= o.bitsPerPixel;
+  for (int k = 0; ok && k < 4; ++k)
+    ok = o.offsets[k] >= 0 && o.offsets[k] % 8 == 0 && o.offsets[k] + 64 <= o.bitsPerPixel;
   if (!ok)
     return Result::Fail(errors::kUnsupportedOperation,
-                        "blend modes need four 64-bit float channels per pixel; " + format.GetId().str() +
-                            " has " + std::to_string(o.channelCount) + " of " + std::to_string(o.bitsPerChannel) +
-                            " bits");
+                        "blend modes need four 64-bit float channels per pixel; " + format.GetId().str() + " has " +
+                            std::to_string(o.channelCount) + " of " + std::to_string(o.bitsPerChannel) + " bits");
   for (int k = 0; k < 4; ++k) bytes[k] = o.offsets[k] / 8;
   stride = o.bitsPerPixel / 8;
   return Result::Ok();

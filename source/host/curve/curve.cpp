@@ -8,9 +8,7 @@ namespace tessaroc::host {
 
 using pattern::SplineMapperKnot;
 
-void Curve::SetTension(double tension) {
-  tension_ = std::isnan(tension) ? 0.0 : std::clamp(tension, 0.0, 1.0);
-}
+void Curve::SetTension(double tension) { tension_ = std::isnan(tension) ? 0.0 : std::clamp(tension, 0.0, 1.0); }
 
 void Curve::SetRange(const Vector2d& min, const Vector2d& max) {
   min_ = min;
@@ -44,8 +42,7 @@ double Curve::Segment(size_t i, double x) const {
   const double dx = b.pos.x - a.pos.x;
   const double t = (x - a.pos.x) / dx;
   switch (a.interpolation) {
-    case pattern::SPLINEMAPPER_KNOT_INTERPOLATION_LINEAR:
-      return a.pos.y + (b.pos.y - a.pos.y) * t;
+    case pattern::SPLINEMAPPER_KNOT_INTERPOLATION_LINEAR: return a.pos.y + (b.pos.y - a.pos.y) * t;
     case pattern::SPLINEMAPPER_KNOT_INTERPOLATION_CUBIC: {
       const double t2 = t * t, t3 = t2 * t;
       const double h00 = 2.0 * t3 - 3.0 * t2 + 1.0;
@@ -54,8 +51,7 @@ double Curve::Segment(size_t i, double x) const {
       const double h11 = t3 - t2;
       return h00 * a.pos.y + h10 * dx * CardinalSlope(i) + h01 * b.pos.y + h11 * dx * CardinalSlope(i + 1);
     }
-    case pattern::SPLINEMAPPER_KNOT_INTERPOLATION_SPLINE:
-      break;
+    case pattern::SPLINEMAPPER_KNOT_INTERPOLATION_SPLINE: break;
   }
   const double k = 1.0 - tension_;
   const double x0 = a.pos.x, x3 = b.pos.x;

@@ -33,7 +33,8 @@ float EncodeSrgb(float v) {
 
 Result CheckImageWriter(const std::string& path) {
   if (!OIIO::ImageOutput::create(path))
-    return Result::Fail(errors::kIo, path + ": no image format is written with this name; use .png, .jpg, .exr or .tif");
+    return Result::Fail(errors::kIo,
+                        path + ": no image format is written with this name; use .png, .jpg, .exr or .tif");
   return Result::Ok();
 }
 

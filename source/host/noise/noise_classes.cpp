@@ -153,8 +153,7 @@ Centred Hybrid(const NoiseState& st, const Sample& s) {
     const double l = st.lacPow[i];
     const double* off = st.tables.offset[i];
     const double signal =
-        (Gradient4(st.tables, s.x * l + off[0], s.y * l + off[1], s.z * l + off[2], s.t * l) + kOffset) *
-        st.specPow[i];
+        (Gradient4(st.tables, s.x * l + off[0], s.y * l + off[1], s.z * l + off[2], s.t * l) + kOffset) * st.specPow[i];
     const double part = i == n ? r : 1.0;
     result += part * weight * signal;
     total += part * st.specPow[i];
@@ -378,8 +377,7 @@ Centred Stupl(const NoiseState& st, const Sample& s) {
   const double angle = st.tables.offset[2][0] * (0.5 * kPi / 64.0);
   const double ca = std::cos(angle), sa = std::sin(angle);
   const double sx = ca * s.x - sa * s.y, sy = sa * s.x + ca * s.y;
-  const double dots =
-      0.5 + 0.5 * std::cos(2.0 * kPi * (kDots * sx + o[0])) * std::cos(2.0 * kPi * (kDots * sy + o[1]));
+  const double dots = 0.5 + 0.5 * std::cos(2.0 * kPi * (kDots * sx + o[0])) * std::cos(2.0 * kPi * (kDots * sy + o[1]));
   // A step widened by the footprint: sharp dots up close, their average far away.
   const double width = 0.05 + kDots * kPi * s.footprint;
   return {2.0 * SmoothStep(-width, width, u - dots) - 1.0, FootprintKeep(s.footprint * kDots), s.octaves};
@@ -438,6 +436,7 @@ Centred VoronoiFractal(const NoiseState& st, const Sample& s) {
 
 // ---- The table
 
+// clang-format off
 #define TESSAROC_SAME8(v) {v, v, v, v, v, v, v, v}
 
 // Per class: name, shape, default lacunarity, gain and exponent, whether the
@@ -512,6 +511,7 @@ constexpr NoiseClassInfo kClasses[] = {
      {0.0009, 0.0016, 0.0022, 0.0024, 0.0025, 0.0026, 0.0026, 0.0026},
      {2.1492, 2.1464, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450, 2.1450}, 0.2657},
 };
+// clang-format on
 
 #undef TESSAROC_SAME8
 
@@ -563,8 +563,7 @@ Centred LibraryNoise::Raw(double x, double y, double z, double t, double octaves
   return info_.shape(state_, Sample{x, y, z, t, o, f});
 }
 
-float LibraryNoise::Noise(float x, float y, float z, bool absolute, float time, float octaves,
-                          float footprint) const {
+float LibraryNoise::Noise(float x, float y, float z, bool absolute, float time, float octaves, float footprint) const {
   if (!ready_ || !Finite(x) || !Finite(y) || !Finite(z) || !Finite(time)) return 0.5f;
   // Flat textures are sampled at z = 0, a plane of the lattice, where gradient
   // noise is exactly 0 along every lattice edge whose two corner gradients lie

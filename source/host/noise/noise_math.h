@@ -69,7 +69,8 @@ constexpr double ToUnit(uint32_t h) { return static_cast<double>(h) * (1.0 / 429
 // floor() as an integer; NaN gives 0 and huge values saturate, so every input
 // has a defined lattice cell.
 inline int64_t FloorToInt(double v) {
-  if (!(v > -4.0e18 && v < 4.0e18)) return v > 0 ? int64_t{4000000000000000000} : (v < 0 ? -int64_t{4000000000000000000} : 0);
+  if (!(v > -4.0e18 && v < 4.0e18))
+    return v > 0 ? int64_t{4000000000000000000} : (v < 0 ? -int64_t{4000000000000000000} : 0);
   const double f = std::floor(v);
   return static_cast<int64_t>(f);
 }
@@ -91,11 +92,11 @@ inline double FootprintKeep(double w) { return w <= 0.2 ? 1.0 : 1.0 - SmoothStep
 // ---- Per-object tables
 
 struct Tables {
-  uint8_t perm[512];     // the permutation, twice
-  uint8_t layer[256];    // per time layer: a shift of x with layer[0] == 0
-  uint32_t key = 0;      // key of the lattice hashes
+  uint8_t perm[512];              // the permutation, twice
+  uint8_t layer[256];             // per time layer: a shift of x with layer[0] == 0
+  uint32_t key = 0;               // key of the lattice hashes
   double offset[kMaxOctaves][3];  // per-octave shift; octave 0 is not shifted
-  double cosTurn[256];   // cos and sin of 2 pi k / 256: phases of moving points
+  double cosTurn[256];            // cos and sin of 2 pi k / 256: phases of moving points
   double sinTurn[256];
 };
 
@@ -123,9 +124,7 @@ inline double GradientLayer(const Tables& t, int64_t ix, int64_t iy, int64_t iz,
   const uint32_t Z = static_cast<uint32_t>(iz & 255);
   const uint32_t A = P[X] + Y, AA = P[A] + Z, AB = P[A + 1] + Z;
   const uint32_t B = P[X + 1] + Y, BA = P[B] + Z, BB = P[B + 1] + Z;
-  auto g = [w](uint32_t h, double gx, double gy, double gz) {
-    return Grad3(h, gx, gy, gz) + ((h & 16) != 0 ? w : -w);
-  };
+  auto g = [w](uint32_t h, double gx, double gy, double gz) { return Grad3(h, gx, gy, gz) + ((h & 16) != 0 ? w : -w); };
   return Lerp(s,
               Lerp(v, Lerp(u, g(P[AA], x, y, z), g(P[BA], x - 1, y, z)),
                    Lerp(u, g(P[AB], x, y - 1, z), g(P[BB], x - 1, y - 1, z))),
@@ -184,9 +183,9 @@ inline double CellValue(const Tables& t, double x, double y, double z, double ti
 // ---- Cellular noise
 
 struct Cellular {
-  double f1 = 0, f2 = 0;      // distances to the nearest and second nearest point
-  uint32_t id = 1;            // positive id of the nearest point's cell
-  uint32_t hash = 0;          // that cell's full hash
+  double f1 = 0, f2 = 0;          // distances to the nearest and second nearest point
+  uint32_t id = 1;                // positive id of the nearest point's cell
+  uint32_t hash = 0;              // that cell's full hash
   double px = 0, py = 0, pz = 0;  // the nearest point
 };
 

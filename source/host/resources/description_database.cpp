@@ -31,8 +31,7 @@ bool IsInteger(const DataType& t) {
 bool EqualNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
   return true;
 }
 
@@ -63,8 +62,8 @@ struct Reader {
 
   bool Port(const json& j, const std::string& path, const AssetDescription& asset, PortDescription& p) {
     if (!j.is_object()) return Fail(path, "expected an object");
-    static const std::set<std::string> known = {"id", "direction", "type", "default", "values", "to", "from",
-                                                "group", "label", "doc", "hidden", "array", "elements", "build"};
+    static const std::set<std::string> known = {"id",    "direction", "type", "default", "values", "to",       "from",
+                                                "group", "label",     "doc",  "hidden",  "array",  "elements", "build"};
     for (auto it = j.begin(); it != j.end(); ++it)
       if (!known.count(it.key())) return Fail(path + "/" + it.key(), "unknown field");
     if (!String(j, "id", path, p.id, true)) return false;
@@ -80,7 +79,8 @@ struct Reader {
     if (!String(j, "group", path, p.group, false) || !String(j, "label", path, p.label, false) ||
         !String(j, "doc", path, p.doc, false))
       return false;
-    for (auto [flag, field] : {std::pair<const char*, bool*>{"hidden", &p.hidden}, {"array", &p.array}, {"build", &p.build}}) {
+    for (auto [flag, field] :
+         {std::pair<const char*, bool*>{"hidden", &p.hidden}, {"array", &p.array}, {"build", &p.build}}) {
       auto it = j.find(flag);
       if (it == j.end()) continue;
       if (!it->is_boolean()) return Fail(path + "/" + flag, "expected true or false");
@@ -134,7 +134,8 @@ struct Reader {
         } else {
           std::string why;
           if (!ValueFromJson(*it, *p.type, p.defaultValue, why)) return Fail(path + "/default", why);
-          if (!p.values.empty() && std::find(p.values.begin(), p.values.end(), it->get<std::string>()) == p.values.end())
+          if (!p.values.empty() &&
+              std::find(p.values.begin(), p.values.end(), it->get<std::string>()) == p.values.end())
             return Fail(path + "/default", "\"" + it->get<std::string>() + "\" is not one of its values");
         }
       }
@@ -166,7 +167,8 @@ struct Reader {
       return false;
     auto nodes = j.find("nodes");
     if (nodes == j.end()) return Fail(path + "/nodes", "missing");
-    if (!nodes->is_object() || nodes->empty()) return Fail(path + "/nodes", "expected instance names and core node ids");
+    if (!nodes->is_object() || nodes->empty())
+      return Fail(path + "/nodes", "expected instance names and core node ids");
     for (auto it = nodes->begin(); it != nodes->end(); ++it) {
       if (!it->is_string()) return Fail(path + "/nodes/" + it.key(), "expected a core node id");
       a.nodes.emplace_back(it.key(), it->get<std::string>());
@@ -236,8 +238,8 @@ Result DescriptionDatabase::ReadFile(const std::string& path, std::vector<AssetD
         ++col;
       }
     }
-    return Result::Fail(errors::kIllegalArgument, path + ": line " + std::to_string(line) + ", column " +
-                                                      std::to_string(col) + ": invalid JSON");
+    return Result::Fail(errors::kIllegalArgument,
+                        path + ": line " + std::to_string(line) + ", column " + std::to_string(col) + ": invalid JSON");
   }
   if (!doc.is_object()) return Result::Fail(errors::kIllegalArgument, path + ": /: expected an object");
   std::string format;
@@ -341,8 +343,8 @@ Result DescriptionDatabase::Load() {
     for (AssetDescription& a : read) {
       for (const auto& other : assets_)
         if (other->id == a.id || other->alias == a.alias) {
-          loadResult_ = Result::Fail(errors::kIllegalArgument,
-                                     f + ": asset \"" + a.id + "\" or alias \"" + a.alias + "\" is also in " + other->file);
+          loadResult_ = Result::Fail(errors::kIllegalArgument, f + ": asset \"" + a.id + "\" or alias \"" + a.alias +
+                                                                   "\" is also in " + other->file);
           assets_.clear();
           return loadResult_;
         }
@@ -405,8 +407,7 @@ Result DescriptionDatabase::Validate(const CoreNodeRegistry& registry, std::vect
         }
         const DataType* coreType = port->dataType->IsFunction() ? port->dataType->functionResult : port->dataType;
         if (!coreType->StoredLike(*p.type) && !(p.type == &kInternedIdType && coreType == &kIdType) &&
-            !(p.type == &kIdType && coreType == &kInternedIdType) &&
-            !(IsInteger(*p.type) && IsInteger(*coreType)))
+            !(p.type == &kIdType && coreType == &kInternedIdType) && !(IsInteger(*p.type) && IsInteger(*coreType)))
           problems.push_back(a->file + ": " + a->id + ": port " + p.id + " is " + p.typeName + " but " + t.instance +
                              "." + t.port + " is " + TypeName(*port->dataType));
       }

@@ -26,9 +26,9 @@ struct PortDescription {
   const DataType* type = nullptr;
   std::string typeName;
   bool hasDefault = false;
-  bool defaultIsContext = false;  // "context": an unconnected input reads the node's context
-  Data defaultValue;                 // an array port: each element's default
-  std::vector<Data> arrayDefaults;   // an array port: the elements a document that gives none gets
+  bool defaultIsContext = false;    // "context": an unconnected input reads the node's context
+  Data defaultValue;                // an array port: each element's default
+  std::vector<Data> arrayDefaults;  // an array port: the elements a document that gives none gets
   std::vector<std::string> values;  // enumeration values
   std::vector<PortTarget> targets;  // inputs: core ports fed; outputs: the one core port read
   std::string group, label, doc;
@@ -48,7 +48,7 @@ struct AssetDescription {
   std::string group;
   std::string label;
   std::string doc;
-  std::string file;  // where it was read from
+  std::string file;                                        // where it was read from
   std::vector<std::pair<std::string, std::string>> nodes;  // instance -> core node id, in order
   std::vector<WireDescription> wires;
   std::vector<PortDescription> ports;

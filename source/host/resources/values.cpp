@@ -19,11 +19,11 @@ struct NamedType {
 const DataType* SearchPathsDataType() { return &kSearchPathsType; }
 
 const NamedType kNames[] = {
-    {"float", &kFloat64Type},     {"float32", &kFloat32Type},   {"bool", &kBoolType},
-    {"int32", &kInt32Type},       {"uint32", &kUInt32Type},     {"int", &kInt64Type},
-    {"colora", &kColorAType},     {"color", &kColorType},       {"vector2", &kVector2dType},
-    {"vector", &kVectorType},     {"vector4", &kVector4dType},  {"string", &kStringType},
-    {"url", &kUrlType},           {"enum", &kInternedIdType},   {"id", &kIdType},
+    {"float", &kFloat64Type},     {"float32", &kFloat32Type},       {"bool", &kBoolType},
+    {"int32", &kInt32Type},       {"uint32", &kUInt32Type},         {"int", &kInt64Type},
+    {"colora", &kColorAType},     {"color", &kColorType},           {"vector2", &kVector2dType},
+    {"vector", &kVectorType},     {"vector4", &kVector4dType},      {"string", &kStringType},
+    {"url", &kUrlType},           {"enum", &kInternedIdType},       {"id", &kIdType},
     {"time", &kTimeValueType},    {"rendermode", &kRenderModeType}, {"shadingcontext", &kShadingContextType},
     {"layerset", &kLayerSetType},
 };
@@ -78,8 +78,8 @@ bool Integer(const nlohmann::json& j, long double lo, long double hi, int64_t& o
     why = "expected a whole number";
     return false;
   }
-  long double v = j.is_number_unsigned() ? static_cast<long double>(j.get<uint64_t>())
-                                         : static_cast<long double>(j.get<int64_t>());
+  long double v =
+      j.is_number_unsigned() ? static_cast<long double>(j.get<uint64_t>()) : static_cast<long double>(j.get<int64_t>());
   if (v < lo || v > hi) {
     why = "number out of range";
     return false;
@@ -287,9 +287,11 @@ nlohmann::json ValueToJson(const DataType& type, const void* value) {
     // The fields the nodes here change, by name.
     const auto& c = *static_cast<const ShadingContext*>(value);
     auto vec = [](const Vector& v) { return nlohmann::json::array({Float(v.x), Float(v.y), Float(v.z)}); };
-    return {{"uvw", vec(c.uvw)},           {"uvwdx", vec(c.uvwdx)},         {"uvwdy", vec(c.uvwdy)},
-            {"uvwvalid", c.uvwvalid},      {"wrapmodeu", c.wrapmodeu},      {"wrapmodev", c.wrapmodev},
-            {"position", vec(c.position)}, {"shadingnormal", vec(c.shadingnormal)}, {"time", Float(c.time)}};
+    return {{"uvw", vec(c.uvw)},           {"uvwdx", vec(c.uvwdx)},
+            {"uvwdy", vec(c.uvwdy)},       {"uvwvalid", c.uvwvalid},
+            {"wrapmodeu", c.wrapmodeu},    {"wrapmodev", c.wrapmodev},
+            {"position", vec(c.position)}, {"shadingnormal", vec(c.shadingnormal)},
+            {"time", Float(c.time)}};
   }
   return "<" + TypeName(type) + ">";
 }

@@ -60,9 +60,7 @@ Systems& Caches() {
 
 enum class Encoding { kLinear, kSrgb, kGamma };
 
-double SrgbToLinear(double c) {
-  return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-}
+double SrgbToLinear(double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); }
 
 // How a file's pixel values are encoded; `gamma` is set for kGamma.
 Encoding EncodingOf(const OIIO::ImageSpec& layout, double& gamma) {
@@ -234,8 +232,8 @@ class OiioTexture final : public pattern::Texture {
   std::vector<double> BuildSat(OIIO::ImageCache* from, ustring name) const {
     const size_t W = static_cast<size_t>(width), H = static_cast<size_t>(height), C = static_cast<size_t>(channels);
     std::vector<float> pixels(W * H * C);
-    if (!from->get_pixels(name, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1,
-                           firstChannel, firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
+    if (!from->get_pixels(name, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1, firstChannel,
+                          firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
       (void)from->geterror();
       return {};
     }
@@ -472,8 +470,7 @@ class OiioThreadedTexture final : public pattern::ThreadedTexture {
       // nothing is.
       const OiioTexture* tile = tiles_->TileAt(u, v);
       if (tile == nullptr || !tile->hasImage) return ColorA{};
-      return SampleFile(*tile, u - std::floor(u), v - std::floor(v), du, dv, 0, 0, interpolation, convertColors,
-                        alpha);
+      return SampleFile(*tile, u - std::floor(u), v - std::floor(v), du, dv, 0, 0, interpolation, convertColors, alpha);
     }
     return SampleFile(*texture_, u, v, du, dv, wrapU, wrapV, interpolation, convertColors, alpha);
   }
@@ -617,8 +614,9 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
     const int64_t frame = FrameNumber(time, clip.fps);
     t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
     layout = ts->imagespec(t->handle, nullptr, t->subimage);
-    if (!layout) return Result::Fail(errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" +
-                                                    path + "\": " + ts->geterror());
+    if (!layout)
+      return Result::Fail(
+          errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" + path + "\": " + ts->geterror());
   }
   t->channels = std::min(layout->nchannels, 4);
   TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
@@ -716,7 +714,8 @@ class Service final : public pattern::TextureService {
     double length = 0;
     if (const std::string found = Resolve(name, searchPaths); !found.empty()) {
       auto* h = ts->get_texture_handle(ustring(found));
-      if (const OIIO::ImageSpec* layout = h ? ts->imagespec(h, nullptr, 0) : nullptr) length = ClipOf(ts, h, *layout).length;
+      if (const OIIO::ImageSpec* layout = h ? ts->imagespec(h, nullptr, 0) : nullptr)
+        length = ClipOf(ts, h, *layout).length;
       else (void)ts->geterror();
     }
     if (delegate) TESSAROC_RETURN_IF_FAILED(delegate->ResolveMovieTime(length, name, time));

@@ -68,16 +68,13 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"color", PortDir::kIn, &kColorFunctionType},
-    {"width", PortDir::kIn, &kUInt32Type},
-    {"height", PortDir::kIn, &kUInt32Type},
-    {"mask", PortDir::kIn, &kFloatFunctionType},
-    {"renderMode", PortDir::kIn, &kRenderModeType},
+    {"context", PortDir::kIn, &kShadingContextType}, {"color", PortDir::kIn, &kColorFunctionType},
+    {"width", PortDir::kIn, &kUInt32Type},           {"height", PortDir::kIn, &kUInt32Type},
+    {"mask", PortDir::kIn, &kFloatFunctionType},     {"renderMode", PortDir::kIn, &kRenderModeType},
     {"result", PortDir::kOut, &kAverageColorType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"}, {kColor, "color"}, {kWidth, "width"},   {kHeight, "height"},
+    {kContext, "context"}, {kColor, "color"},           {kWidth, "width"},   {kHeight, "height"},
     {kMask, "mask"},       {kRenderMode, "renderMode"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));

@@ -51,11 +51,9 @@ Result ResizeBakedImage(BakedImageData& image, uint32_t w, uint32_t h) {
   try {
     image.pixels.resize(size_t{w} * h, kOpaqueBlack);
   } catch (const std::bad_alloc&) {
-    return Result::Fail(errors::kOutOfMemory, "cannot allocate a baked image of " + std::to_string(w) + " x " +
-                                                  std::to_string(h));
-  } catch (const std::length_error&) {
-    return Result::Fail(errors::kOutOfMemory, "baked image too large");
-  }
+    return Result::Fail(errors::kOutOfMemory,
+                        "cannot allocate a baked image of " + std::to_string(w) + " x " + std::to_string(h));
+  } catch (const std::length_error&) { return Result::Fail(errors::kOutOfMemory, "baked image too large"); }
   return Result::Ok();
 }
 
@@ -95,7 +93,9 @@ ColorA SampleBakedLinear(float u, float v, const BakedImageData& image) {
   const int64_t ix = FloorIndex(x0), iy = FloorIndex(y0);
   const int64_t xa = WrapIndex(ix, image.width), xb = WrapIndex(ix + 1, image.width);
   const int64_t ya = WrapIndex(iy, image.height), yb = WrapIndex(iy + 1, image.height);
-  auto p = [&](int64_t x, int64_t y) -> const ColorA& { return image.pixels[static_cast<size_t>(y * image.width + x)]; };
+  auto p = [&](int64_t x, int64_t y) -> const ColorA& {
+    return image.pixels[static_cast<size_t>(y * image.width + x)];
+  };
   const double dtx = tx, dty = ty;
   auto mix = [&](double aa, double ba, double ab, double bb) {
     const double top = aa + (ba - aa) * dtx;

@@ -26,9 +26,7 @@ struct BakedImageData {
 // What a port carries: a shared reference, empty until a pre node first runs.
 using BakedImageRef = std::shared_ptr<BakedImageData>;
 
-extern const DataType kBakedImageDataType;   // net.zovan.render.datatype.bakedimagedata
-
-
+extern const DataType kBakedImageDataType;  // net.zovan.render.datatype.bakedimagedata
 
 }  // namespace tessaroc
 

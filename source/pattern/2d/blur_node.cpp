@@ -71,8 +71,8 @@ void PreKernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
   result = ResizeBakedImage(image, R, R);
   if (result.failed()) return;
   const double half = 0.5 / R;
-  PrecomputePortData(&ports.In<SearchPathsType>(kPreSearchPaths), R, R, {half, half},
-                     ports.In<FunctionRef>(kPreColor), image);
+  PrecomputePortData(&ports.In<SearchPathsType>(kPreSearchPaths), R, R, {half, half}, ports.In<FunctionRef>(kPreColor),
+                     image);
   const double sigma = std::min(R * ports.In<double>(kPreRadius), (R - 1.0) * 0.5);
   result = ThreeBoxBlur(image, sigma);
 }
@@ -87,9 +87,8 @@ constexpr PortDecl kPrePorts[] = {
     {"imageData", PortDir::kOut, &kBakedImageDataType, MicroNode::FLAGS::PERMANENT},
 };
 constexpr AccessDecl kPreAccess[] = {
-    {kPreColor, "color"},           {kPreResolution, "resolution"}, {kPreRadius, "radius"},
-    {kPreMode, "mode"},             {kPreRenderMode, "renderMode"}, {kPreSearchPaths, "searchPaths"},
-    {kPreImageData, "imageData"},
+    {kPreColor, "color"},           {kPreResolution, "resolution"},   {kPreRadius, "radius"},       {kPreMode, "mode"},
+    {kPreRenderMode, "renderMode"}, {kPreSearchPaths, "searchPaths"}, {kPreImageData, "imageData"},
 };
 static_assert(AccessInOrder(kPreAccess));
 constexpr MicroNodeDecl kPreMicro[] = {{"", kPreAccess, &PreKernel}};
@@ -98,8 +97,23 @@ constexpr CoreNodeDecl kPreNode{kBlurPreId, "source/pattern/2d/blur_node", false
 // ---- blur
 
 enum Access {
-  kContext, kColor, kRadius, kResolution, kInterpolation, kSamples, kSeed, kStaticNoise, kMode, kImageData,
-  kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, kRenderMode, kResult
+  kContext,
+  kColor,
+  kRadius,
+  kResolution,
+  kInterpolation,
+  kSamples,
+  kSeed,
+  kStaticNoise,
+  kMode,
+  kImageData,
+  kMaskBlend,
+  kMaskRed,
+  kMaskGreen,
+  kMaskBlue,
+  kMaskAlpha,
+  kRenderMode,
+  kResult
 };
 
 // Mode "kernel": a true Gaussian over the grid pixels around the sample's pixel.
@@ -168,8 +182,7 @@ Result StochasticBlur(const FunctionInterface* fn, ShadingContext& local, const 
     local.uvw = local.uvwdx = local.uvwdy = Vector{pu, pv, pw};
     // Taken at the absolute position, so it falls off away from the UV origin.
     const double weight =
-        std::exp(((pu * 1024) * (pu * 1024) + (pv * 1024) * (pv * 1024)) * -0.5 / g / g) * 0.15915494309189535 /
-        centre;
+        std::exp(((pu * 1024) * (pu * 1024) + (pv * 1024) * (pv * 1024)) * -0.5 / g / g) * 0.15915494309189535 / centre;
     ColorA c;
     TESSAROC_RETURN_IF_FAILED(InvokeColor(fn, local, c));
     sum = Add(sum, Scale(c, weight));
@@ -212,14 +225,18 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
     if (!ref->pixels.empty()) {
       const float fu = static_cast<float>(u), fv = static_cast<float>(v);
       blurred = ports.In<InternedId>(kInterpolation) == Nearest() ? SampleBakedNearest(fu, fv, *ref)
-                                                                    : SampleBakedLinear(fu, fv, *ref);
+                                                                  : SampleBakedLinear(fu, fv, *ref);
     }
   }
   ports.Out<ColorA>(kResult) = ApplyMask(input, blurred, ReadMask(ports, kMaskBlend), true);
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"context", PortDir::kIn, &kShadingContextType},
     {"color", PortDir::kIn, &kColorFunctionType},
     {"radius", PortDir::kIn, &kFloat64Type},
@@ -234,12 +251,23 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},     {kColor, "color"},         {kRadius, "radius"},
-    {kResolution, "resolution"}, {kInterpolation, "interpolation"}, {kSamples, "samples"},
-    {kSeed, "seed"},           {kStaticNoise, "staticNoise"}, {kMode, "mode"},
-    {kImageData, "imageData"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
-    {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"},   {kMaskAlpha, "maskalpha"},
-    {kRenderMode, "renderMode"}, {kResult, "result"},
+    {kContext, "context"},
+    {kColor, "color"},
+    {kRadius, "radius"},
+    {kResolution, "resolution"},
+    {kInterpolation, "interpolation"},
+    {kSamples, "samples"},
+    {kSeed, "seed"},
+    {kStaticNoise, "staticNoise"},
+    {kMode, "mode"},
+    {kImageData, "imageData"},
+    {kMaskBlend, "maskblend"},
+    {kMaskRed, "maskred"},
+    {kMaskGreen, "maskgreen"},
+    {kMaskBlue, "maskblue"},
+    {kMaskAlpha, "maskalpha"},
+    {kRenderMode, "renderMode"},
+    {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};
@@ -282,9 +310,7 @@ Result ThreeBoxBlur(BakedImageData& image, double sigma) {
   std::vector<ColorA> buffer;
   try {
     buffer.resize(image.pixels.size());
-  } catch (const std::bad_alloc&) {
-    return Result::Fail(errors::kOutOfMemory, "cannot allocate the blur buffer");
-  }
+  } catch (const std::bad_alloc&) { return Result::Fail(errors::kOutOfMemory, "cannot allocate the blur buffer"); }
   for (int size : ThreeBoxSizes(sigma)) {
     // A box never reaches past the far edge of the image.
     const int32_t r = std::clamp((size - 1) / 2, 0, (R - 1) / 2);

@@ -50,9 +50,12 @@ constexpr PortDecl kPrePorts[] = {
     {"imageData", PortDir::kOut, &kBakedImageDataType, MicroNode::FLAGS::PERMANENT},
 };
 constexpr AccessDecl kPreAccess[] = {
-    {kPreColor, "color"},           {kPreWidth, "width"},
-    {kPreHeight, "height"},         {kPreRenderMode, "renderMode"},
-    {kPreSearchPaths, "searchPaths"}, {kPreImageData, "imageData"},
+    {kPreColor, "color"},
+    {kPreWidth, "width"},
+    {kPreHeight, "height"},
+    {kPreRenderMode, "renderMode"},
+    {kPreSearchPaths, "searchPaths"},
+    {kPreImageData, "imageData"},
 };
 static_assert(AccessInOrder(kPreAccess));
 constexpr MicroNodeDecl kPreMicro[] = {{"", kPreAccess, &PreKernel}};
@@ -85,14 +88,12 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"color", PortDir::kIn, &kColorFunctionType},
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"interpolation", PortDir::kIn, &kInternedIdType},
-    {"imageData", PortDir::kIn, &kBakedImageDataType},
+    {"color", PortDir::kIn, &kColorFunctionType},      {"context", PortDir::kIn, &kShadingContextType},
+    {"interpolation", PortDir::kIn, &kInternedIdType}, {"imageData", PortDir::kIn, &kBakedImageDataType},
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"}, {kContext, "context"}, {kInterpolation, "interpolation"},
+    {kColor, "color"},         {kContext, "context"}, {kInterpolation, "interpolation"},
     {kImageData, "imageData"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));

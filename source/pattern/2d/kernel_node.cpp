@@ -8,9 +8,25 @@ namespace tessaroc::pattern {
 namespace {
 
 enum Access {
-  kContext, kColor, kResolution,
-  kK00, kK01, kK02, kK10, kK11, kK12, kK20, kK21, kK22,
-  kNormalize, kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, kResult
+  kContext,
+  kColor,
+  kResolution,
+  kK00,
+  kK01,
+  kK02,
+  kK10,
+  kK11,
+  kK12,
+  kK20,
+  kK21,
+  kK22,
+  kNormalize,
+  kMaskBlend,
+  kMaskRed,
+  kMaskGreen,
+  kMaskBlue,
+  kMaskAlpha,
+  kResult
 };
 
 void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
@@ -48,7 +64,11 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"context", PortDir::kIn, &kShadingContextType},
     {"color", PortDir::kIn, &kColorFunctionType},
     {"resolution", PortDir::kIn, &kVector2dType},
@@ -65,13 +85,11 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},     {kColor, "color"},         {kResolution, "resolution"},
-    {kK00, "kernel00"},        {kK01, "kernel01"},        {kK02, "kernel02"},
-    {kK10, "kernel10"},        {kK11, "kernel11"},        {kK12, "kernel12"},
-    {kK20, "kernel20"},        {kK21, "kernel21"},        {kK22, "kernel22"},
-    {kNormalize, "normalize"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
-    {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"},   {kMaskAlpha, "maskalpha"},
-    {kResult, "result"},
+    {kContext, "context"},     {kColor, "color"},         {kResolution, "resolution"}, {kK00, "kernel00"},
+    {kK01, "kernel01"},        {kK02, "kernel02"},        {kK10, "kernel10"},          {kK11, "kernel11"},
+    {kK12, "kernel12"},        {kK20, "kernel20"},        {kK21, "kernel21"},          {kK22, "kernel22"},
+    {kNormalize, "normalize"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},       {kMaskGreen, "maskgreen"},
+    {kMaskBlue, "maskblue"},   {kMaskAlpha, "maskalpha"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

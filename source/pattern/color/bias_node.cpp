@@ -58,7 +58,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"bias", PortDir::kIn, &kFloat64Type},
     {"gain", PortDir::kIn, &kFloat64Type},

@@ -86,8 +86,8 @@ void BlendKernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) 
     result = std::move(r);
     return;
   }
-  ports.Out<ColorA>(kResult) = FinishBlend(background, foreground, blended, ReadMask(ports, kMaskBlend),
-                                           ports.In<InternedId>(kAlphaHandling));
+  ports.Out<ColorA>(kResult) =
+      FinishBlend(background, foreground, blended, ReadMask(ports, kMaskBlend), ports.In<InternedId>(kAlphaHandling));
 }
 
 constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
@@ -107,18 +107,12 @@ constexpr PortDecl kPorts[] = {
     {"blendPixelHandlerRef", PortDir::kOut, &kBlendPixelHandlerRefType, kPrivate},
 };
 constexpr AccessDecl kAccess[] = {
-    {kBackground, "background"},
-    {kForeground, "foreground"},
-    {kBlendMode, "blendMode"},
-    {kAlphaHandling, "alphaHandling"},
-    {kMaskBlend, "maskblend"},
-    {kMaskRed, "maskred"},
-    {kMaskGreen, "maskgreen"},
-    {kMaskBlue, "maskblue"},
-    {kMaskAlpha, "maskalpha"},
-    {kResult, "result"},
-    {kLastBlendMode, "lastBlendMode"},
-    {kHandlerRef, "blendPixelHandlerRef"},
+    {kBackground, "background"},       {kForeground, "foreground"},
+    {kBlendMode, "blendMode"},         {kAlphaHandling, "alphaHandling"},
+    {kMaskBlend, "maskblend"},         {kMaskRed, "maskred"},
+    {kMaskGreen, "maskgreen"},         {kMaskBlue, "maskblue"},
+    {kMaskAlpha, "maskalpha"},         {kResult, "result"},
+    {kLastBlendMode, "lastBlendMode"}, {kHandlerRef, "blendPixelHandlerRef"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &BlendKernel}};

@@ -88,8 +88,7 @@ Color HslToRgb(double h, double s, double l) {
   if (s == 0.0 || h == -1.0) return {l, l, l};
   const double m2 = 0.5 >= l ? (1.0 + s) * l : s + l - s * l;
   const double m1 = l + l - m2;
-  return {HslCurve(m1, m2, h + 0.3333333333333333), HslCurve(m1, m2, h),
-          HslCurve(m1, m2, h - 0.3333333333333333)};
+  return {HslCurve(m1, m2, h + 0.3333333333333333), HslCurve(m1, m2, h), HslCurve(m1, m2, h - 0.3333333333333333)};
 }
 
 Xyz RgbToXyz(double r, double g, double b) {

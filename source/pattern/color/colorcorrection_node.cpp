@@ -45,8 +45,17 @@ ColorA ColorHslEffect(const ColorA& c, double hue, double saturation, double val
 namespace {
 
 enum Access {
-  kColor, kHue, kSaturation, kValue, kColorize,
-  kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, kResult
+  kColor,
+  kHue,
+  kSaturation,
+  kValue,
+  kColorize,
+  kMaskBlend,
+  kMaskRed,
+  kMaskGreen,
+  kMaskBlue,
+  kMaskAlpha,
+  kResult
 };
 
 ColorA Effect(const ColorA& c, const PortAccess& ports) {
@@ -55,7 +64,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"hue", PortDir::kIn, &kFloat64Type},
     {"saturation", PortDir::kIn, &kFloat64Type},
@@ -64,9 +77,12 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"},         {kHue, "hue"},           {kSaturation, "saturation"}, {kValue, "value"},
-    {kColorize, "colorize"},   {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},     {kMaskGreen, "maskgreen"},
-    {kMaskBlue, "maskblue"},   {kMaskAlpha, "maskalpha"}, {kResult, "result"},
+    {kColor, "color"},           {kHue, "hue"},
+    {kSaturation, "saturation"}, {kValue, "value"},
+    {kColorize, "colorize"},     {kMaskBlend, "maskblend"},
+    {kMaskRed, "maskred"},       {kMaskGreen, "maskgreen"},
+    {kMaskBlue, "maskblue"},     {kMaskAlpha, "maskalpha"},
+    {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &MaskedEffectKernel<Effect, kColor, kMaskBlend, kResult, true>}};

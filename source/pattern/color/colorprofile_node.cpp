@@ -21,10 +21,8 @@ Profile ProfileFromId(const InternedId& id) {
 
 double DecodeProfile(Profile p, double x, const ProfileParams& params) {
   switch (p) {
-    case Profile::kSrgb:
-      return 0.04045 >= x ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
-    case Profile::kGamma:
-      return std::pow(x, params.gamma);
+    case Profile::kSrgb: return 0.04045 >= x ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
+    case Profile::kGamma: return std::pow(x, params.gamma);
     case Profile::kRec709:
       // A product above the knee, not the inverse power of the encode: the
       // pair is deliberately not a round trip there.
@@ -33,26 +31,21 @@ double DecodeProfile(Profile p, double x, const ProfileParams& params) {
       return (std::pow(10.0, (1023.0 * std::pow(x, params.filmGamma) - params.whitePoint) / params.blackPoint) -
               0.0108) /
              0.9892;
-    case Profile::kLinear:
-      break;
+    case Profile::kLinear: break;
   }
   return x;
 }
 
 double EncodeProfile(Profile p, double x, const ProfileParams& params) {
   switch (p) {
-    case Profile::kSrgb:
-      return 0.0031308 >= x ? x * 12.92 : std::pow(x, 0.4166666666666667) * 1.055 - 0.055;
-    case Profile::kGamma:
-      return params.gamma > 0.0 ? std::pow(x, 1.0 / params.gamma) : 0.0;
-    case Profile::kRec709:
-      return x >= 0.018 ? std::pow(x, 0.45) * 1.099 - 0.099 : x * 4.5;
+    case Profile::kSrgb: return 0.0031308 >= x ? x * 12.92 : std::pow(x, 0.4166666666666667) * 1.055 - 0.055;
+    case Profile::kGamma: return params.gamma > 0.0 ? std::pow(x, 1.0 / params.gamma) : 0.0;
+    case Profile::kRec709: return x >= 0.018 ? std::pow(x, 0.45) * 1.099 - 0.099 : x * 4.5;
     case Profile::kCineon:
       return (std::log10(std::pow(x, 1.0 / params.filmGamma) * 0.9892 + 0.0108) * params.blackPoint +
               params.whitePoint) /
              1023.0;
-    case Profile::kLinear:
-      break;
+    case Profile::kLinear: break;
   }
   return x;
 }
@@ -71,8 +64,20 @@ ColorA ColorProfileEffect(const ColorA& c, Profile in, Profile out, bool forward
 namespace {
 
 enum Access {
-  kColor, kInProfile, kOutProfile, kDirection, kGamma, kFilmGamma, kBlackPoint, kWhitePoint,
-  kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, kResult
+  kColor,
+  kInProfile,
+  kOutProfile,
+  kDirection,
+  kGamma,
+  kFilmGamma,
+  kBlackPoint,
+  kWhitePoint,
+  kMaskBlend,
+  kMaskRed,
+  kMaskGreen,
+  kMaskBlue,
+  kMaskAlpha,
+  kResult
 };
 
 ColorA Effect(const ColorA& c, const PortAccess& ports) {
@@ -85,7 +90,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"inProfile", PortDir::kIn, &kInternedIdType},
     {"outProfile", PortDir::kIn, &kInternedIdType},
@@ -97,11 +106,10 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"},           {kInProfile, "inProfile"},   {kOutProfile, "outProfile"},
-    {kDirection, "direction"},   {kGamma, "gamma"},           {kFilmGamma, "filmgamma"},
-    {kBlackPoint, "blackpoint"}, {kWhitePoint, "whitepoint"}, {kMaskBlend, "maskblend"},
-    {kMaskRed, "maskred"},       {kMaskGreen, "maskgreen"},   {kMaskBlue, "maskblue"},
-    {kMaskAlpha, "maskalpha"},   {kResult, "result"},
+    {kColor, "color"},         {kInProfile, "inProfile"}, {kOutProfile, "outProfile"}, {kDirection, "direction"},
+    {kGamma, "gamma"},         {kFilmGamma, "filmgamma"}, {kBlackPoint, "blackpoint"}, {kWhitePoint, "whitepoint"},
+    {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},     {kMaskGreen, "maskgreen"},   {kMaskBlue, "maskblue"},
+    {kMaskAlpha, "maskalpha"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &MaskedEffectKernel<Effect, kColor, kMaskBlend, kResult, true>}};

@@ -24,17 +24,12 @@ namespace {
 
 Color ToRgb(ColorSpace from, const Color& c) {
   switch (from) {
-    case ColorSpace::kHsv:
-      return HsvToRgb(c.r, c.g, c.b);
-    case ColorSpace::kHsl:
-      return HslToRgb(c.r, c.g, c.b);
-    case ColorSpace::kXyz:
-      return XyzToRgb(c.r, c.g, c.b);
-    case ColorSpace::kCmy:
-      return {1.0 - c.r, 1.0 - c.g, 1.0 - c.b};
+    case ColorSpace::kHsv: return HsvToRgb(c.r, c.g, c.b);
+    case ColorSpace::kHsl: return HslToRgb(c.r, c.g, c.b);
+    case ColorSpace::kXyz: return XyzToRgb(c.r, c.g, c.b);
+    case ColorSpace::kCmy: return {1.0 - c.r, 1.0 - c.g, 1.0 - c.b};
     case ColorSpace::kRgb:
-    case ColorSpace::kNone:
-      break;
+    case ColorSpace::kNone: break;
   }
   return c;
 }
@@ -53,11 +48,9 @@ Color FromRgb(ColorSpace to, const Color& c) {
       const Xyz v = RgbToXyz(c.r, c.g, c.b);
       return {v.x, v.y, v.z};
     }
-    case ColorSpace::kCmy:
-      return {1.0 - c.r, 1.0 - c.g, 1.0 - c.b};
+    case ColorSpace::kCmy: return {1.0 - c.r, 1.0 - c.g, 1.0 - c.b};
     case ColorSpace::kRgb:
-    case ColorSpace::kNone:
-      break;
+    case ColorSpace::kNone: break;
   }
   return c;
 }
@@ -80,7 +73,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"incolorspace", PortDir::kIn, &kInternedIdType},
     {"outcolorspace", PortDir::kIn, &kInternedIdType},

@@ -18,7 +18,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"temperature", PortDir::kIn, &kFloat64Type},
     {"tint", PortDir::kIn, &kFloat64Type},
@@ -31,8 +35,7 @@ constexpr AccessDecl kAccess[] = {
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &MaskedEffectKernel<Effect, kColor, kMaskBlend, kResult, false>}};
-constexpr CoreNodeDecl kNode{kColorTemperatureId, "source/pattern/color/colortemperature_node", true, kPorts,
-                             kMicro};
+constexpr CoreNodeDecl kNode{kColorTemperatureId, "source/pattern/color/colortemperature_node", true, kPorts, kMicro};
 
 }  // namespace
 

@@ -25,13 +25,17 @@ enum Access { kColor, kContrast, kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kM
 ColorA Effect(const ColorA& c, const PortAccess& ports) { return ContrastEffect(c, ports.In<double>(kContrast)); }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"contrast", PortDir::kIn, &kFloat64Type},
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"},     {kContrast, "contrast"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
+    {kColor, "color"},         {kContrast, "contrast"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
     {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"}, {kMaskAlpha, "maskalpha"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));

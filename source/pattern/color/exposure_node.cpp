@@ -28,7 +28,11 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"exposure", PortDir::kIn, &kFloat64Type},
     {"offset", PortDir::kIn, &kFloat64Type},
@@ -36,7 +40,7 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"},       {kExposure, "exposure"},   {kOffset, "offset"},   {kGamma, "gamma"},
+    {kColor, "color"},         {kExposure, "exposure"}, {kOffset, "offset"},       {kGamma, "gamma"},
     {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},   {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"},
     {kMaskAlpha, "maskalpha"}, {kResult, "result"},
 };

@@ -13,7 +13,11 @@ enum Access { kColor, kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, k
 ColorA Effect(const ColorA& c, const PortAccess&) { return InvertColorEffect(c); }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"result", PortDir::kOut, &kColorAType},
 };

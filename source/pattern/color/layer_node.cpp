@@ -10,8 +10,8 @@
 
 namespace tessaroc::pattern {
 
-constinit const DataType kCachedBlendModesType =
-    MakeDataType<CachedBlendModes>("net.zovan.pattern.datatype.cachedblendmodes", "tessaroc::pattern::CachedBlendModes");
+constinit const DataType kCachedBlendModesType = MakeDataType<CachedBlendModes>(
+    "net.zovan.pattern.datatype.cachedblendmodes", "tessaroc::pattern::CachedBlendModes");
 
 namespace {
 

@@ -24,8 +24,8 @@ inline bool ReadBool(const PortAccess& ports, int index) {
 
 // Reads the five mask ports, which stand at consecutive access indices.
 inline MaskBlock ReadMask(const PortAccess& ports, int first) {
-  return {ports.In<double>(first), ReadBool(ports, first + 1), ReadBool(ports, first + 2),
-          ReadBool(ports, first + 3), ReadBool(ports, first + 4)};
+  return {ports.In<double>(first), ReadBool(ports, first + 1), ReadBool(ports, first + 2), ReadBool(ports, first + 3),
+          ReadBool(ports, first + 4)};
 }
 
 // Per channel: candidate = effect where the channel's mask is set, else the

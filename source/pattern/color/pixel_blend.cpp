@@ -55,8 +55,7 @@ Result MakeBlendPixelHandler(const ImagePixelBlendInterface* blendClass, BlendPi
   if (blendClass == nullptr) return Result::Fail(errors::kNullPtr, "no blend-mode class");
 
   BlendPixelDelegates delegates;
-  TESSAROC_RETURN_IF_FAILED(
-      blendClass->GetBlendPixelHandler(format, destination, format, source, 1.0, delegates));
+  TESSAROC_RETURN_IF_FAILED(blendClass->GetBlendPixelHandler(format, destination, format, source, 1.0, delegates));
   if (delegates.blend.call == nullptr) {
     if (delegates.release.call) delegates.release.call(delegates.release.context);
     return Result::Fail(errors::kNullPtr, "the blend-mode class gave no pixel handler");

@@ -30,19 +30,18 @@ inline constexpr const char* kOverBlendModeId = "net.zovan.render.blendmode.over
 
 // The blend-mode names in their declared order.
 inline constexpr std::array<const char*, 38> kBlendModeNames = {
-    "add",        "applyalpha", "average",    "color",      "colorburn",   "colordodge", "darken",
-    "darker",     "difference", "dissolve",   "divide",     "exclusion",   "freeze",     "glow",
-    "hardlight",  "hardmix",    "heat",       "hue",        "hypot",       "levr",       "lighten",
-    "lighter",    "linearburn", "lineardodge", "luminance", "multiply",    "over",       "overlay",
-    "passfolder", "pinlight",   "reflect",    "saturation", "screen",      "softlight",  "stamp",
-    "subtract",   "vividlight", "xor",
+    "add",        "applyalpha", "average", "color",     "colorburn",  "colordodge", "darken",     "darker",
+    "difference", "dissolve",   "divide",  "exclusion", "freeze",     "glow",       "hardlight",  "hardmix",
+    "heat",       "hue",        "hypot",   "levr",      "lighten",    "lighter",    "linearburn", "lineardodge",
+    "luminance",  "multiply",   "over",    "overlay",   "passfolder", "pinlight",   "reflect",    "saturation",
+    "screen",     "softlight",  "stamp",   "subtract",  "vividlight", "xor",
 };
 
 // Where the channels of one pixel lie, in bits from the pixel's start.
 struct ChannelOffsets {
-  int32_t channelCount = 0;    // red, green, blue, alpha
+  int32_t channelCount = 0;  // red, green, blue, alpha
   int32_t bitsPerChannel = 0;
-  int32_t bitsPerPixel = 0;    // also the distance from one pixel to the next
+  int32_t bitsPerPixel = 0;  // also the distance from one pixel to the next
   std::array<int32_t, 4> offsets{};
 };
 
@@ -68,8 +67,8 @@ struct ConstPixelRun {
 
 // Blends `count` pixels: destination = blend(background, foreground). The
 // destination may be the background run itself. `flags` is reserved and 0.
-using BlendPixelFn = Result (*)(void* context, PixelRun destination, ConstPixelRun background,
-                                ConstPixelRun foreground, int64_t count, int64_t flags);
+using BlendPixelFn = Result (*)(void* context, PixelRun destination, ConstPixelRun background, ConstPixelRun foreground,
+                                int64_t count, int64_t flags);
 
 struct BlendPixelDelegate {
   BlendPixelFn call = nullptr;

@@ -57,7 +57,11 @@ enum Access {
   kSaturationFirst = kHueFirst + kColorBandCount,
   kLuminanceFirst = kSaturationFirst + kColorBandCount,
   kMaskBlend = kLuminanceFirst + kColorBandCount,
-  kMaskRed, kMaskGreen, kMaskBlue, kMaskAlpha, kResult
+  kMaskRed,
+  kMaskGreen,
+  kMaskBlue,
+  kMaskAlpha,
+  kResult
 };
 static_assert(kMaskBlend == 25 && kResult == 30);
 
@@ -73,10 +77,16 @@ ColorA Effect(const ColorA& c, const PortAccess& ports) {
   {#group "Red", PortDir::kIn, &kFloat64Type}, {#group "Orange", PortDir::kIn, &kFloat64Type},       \
       {#group "Yellow", PortDir::kIn, &kFloat64Type}, {#group "Green", PortDir::kIn, &kFloat64Type}, \
       {#group "Aqua", PortDir::kIn, &kFloat64Type}, {#group "Blue", PortDir::kIn, &kFloat64Type},    \
-      {#group "Purple", PortDir::kIn, &kFloat64Type}, {#group "Magenta", PortDir::kIn, &kFloat64Type}
+      {#group "Purple", PortDir::kIn, &kFloat64Type}, {                                              \
+#group "Magenta", PortDir::kIn, &kFloat64Type                                                    \
+  }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     TESSAROC_BAND_PORTS(hue),
     TESSAROC_BAND_PORTS(saturation),
@@ -84,18 +94,23 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kColorAType},
 };
 
-#define TESSAROC_BAND_ACCESS(first, group)                                                     \
-  {first + 0, #group "Red"}, {first + 1, #group "Orange"}, {first + 2, #group "Yellow"},      \
-      {first + 3, #group "Green"}, {first + 4, #group "Aqua"}, {first + 5, #group "Blue"},    \
-      {first + 6, #group "Purple"}, {first + 7, #group "Magenta"}
+#define TESSAROC_BAND_ACCESS(first, group)                                                                            \
+  {first + 0, #group "Red"}, {first + 1, #group "Orange"}, {first + 2, #group "Yellow"}, {first + 3, #group "Green"}, \
+      {first + 4, #group "Aqua"}, {first + 5, #group "Blue"}, {first + 6, #group "Purple"}, {                         \
+    first + 7, #group "Magenta"                                                                                       \
+  }
 
 constexpr AccessDecl kAccess[] = {
     {kColor, "color"},
     TESSAROC_BAND_ACCESS(kHueFirst, hue),
     TESSAROC_BAND_ACCESS(kSaturationFirst, saturation),
     TESSAROC_BAND_ACCESS(kLuminanceFirst, luminance),
-    {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"}, {kMaskGreen, "maskgreen"},
-    {kMaskBlue, "maskblue"},   {kMaskAlpha, "maskalpha"}, {kResult, "result"},
+    {kMaskBlend, "maskblend"},
+    {kMaskRed, "maskred"},
+    {kMaskGreen, "maskgreen"},
+    {kMaskBlue, "maskblue"},
+    {kMaskAlpha, "maskalpha"},
+    {kResult, "result"},
 };
 #undef TESSAROC_BAND_PORTS
 #undef TESSAROC_BAND_ACCESS

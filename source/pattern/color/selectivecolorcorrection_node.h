@@ -20,8 +20,8 @@ struct ColorBand {
   bool absoluteCosine;
 };
 inline constexpr ColorBand kColorBands[kColorBandCount] = {
-    {"red", 0.0, 30.0, false},   {"orange", 0.08, 30.0, false}, {"yellow", 0.16, 20.0, false},
-    {"green", 0.32, 3.0, true},  {"aqua", 0.5, 10.0, false},    {"blue", 0.66, 6.0, false},
+    {"red", 0.0, 30.0, false},    {"orange", 0.08, 30.0, false}, {"yellow", 0.16, 20.0, false},
+    {"green", 0.32, 3.0, true},   {"aqua", 0.5, 10.0, false},    {"blue", 0.66, 6.0, false},
     {"purple", 0.72, 8.0, false}, {"magenta", 0.85, 8.0, false},
 };
 

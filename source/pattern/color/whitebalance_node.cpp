@@ -17,14 +17,18 @@ enum Access { kColor, kWhitePoint, kMaskBlend, kMaskRed, kMaskGreen, kMaskBlue, 
 ColorA Effect(const ColorA& c, const PortAccess& ports) { return WhiteBalanceEffect(c, ports.In<Color>(kWhitePoint)); }
 
 constexpr PortDecl kPorts[] = {
-    kMaskBlendPort, kMaskRedPort, kMaskGreenPort, kMaskBluePort, kMaskAlphaPort,
+    kMaskBlendPort,
+    kMaskRedPort,
+    kMaskGreenPort,
+    kMaskBluePort,
+    kMaskAlphaPort,
     {"color", PortDir::kIn, &kColorAType},
     {"whitePoint", PortDir::kIn, &kColorType},
     {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"},     {kWhitePoint, "whitePoint"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
-    {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"}, {kMaskAlpha, "maskalpha"}, {kResult, "result"},
+    {kColor, "color"},         {kWhitePoint, "whitePoint"}, {kMaskBlend, "maskblend"}, {kMaskRed, "maskred"},
+    {kMaskGreen, "maskgreen"}, {kMaskBlue, "maskblue"},     {kMaskAlpha, "maskalpha"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &MaskedEffectKernel<Effect, kColor, kMaskBlend, kResult, false>}};

@@ -25,10 +25,8 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"strength", PortDir::kIn, &kFloat64Type},
-    {"center", PortDir::kIn, &kFloat64Type},
-    {"color", PortDir::kIn, &kColorType},
+    {"context", PortDir::kIn, &kShadingContextType}, {"strength", PortDir::kIn, &kFloat64Type},
+    {"center", PortDir::kIn, &kFloat64Type},         {"color", PortDir::kIn, &kColorType},
     {"result", PortDir::kOut, &kShadingContextType},
 };
 constexpr AccessDecl kAccess[] = {

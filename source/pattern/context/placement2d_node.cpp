@@ -64,10 +64,8 @@ double WrapMain(double x, uint8_t code, double rep, int64_t& cell) {
       if (code == kWrapMirror && (cell & 1) != 0) x = 1.0 - x;
       return x;
     }
-    case kWrapClamp:
-      return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
-    default:
-      return x;
+    case kWrapClamp: return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
+    default: return x;
   }
 }
 
@@ -80,10 +78,8 @@ double WrapDifferential(double x, uint8_t code, double rep, int64_t cell) {
       x = x - static_cast<double>(cell);
       if (code == kWrapMirror && (cell & 1) != 0) x = 1.0 - x;
       return x;
-    case kWrapClamp:
-      return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
-    default:
-      return x;
+    case kWrapClamp: return rep >= 0.0 ? std::min(rep, std::max(0.0, x)) : std::min(0.0, std::max(rep, x));
+    default: return x;
   }
 }
 
@@ -91,8 +87,8 @@ bool InUnit(double t) { return t >= 0.0 && 1.0 >= t; }
 
 }  // namespace
 
-void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV,
-                     uint8_t wrapU, uint8_t wrapV, const Vector2d& rep, ShadingContext& out) {
+void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV, uint8_t wrapU,
+                     uint8_t wrapV, const Vector2d& rep, ShadingContext& out) {
   out.uvw = in.uvw;
   out.uvwdx = in.uvwdx;
   out.uvwdy = in.uvwdy;
@@ -135,8 +131,23 @@ void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool 
 namespace {
 
 enum Access {
-  kContext, kOffset, kLength, kPivot, kRotation, kRepetitions, kDecalU, kDecalV, kModeU, kModeV, kResult, kData,
-  kOffsetCached, kLengthCached, kPivotCached, kRotationCached, kRepetitionsCached,
+  kContext,
+  kOffset,
+  kLength,
+  kPivot,
+  kRotation,
+  kRepetitions,
+  kDecalU,
+  kDecalV,
+  kModeU,
+  kModeV,
+  kResult,
+  kData,
+  kOffsetCached,
+  kLengthCached,
+  kPivotCached,
+  kRotationCached,
+  kRepetitionsCached,
 };
 
 uint8_t WrapCodeOf(const InternedId& mode) {

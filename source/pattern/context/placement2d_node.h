@@ -41,8 +41,8 @@ Placement2dData BuildPlacement2d(const Placement2dParams& p);
 
 // Writes the placed coordinate block (uvw, differentials, uvwvalid, wrap
 // modes) of `in` into `out`; every other field of `out` is left alone.
-void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV,
-                     uint8_t wrapU, uint8_t wrapV, const Vector2d& repetitions, ShadingContext& out);
+void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV, uint8_t wrapU,
+                     uint8_t wrapV, const Vector2d& repetitions, ShadingContext& out);
 
 Result RegisterPlacement2dNode(CoreNodeRegistry& registry);
 

@@ -18,7 +18,7 @@ struct OrderName {
 };
 // A global order is the local order of the reversed axes.
 constexpr OrderName kOrders[] = {
-    {"yxzlocal", 0}, {"xyzlocal", 1}, {"zxylocal", 2}, {"xzylocal", 3}, {"yzxlocal", 4}, {"zyxlocal", 5},
+    {"yxzlocal", 0},  {"xyzlocal", 1},  {"zxylocal", 2},  {"xzylocal", 3},  {"yzxlocal", 4},  {"zyxlocal", 5},
     {"zxyglobal", 0}, {"zyxglobal", 1}, {"yxzglobal", 2}, {"yzxglobal", 3}, {"xzyglobal", 4}, {"xyzglobal", 5},
 };
 // The axes of each code's local name, first letter first: 0 x, 1 y, 2 z.
@@ -35,12 +35,9 @@ Matrix3 Multiply(const Matrix3& a, const Matrix3& b) {
 Matrix3 AxisRotation(int axis, double t) {
   const double c = std::cos(t), s = std::sin(t);
   switch (axis) {
-    case 0:
-      return {{{1, 0, 0}, {0, c, -s}, {0, s, c}}};
-    case 1:
-      return {{{c, 0, s}, {0, 1, 0}, {-s, 0, c}}};
-    default:
-      return {{{c, -s, 0}, {s, c, 0}, {0, 0, 1}}};
+    case 0: return {{{1, 0, 0}, {0, c, -s}, {0, s, c}}};
+    case 1: return {{{c, 0, s}, {0, 1, 0}, {-s, 0, c}}};
+    default: return {{{c, -s, 0}, {s, c, 0}, {0, 0, 1}}};
   }
 }
 
@@ -120,8 +117,20 @@ Vector ApplyPlacement3d(const Placement3dData& d, const Vector& p) {
 namespace {
 
 enum Access {
-  kContext, kEnable, kPosition, kScale, kRotation, kOrder, kPivot, kResult, kData,
-  kPositionCached, kScaleCached, kRotationCached, kOrderCached, kPivotCached,
+  kContext,
+  kEnable,
+  kPosition,
+  kScale,
+  kRotation,
+  kOrder,
+  kPivot,
+  kResult,
+  kData,
+  kPositionCached,
+  kScaleCached,
+  kRotationCached,
+  kOrderCached,
+  kPivotCached,
 };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
@@ -140,8 +149,8 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   // The cached ports are compared but never written; see placement2d.
   Placement3dData& data = ports.Out<Placement3dData>(kData);
   const bool same = p.position == ports.In<Vector>(kPositionCached) && p.scale == ports.In<Vector>(kScaleCached) &&
-                    p.rotation == ports.In<Vector>(kRotationCached) &&
-                    p.rotationOrder == ports.In<Id>(kOrderCached) && p.pivot == ports.In<Vector>(kPivotCached);
+                    p.rotation == ports.In<Vector>(kRotationCached) && p.rotationOrder == ports.In<Id>(kOrderCached) &&
+                    p.pivot == ports.In<Vector>(kPivotCached);
   if (!same || !data.built) data = BuildPlacement3d(p);
 
   out.uvw = ApplyPlacement3d(data, in.uvw);

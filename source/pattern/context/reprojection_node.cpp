@@ -146,16 +146,20 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType}, {"rotation", PortDir::kIn, &kFloat64Type},
-    {"mode", PortDir::kIn, &kInternedIdType},         {"tile", PortDir::kIn, &kBoolType},
-    {"mirror", PortDir::kIn, &kBoolType},             {"reverse", PortDir::kIn, &kBoolType},
-    {"corners", PortDir::kIn, &kInt64Type},           {"repetitions", PortDir::kIn, &kFloat64Type},
+    {"context", PortDir::kIn, &kShadingContextType},
+    {"rotation", PortDir::kIn, &kFloat64Type},
+    {"mode", PortDir::kIn, &kInternedIdType},
+    {"tile", PortDir::kIn, &kBoolType},
+    {"mirror", PortDir::kIn, &kBoolType},
+    {"reverse", PortDir::kIn, &kBoolType},
+    {"corners", PortDir::kIn, &kInt64Type},
+    {"repetitions", PortDir::kIn, &kFloat64Type},
     {"result", PortDir::kOut, &kShadingContextType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"}, {kRotation, "rotation"}, {kMode, "mode"},       {kTile, "tile"},
-    {kMirror, "mirror"},   {kReverse, "reverse"},   {kCorners, "corners"}, {kRepetitions, "repetitions"},
-    {kResult, "result"},
+    {kContext, "context"}, {kRotation, "rotation"},       {kMode, "mode"},
+    {kTile, "tile"},       {kMirror, "mirror"},           {kReverse, "reverse"},
+    {kCorners, "corners"}, {kRepetitions, "repetitions"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

@@ -21,9 +21,26 @@ constinit const DataType kScatterSplatsType = MakeDataType<ScatterSplats>("net.z
 namespace {
 
 enum Access {
-  kContext, kContextLocal, kSeed, kTile, kRemoveOverlaps, kDensity, kSkipProbability, kShape, kRotation,
-  kRandomRotation, kScale, kRandomScale, kRandomScaleUniform, kUniformScale, kResultContext, kMask, kIndex,
-  kCenter, kBuckets, kSplats,
+  kContext,
+  kContextLocal,
+  kSeed,
+  kTile,
+  kRemoveOverlaps,
+  kDensity,
+  kSkipProbability,
+  kShape,
+  kRotation,
+  kRandomRotation,
+  kScale,
+  kRandomScale,
+  kRandomScaleUniform,
+  kUniformScale,
+  kResultContext,
+  kMask,
+  kIndex,
+  kCenter,
+  kBuckets,
+  kSplats,
 };
 
 struct Box {
@@ -90,9 +107,7 @@ struct Builder {
         if (other.item != item && Overlap(box, BoxOf(other))) return Result::Ok();
     try {
       splats.push_back({cx, cy, angle, 1.0 / sx, 1.0 / sy, item, box.minX, box.minY, box.maxX, box.maxY});
-    } catch (const std::bad_alloc&) {
-      return Result::Fail(errors::kOutOfMemory, "cannot grow the splat table");
-    }
+    } catch (const std::bad_alloc&) { return Result::Fail(errors::kOutOfMemory, "cannot grow the splat table"); }
     added[addedCount++] = {static_cast<int64_t>(splats.size()) - 1, box};
     return Result::Ok();
   }
@@ -112,9 +127,7 @@ Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, Sc
     splats.reserve(static_cast<size_t>(count));
     buckets.assign(kScatterGrid * kScatterGrid, ScatterCachedBucketData{});
     for (ScatterCachedBucketData& b : buckets) b.reserve(static_cast<size_t>(tile ? 5 * count : count));
-  } catch (const std::bad_alloc&) {
-    return Result::Fail(errors::kOutOfMemory, "cannot reserve the scatter table");
-  }
+  } catch (const std::bad_alloc&) { return Result::Fail(errors::kOutOfMemory, "cannot reserve the scatter table"); }
 
   const bool skipSet = ports.HasValue(kSkipProbability);
   for (int64_t n = 0; n < count; ++n) {

@@ -20,7 +20,7 @@ struct Splat {
   double centerX = 0, centerY = 0;
   double rotation = 0;  // radians
   double invScaleX = 0, invScaleY = 0;
-  uint32_t item = 0;  // 0 .. count - 1, shared by an item's tiled copies
+  uint32_t item = 0;                              // 0 .. count - 1, shared by an item's tiled copies
   double minX = 0, minY = 0, maxX = 0, maxY = 0;  // bounding box in UV
 };
 

@@ -56,19 +56,14 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"rayorigin", PortDir::kIn, &kVectorType},
-    {"raydirection", PortDir::kIn, &kVectorType},
-    {"uvw", PortDir::kIn, &kVectorType},
-    {"uvwdelta", PortDir::kIn, &kVectorType},
-    {"time", PortDir::kIn, &kTimeValueType},
-    {"shadingnormal", PortDir::kIn, &kVectorType},
-    {"result", PortDir::kOut, &kShadingContextType},
+    {"context", PortDir::kIn, &kShadingContextType}, {"rayorigin", PortDir::kIn, &kVectorType},
+    {"raydirection", PortDir::kIn, &kVectorType},    {"uvw", PortDir::kIn, &kVectorType},
+    {"uvwdelta", PortDir::kIn, &kVectorType},        {"time", PortDir::kIn, &kTimeValueType},
+    {"shadingnormal", PortDir::kIn, &kVectorType},   {"result", PortDir::kOut, &kShadingContextType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"}, {kRayOrigin, "rayorigin"}, {kRayDirection, "raydirection"},
-    {kTime, "time"},       {kUvw, "uvw"},             {kUvwDelta, "uvwdelta"},
-    {kShadingNormal, "shadingnormal"}, {kResult, "result"},
+    {kContext, "context"}, {kRayOrigin, "rayorigin"}, {kRayDirection, "raydirection"},   {kTime, "time"},
+    {kUvw, "uvw"},         {kUvwDelta, "uvwdelta"},   {kShadingNormal, "shadingnormal"}, {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

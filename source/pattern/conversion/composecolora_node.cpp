@@ -19,12 +19,9 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"rgb", PortDir::kIn, &kColorType},
-    {"red", PortDir::kIn, &kFloat64Type},
-    {"green", PortDir::kIn, &kFloat64Type},
-    {"blue", PortDir::kIn, &kFloat64Type},
-    {"alpha", PortDir::kIn, &kFloat64Type},
-    {"result", PortDir::kOut, &kColorAType},
+    {"rgb", PortDir::kIn, &kColorType},     {"red", PortDir::kIn, &kFloat64Type},
+    {"green", PortDir::kIn, &kFloat64Type}, {"blue", PortDir::kIn, &kFloat64Type},
+    {"alpha", PortDir::kIn, &kFloat64Type}, {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {{kRgb, "rgb"},   {kRed, "red"},     {kGreen, "green"},
                                   {kBlue, "blue"}, {kAlpha, "alpha"}, {kResult, "result"}};

@@ -16,8 +16,7 @@ constexpr PortDecl kPorts[] = {
 constexpr AccessDecl kAccess[] = {{0, "x"}, {1, "y"}, {2, "result"}};
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ComposeBatchKernel<Vector2d, 2>, MicroNode::BATCH}};
-constexpr CoreNodeDecl kNode{kComposeVector2Id, "source/pattern/conversion/composevector2_node", true, kPorts,
-                             kMicro};
+constexpr CoreNodeDecl kNode{kComposeVector2Id, "source/pattern/conversion/composevector2_node", true, kPorts, kMicro};
 
 }  // namespace
 

@@ -17,8 +17,7 @@ constexpr PortDecl kPorts[] = {
 constexpr AccessDecl kAccess[] = {{0, "x"}, {1, "y"}, {2, "z"}, {3, "result"}};
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ComposeBatchKernel<Vector, 3>, MicroNode::BATCH}};
-constexpr CoreNodeDecl kNode{kComposeVector3Id, "source/pattern/conversion/composevector3_node", true, kPorts,
-                             kMicro};
+constexpr CoreNodeDecl kNode{kComposeVector3Id, "source/pattern/conversion/composevector3_node", true, kPorts, kMicro};
 
 }  // namespace
 

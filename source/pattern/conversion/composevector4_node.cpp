@@ -9,17 +9,13 @@ namespace tessaroc::pattern {
 namespace {
 
 constexpr PortDecl kPorts[] = {
-    {"x", PortDir::kIn, &kFloat64Type},
-    {"y", PortDir::kIn, &kFloat64Type},
-    {"z", PortDir::kIn, &kFloat64Type},
-    {"w", PortDir::kIn, &kFloat64Type},
-    {"result", PortDir::kOut, &kVector4dType},
+    {"x", PortDir::kIn, &kFloat64Type}, {"y", PortDir::kIn, &kFloat64Type},        {"z", PortDir::kIn, &kFloat64Type},
+    {"w", PortDir::kIn, &kFloat64Type}, {"result", PortDir::kOut, &kVector4dType},
 };
 constexpr AccessDecl kAccess[] = {{0, "x"}, {1, "y"}, {2, "z"}, {3, "w"}, {4, "result"}};
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ComposeBatchKernel<Vector4d, 4>, MicroNode::BATCH}};
-constexpr CoreNodeDecl kNode{kComposeVector4Id, "source/pattern/conversion/composevector4_node", true, kPorts,
-                             kMicro};
+constexpr CoreNodeDecl kNode{kComposeVector4Id, "source/pattern/conversion/composevector4_node", true, kPorts, kMicro};
 
 }  // namespace
 

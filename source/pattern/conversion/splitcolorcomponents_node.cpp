@@ -26,14 +26,10 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"color", PortDir::kIn, &kColorAType},
-    {"index", PortDir::kIn, &kInt64Type},
-    {"rgb", PortDir::kOut, &kColorType},
-    {"r", PortDir::kOut, &kFloat64Type},
-    {"g", PortDir::kOut, &kFloat64Type},
-    {"b", PortDir::kOut, &kFloat64Type},
-    {"a", PortDir::kOut, &kFloat64Type},
-    {"indexedComponent", PortDir::kOut, &kFloat64Type},
+    {"color", PortDir::kIn, &kColorAType}, {"index", PortDir::kIn, &kInt64Type},
+    {"rgb", PortDir::kOut, &kColorType},   {"r", PortDir::kOut, &kFloat64Type},
+    {"g", PortDir::kOut, &kFloat64Type},   {"b", PortDir::kOut, &kFloat64Type},
+    {"a", PortDir::kOut, &kFloat64Type},   {"indexedComponent", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kAccess[] = {
     {kColor, "color"}, {kIndex, "index"}, {kRgb, "rgb"}, {kR, "r"},

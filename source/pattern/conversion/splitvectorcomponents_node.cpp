@@ -38,8 +38,9 @@ constexpr PortDecl kPorts[] = {
     {"indexedComponent", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kVector, "vector"}, {kIndex, "index"}, {kXyz, "xyz"}, {kXy, "xy"}, {kX, "x"},
-    {kY, "y"},           {kZ, "z"},         {kW, "w"},     {kIndexedComponent, "indexedComponent"},
+    {kVector, "vector"}, {kIndex, "index"}, {kXyz, "xyz"},
+    {kXy, "xy"},         {kX, "x"},         {kY, "y"},
+    {kZ, "z"},           {kW, "w"},         {kIndexedComponent, "indexedComponent"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

@@ -166,13 +166,22 @@ constexpr AccessDecl kGenAccess[] = {
 };
 static_assert(AccessInOrder(kGenAccess));
 constexpr MicroNodeDecl kGenMicro[] = {{"", kGenAccess, &GeneratorKernel}};
-constexpr CoreNodeDecl kGenNode{kPointGeneratorId, "source/pattern/generator/cells_node", false, kGenPorts,
-                                kGenMicro};
+constexpr CoreNodeDecl kGenNode{kPointGeneratorId, "source/pattern/generator/cells_node", false, kGenPorts, kGenMicro};
 
 // ---- cells
 
-enum CellsAccess { kContext, kPointDistributionIn, kDistanceMode, kExponent, kDistance, kDirection, kCenter, kF1, kF2,
-                   kIndex };
+enum CellsAccess {
+  kContext,
+  kPointDistributionIn,
+  kDistanceMode,
+  kExponent,
+  kDistance,
+  kDirection,
+  kCenter,
+  kF1,
+  kF2,
+  kIndex
+};
 
 void CellsKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const Vector& uvw = ports.In<ShadingContext>(kContext).uvw;
@@ -199,9 +208,15 @@ constexpr PortDecl kCellsPorts[] = {
     {"index", PortDir::kOut, &kInt64Type},
 };
 constexpr AccessDecl kCellsAccess[] = {
-    {kContext, "context"},   {kPointDistributionIn, "pointDistribution"}, {kDistanceMode, "distanceMode"},
-    {kExponent, "exponent"}, {kDistance, "distance"},                     {kDirection, "direction"},
-    {kCenter, "center"},     {kF1, "f1"},                                 {kF2, "f2"},
+    {kContext, "context"},
+    {kPointDistributionIn, "pointDistribution"},
+    {kDistanceMode, "distanceMode"},
+    {kExponent, "exponent"},
+    {kDistance, "distance"},
+    {kDirection, "direction"},
+    {kCenter, "center"},
+    {kF1, "f1"},
+    {kF2, "f2"},
     {kIndex, "index"},
 };
 static_assert(AccessInOrder(kCellsAccess));

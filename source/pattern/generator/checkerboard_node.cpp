@@ -114,9 +114,7 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
   ColorA& out = ports.Out<ColorA>(kResult);
   const ShadingContext& ctx = ports.In<ShadingContext>(kContext);
   switch (cov.need) {
-    case CheckerCoverage::kNothing:
-      out = ColorA{0, 0, 0, 0};
-      return;
+    case CheckerCoverage::kNothing: out = ColorA{0, 0, 0, 0}; return;
     case CheckerCoverage::kColor1:
       result = InvokeColor(ports.In<FunctionRef>(kColor1), ctx, out, &ports.Out<Data>(kCache1));
       return;
@@ -141,17 +139,16 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
 constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"contextLocal", PortDir::kIn, &kShadingContextType},
-    {"color1", PortDir::kIn, &kColorFunctionType},
-    {"color2", PortDir::kIn, &kColorFunctionType},
-    {"result", PortDir::kOut, &kColorAType},
-    {"cache1", PortDir::kOut, &kDataType, kPrivate},
+    {"context", PortDir::kIn, &kShadingContextType}, {"contextLocal", PortDir::kIn, &kShadingContextType},
+    {"color1", PortDir::kIn, &kColorFunctionType},   {"color2", PortDir::kIn, &kColorFunctionType},
+    {"result", PortDir::kOut, &kColorAType},         {"cache1", PortDir::kOut, &kDataType, kPrivate},
     {"cache2", PortDir::kOut, &kDataType, kPrivate},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"}, {kContextLocal, "contextLocal"}, {kColor1, "color1"}, {kColor2, "color2"},
-    {kResult, "result"},   {kCache1, "cache1"},             {kCache2, "cache2"},
+    {kContext, "context"}, {kContextLocal, "contextLocal"},
+    {kColor1, "color1"},   {kColor2, "color2"},
+    {kResult, "result"},   {kCache1, "cache1"},
+    {kCache2, "cache2"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

@@ -5,6 +5,7 @@
 
 namespace tessaroc::pattern {
 
+// clang-format off
 const CieRow5nm kCie1931_5nm[kCie1931_5nmCount] = {
     {0.0014, 0.0000, 0.0065},  // 380 nm
     {0.0022, 0.0001, 0.0105},  // 385 nm
@@ -416,5 +417,7 @@ const float kCie1931_1nmZ[kCie1931_1nmCount] = {
     0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
     0.0f, 0.0f, 0.0f,
 };
+
+// clang-format on
 
 }  // namespace tessaroc::pattern

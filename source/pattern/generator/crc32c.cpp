@@ -41,7 +41,7 @@ bool Crc32cHardwareAvailable() { return __builtin_cpu_supports("sse4.2"); }
 // Compiled for SSE4.2 alone, so the rest of the library stays on the baseline
 // target and this runs only behind the check above.
 __attribute__((target("sse4.2"))) uint32_t Crc32cExtendHardware(uint32_t state, const unsigned char* data,
-                                                                  size_t size) {
+                                                                size_t size) {
   uint64_t s = state;
   while (size >= 8) {
     uint64_t word;

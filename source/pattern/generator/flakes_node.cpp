@@ -72,7 +72,7 @@ constexpr PortDecl kPorts[] = {
     {"mask", PortDir::kOut, &kBoolType},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},   {kScale, "scale"},     {kDensity, "density"}, {kIntensity, "intensity"},
+    {kContext, "context"},    {kScale, "scale"},   {kDensity, "density"}, {kIntensity, "intensity"},
     {kTable, "voronoinoise"}, {kNormal, "normal"}, {kIndex, "index"},     {kMask, "mask"},
 };
 static_assert(AccessInOrder(kAccess));

@@ -139,9 +139,7 @@ class PortKnots final : public KnotAccessor {
     }
     return Result::Ok();
   }
-  Result Bias(int64_t index, double& out) const override {
-    return InvokeFloat(Function(kBiasArray, index), ctx_, out);
-  }
+  Result Bias(int64_t index, double& out) const override { return InvokeFloat(Function(kBiasArray, index), ctx_, out); }
   Result Interpolation(int64_t index, Id& out) const override {
     return InvokeFunction(Function(kInterpolationArray, index), kIdType, ctx_, out, Id());
   }
@@ -201,9 +199,15 @@ constexpr PortDecl kPorts[] = {
     {"interpolation", PortDir::kIn, &kIdFunctionType, 0, true},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},     {kContextLocal, "contextLocal"}, {kInput, "input"},
-    {kSortedKnots, "sortedKnots"}, {kColorSpace, "colorspace"}, {kResult, "result"},
-    {kColors, "color"},        {kBiases, "bias"},               {kInterpolations, "interpolation"},
+    {kContext, "context"},
+    {kContextLocal, "contextLocal"},
+    {kInput, "input"},
+    {kSortedKnots, "sortedKnots"},
+    {kColorSpace, "colorspace"},
+    {kResult, "result"},
+    {kColors, "color"},
+    {kBiases, "bias"},
+    {kInterpolations, "interpolation"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &GradientKernel}};

@@ -20,14 +20,11 @@ Result BuildSortedKnots(std::span<const double> positions, SortedKnots& table) {
   try {
     table.knots.clear();
     table.rank.clear();
-    for (size_t i = 0; i < positions.size(); ++i)
-      table.knots.push_back({static_cast<int64_t>(i), positions[i]});
+    for (size_t i = 0; i < positions.size(); ++i) table.knots.push_back({static_cast<int64_t>(i), positions[i]});
     std::sort(table.knots.begin(), table.knots.end(), KnotLess);
     table.rank.resize(table.knots.size());
     for (size_t p = 0; p < table.knots.size(); ++p) table.rank[table.knots[p].index] = static_cast<int64_t>(p);
-  } catch (const std::bad_alloc&) {
-    return Result::Fail(errors::kOutOfMemory, "cannot allocate the knot table");
-  }
+  } catch (const std::bad_alloc&) { return Result::Fail(errors::kOutOfMemory, "cannot allocate the knot table"); }
   return Result::Ok();
 }
 

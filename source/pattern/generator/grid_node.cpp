@@ -73,9 +73,9 @@ constexpr PortDecl kPorts[] = {
     {"index", PortDir::kOut, &kInt64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},     {kContextLocal, "contextLocal"}, {kLine, "line"},
-    {kFill, "fill"},           {kThickness, "thickness"},       {kSoftness, "softness"},
-    {kFrequency, "frequency"}, {kResult, "result"},             {kIndex, "index"},
+    {kContext, "context"},     {kContextLocal, "contextLocal"}, {kLine, "line"},           {kFill, "fill"},
+    {kThickness, "thickness"}, {kSoftness, "softness"},         {kFrequency, "frequency"}, {kResult, "result"},
+    {kIndex, "index"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

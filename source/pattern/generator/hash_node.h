@@ -31,9 +31,9 @@ void WriteDraws(const RandomDraws& r, const PortAccess& ports, int first);
 
 // The result ports hash and random share, in creation and access order.
 inline constexpr PortDecl kRandomResultPorts[] = {
-    {"resultColorA", PortDir::kOut, &kColorAType},   {"resultColor", PortDir::kOut, &kColorType},
-    {"resultFloat", PortDir::kOut, &kFloat64Type},   {"resultInt", PortDir::kOut, &kInt64Type},
-    {"resultVector3", PortDir::kOut, &kVectorType},  {"resultVector2", PortDir::kOut, &kVector2dType},
+    {"resultColorA", PortDir::kOut, &kColorAType},  {"resultColor", PortDir::kOut, &kColorType},
+    {"resultFloat", PortDir::kOut, &kFloat64Type},  {"resultInt", PortDir::kOut, &kInt64Type},
+    {"resultVector3", PortDir::kOut, &kVectorType}, {"resultVector2", PortDir::kOut, &kVector2dType},
     {"resultBool", PortDir::kOut, &kBoolType},
 };
 inline constexpr size_t kRandomResultCount = std::size(kRandomResultPorts);

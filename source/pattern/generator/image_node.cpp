@@ -66,8 +66,8 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 int64_t SaturatingAdd(int64_t a, int64_t b) {
   int64_t r;
-  if (__builtin_add_overflow(a, b, &r)) return b > 0 ? std::numeric_limits<int64_t>::max()
-                                                     : std::numeric_limits<int64_t>::min();
+  if (__builtin_add_overflow(a, b, &r))
+    return b > 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
   return r;
 }
 
@@ -156,9 +156,28 @@ Result ResolveMovieTime(const Playback& p, double length, Url& url, TimeValue& t
 namespace {
 
 enum Access {
-  kContext, kUrl, kLayerSet, kInterpolation, kBlur, kAlpha, kMode, kSampleAcrossTiles, kMovieTime,
-  kPlaybackMode, kPlaybackStart, kPlaybackEnd, kFrameStart, kFrameEnd, kFrameRate, kDefaultColor,
-  kResult, kTexture, kLength, kFps, kWidth, kHeight
+  kContext,
+  kUrl,
+  kLayerSet,
+  kInterpolation,
+  kBlur,
+  kAlpha,
+  kMode,
+  kSampleAcrossTiles,
+  kMovieTime,
+  kPlaybackMode,
+  kPlaybackStart,
+  kPlaybackEnd,
+  kFrameStart,
+  kFrameEnd,
+  kFrameRate,
+  kDefaultColor,
+  kResult,
+  kTexture,
+  kLength,
+  kFps,
+  kWidth,
+  kHeight
 };
 
 // The loader's delegate: reads the playback ports of the running kernel.
@@ -230,9 +249,9 @@ void Kernel(Result& result, const MicroNodeImpl&, const PortAccess& ports) {
     const bool convertColors = mode == kRaw ? false : !(ctx.imageflag != 0);
     const UvwFootprint fp = ComputeUvwFootprint(ctx);
     const double blur = ports.In<double>(kBlur);
-    out = texture->Sample(ctx.uvw.x, ctx.uvw.y, fp.du + blur, fp.dv + blur, ctx.wrapmodeu, ctx.wrapmodev,
-                          interpolation, convertColors, alpha,
-                          *static_cast<const uint8_t*>(ports.slot(kSampleAcrossTiles).value) != 0);
+    out =
+        texture->Sample(ctx.uvw.x, ctx.uvw.y, fp.du + blur, fp.dv + blur, ctx.wrapmodeu, ctx.wrapmodev, interpolation,
+                        convertColors, alpha, *static_cast<const uint8_t*>(ports.slot(kSampleAcrossTiles).value) != 0);
   }
   if (!ports.IsUsed(kWidth) && !ports.IsUsed(kHeight) && !ports.IsUsed(kFps) && !ports.IsUsed(kLength)) return;
   TextureDetails details;
@@ -269,17 +288,28 @@ constexpr PortDecl kPorts[] = {
     {"height", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},         {kUrl, "url"},
-    {kLayerSet, "layerSet"},       {kInterpolation, "interpolation"},
-    {kBlur, "blur"},               {kAlpha, "alpha"},
-    {kMode, "mode"},               {kSampleAcrossTiles, "sampleAcrossTiles"},
-    {kMovieTime, "movieTime"},     {kPlaybackMode, "playbackMode"},
-    {kPlaybackStart, "playbackStart"}, {kPlaybackEnd, "playbackEnd"},
-    {kFrameStart, "frameStart"},   {kFrameEnd, "frameEnd"},
-    {kFrameRate, "frameRate"},     {kDefaultColor, "defaultColor"},
-    {kResult, "result"},           {kTexture, "texture"},
-    {kLength, "length"},           {kFps, "fps"},
-    {kWidth, "width"},             {kHeight, "height"},
+    {kContext, "context"},
+    {kUrl, "url"},
+    {kLayerSet, "layerSet"},
+    {kInterpolation, "interpolation"},
+    {kBlur, "blur"},
+    {kAlpha, "alpha"},
+    {kMode, "mode"},
+    {kSampleAcrossTiles, "sampleAcrossTiles"},
+    {kMovieTime, "movieTime"},
+    {kPlaybackMode, "playbackMode"},
+    {kPlaybackStart, "playbackStart"},
+    {kPlaybackEnd, "playbackEnd"},
+    {kFrameStart, "frameStart"},
+    {kFrameEnd, "frameEnd"},
+    {kFrameRate, "frameRate"},
+    {kDefaultColor, "defaultColor"},
+    {kResult, "result"},
+    {kTexture, "texture"},
+    {kLength, "length"},
+    {kFps, "fps"},
+    {kWidth, "width"},
+    {kHeight, "height"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

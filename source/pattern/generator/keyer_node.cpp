@@ -34,17 +34,19 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"color", PortDir::kIn, &kColorAType},
-    {"key", PortDir::kIn, &kColorType},
-    {"toleranceMin", PortDir::kIn, &kFloat64Type},
-    {"toleranceMax", PortDir::kIn, &kFloat64Type},
-    {"mode", PortDir::kIn, &kInternedIdType},
-    {"result", PortDir::kOut, &kColorAType},
+    {"color", PortDir::kIn, &kColorAType},         {"key", PortDir::kIn, &kColorType},
+    {"toleranceMin", PortDir::kIn, &kFloat64Type}, {"toleranceMax", PortDir::kIn, &kFloat64Type},
+    {"mode", PortDir::kIn, &kInternedIdType},      {"result", PortDir::kOut, &kColorAType},
     {"mask", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kColor, "color"}, {kKey, "key"},       {kToleranceMin, "toleranceMin"}, {kToleranceMax, "toleranceMax"},
-    {kMode, "mode"},   {kResult, "result"}, {kMask, "mask"},
+    {kColor, "color"},
+    {kKey, "key"},
+    {kToleranceMin, "toleranceMin"},
+    {kToleranceMax, "toleranceMax"},
+    {kMode, "mode"},
+    {kResult, "result"},
+    {kMask, "mask"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

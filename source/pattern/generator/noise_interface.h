@@ -95,8 +95,7 @@ class RenderNoiseInterface {
   RenderNoiseInterface& operator=(const RenderNoiseInterface&) = delete;
 
   virtual Result Init(uint32_t seed, int32_t tablePower, const DataDictionary& parameters) = 0;
-  virtual float Noise(float x, float y, float z, bool absolute, float time, float octaves,
-                      float footprint) const = 0;
+  virtual float Noise(float x, float y, float z, bool absolute, float time, float octaves, float footprint) const = 0;
   virtual float Noise(float x, float y, bool absolute, float time, float octaves, float footprint) const = 0;
 
   void AddStrongRef() const { refs_.fetch_add(1, std::memory_order_relaxed); }

@@ -52,8 +52,8 @@ void NoisePreKernel(Result& result, const MicroNodeImpl&, const PortAccess& port
   table.noiseType = noiseType;
 
   DataDictionary parameters;
-  for (const auto& [key, value] :
-       {std::pair{kNoiseLacunarityKey, lacunarity}, std::pair{kNoiseGainKey, gain}, std::pair{kNoiseExponentKey, exponent}}) {
+  for (const auto& [key, value] : {std::pair{kNoiseLacunarityKey, lacunarity}, std::pair{kNoiseGainKey, gain},
+                                   std::pair{kNoiseExponentKey, exponent}}) {
     Result r = parameters.Set(key, value);
     if (r.failed()) {
       result = r;
@@ -80,12 +80,9 @@ void NoisePreKernel(Result& result, const MicroNodeImpl&, const PortAccess& port
 }
 
 constexpr PortDecl kPrePorts[] = {
-    {"seed", PortDir::kIn, &kUInt32Type},
-    {"lacunarity", PortDir::kIn, &kFloat64Type},
-    {"gain", PortDir::kIn, &kFloat64Type},
-    {"exponent", PortDir::kIn, &kFloat64Type},
-    {"noiseType", PortDir::kIn, &kIdType},
-    {"noisetable", PortDir::kOut, &kNoiseTableType, MicroNode::FLAGS::PERMANENT},
+    {"seed", PortDir::kIn, &kUInt32Type},  {"lacunarity", PortDir::kIn, &kFloat64Type},
+    {"gain", PortDir::kIn, &kFloat64Type}, {"exponent", PortDir::kIn, &kFloat64Type},
+    {"noiseType", PortDir::kIn, &kIdType}, {"noisetable", PortDir::kOut, &kNoiseTableType, MicroNode::FLAGS::PERMANENT},
 };
 constexpr AccessDecl kPreAccess[] = {
     {kPreSeed, "seed"},         {kPreLacunarity, "lacunarity"}, {kPreGain, "gain"},
@@ -118,17 +115,14 @@ void NoiseKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kNoisePorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"contextLocal", PortDir::kIn, &kShadingContextType},
-    {"animationSpeed", PortDir::kIn, &kFloat64Type},
-    {"octaves", PortDir::kIn, &kFloat64Type},
-    {"absolute", PortDir::kIn, &kBoolType},
-    {"noisetable", PortDir::kIn, &kNoiseTableType},
+    {"context", PortDir::kIn, &kShadingContextType}, {"contextLocal", PortDir::kIn, &kShadingContextType},
+    {"animationSpeed", PortDir::kIn, &kFloat64Type}, {"octaves", PortDir::kIn, &kFloat64Type},
+    {"absolute", PortDir::kIn, &kBoolType},          {"noisetable", PortDir::kIn, &kNoiseTableType},
     {"result", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kNoiseAccess[] = {
-    {kContext, "context"},       {kContextLocal, "contextLocal"}, {kAnimationSpeed, "animationSpeed"},
-    {kOctaves, "octaves"},       {kAbsolute, "absolute"},         {kNoiseTable, "noisetable"},
+    {kContext, "context"}, {kContextLocal, "contextLocal"}, {kAnimationSpeed, "animationSpeed"},
+    {kOctaves, "octaves"}, {kAbsolute, "absolute"},         {kNoiseTable, "noisetable"},
     {kResult, "result"},
 };
 static_assert(AccessInOrder(kNoiseAccess));
@@ -172,9 +166,14 @@ constexpr PortDecl kMathPorts[] = {
     {"result", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kMathAccess[] = {
-    {kValue, "value"},          {kTime, "time"},         {kTwod, "twod"},
-    {kScale, "scale"},          {kMathOctaves, "octaves"}, {kMathAbsolute, "absolute"},
-    {kMathNoiseTable, "noisetable"}, {kMathResult, "result"},
+    {kValue, "value"},
+    {kTime, "time"},
+    {kTwod, "twod"},
+    {kScale, "scale"},
+    {kMathOctaves, "octaves"},
+    {kMathAbsolute, "absolute"},
+    {kMathNoiseTable, "noisetable"},
+    {kMathResult, "result"},
 };
 static_assert(AccessInOrder(kMathAccess));
 constexpr MicroNodeDecl kMathMicro[] = {{"", kMathAccess, &MathNoiseKernel}};

@@ -26,7 +26,8 @@ namespace {
 enum Access { kContext, kSeed, kSalt, kMinimum, kMaximum, kFirstResult };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
-  const uint32_t key = RandomKey(ports.In<ShadingContext>(kContext), ports.In<int64_t>(kSeed), ports.In<int64_t>(kSalt));
+  const uint32_t key =
+      RandomKey(ports.In<ShadingContext>(kContext), ports.In<int64_t>(kSeed), ports.In<int64_t>(kSalt));
   WriteDraws(DrawFromKey(key, ports.In<double>(kMinimum), ports.In<double>(kMaximum)), ports, kFirstResult);
 }
 

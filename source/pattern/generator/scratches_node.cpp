@@ -52,12 +52,9 @@ double Scratches(double u, double v, const ScratchParams& p) {
       const double e = p.thickness * rThick * 0.05 - std::fabs((qb - 0.5) + bendAmt + bendAmt);
       if (e > 0.0) {
         const double z = (std::pow(qa, p.gamma) * qa * (1.0 - e) - 1.0) * p.depth + 1.0;
-        if (0.0 > z)
-          val = 1.0;
-        else if (z > 1.0)
-          val = 0.0;
-        else
-          val = 1.0 - z;
+        if (0.0 > z) val = 1.0;
+        else if (z > 1.0) val = 0.0;
+        else val = 1.0 - z;
       }
     }
     // Not a sum: a value that doesn't exceed acc doubles it (a NaN too).
@@ -73,8 +70,19 @@ double Scratches(double u, double v, const ScratchParams& p) {
 namespace {
 
 enum Access {
-  kContext, kContextLocal, kSeed, kBend, kScale, kDensity, kLayers, kFrequencyStep, kRotation, kGamma, kThickness,
-  kDepth, kResult,
+  kContext,
+  kContextLocal,
+  kSeed,
+  kBend,
+  kScale,
+  kDensity,
+  kLayers,
+  kFrequencyStep,
+  kRotation,
+  kGamma,
+  kThickness,
+  kDepth,
+  kResult,
 };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
@@ -109,10 +117,12 @@ constexpr PortDecl kPorts[] = {
     {"result", PortDir::kOut, &kFloat64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},     {kContextLocal, "contextLocal"}, {kSeed, "seed"},
-    {kBend, "bend"},           {kScale, "scale"},               {kDensity, "density"},
-    {kLayers, "layers"},       {kFrequencyStep, "frequencystep"}, {kRotation, "rotation"},
-    {kGamma, "gamma"},         {kThickness, "thickness"},       {kDepth, "depth"},
+    {kContext, "context"},     {kContextLocal, "contextLocal"},
+    {kSeed, "seed"},           {kBend, "bend"},
+    {kScale, "scale"},         {kDensity, "density"},
+    {kLayers, "layers"},       {kFrequencyStep, "frequencystep"},
+    {kRotation, "rotation"},   {kGamma, "gamma"},
+    {kThickness, "thickness"}, {kDepth, "depth"},
     {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));

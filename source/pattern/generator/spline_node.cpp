@@ -12,14 +12,38 @@ namespace tessaroc::pattern {
 namespace {
 
 enum Access {
-  kInput, kTension, kMin, kMax, kLinkEndTangents, kLinkEndPositions, kResult,
-  kPositionX, kPositionY, kLockX, kLockY, kInterpolation, kTangentLeft, kTangentRight, kBreakTangent,
-  kKeepVisualAngle, kLockAngle, kLockLength,
+  kInput,
+  kTension,
+  kMin,
+  kMax,
+  kLinkEndTangents,
+  kLinkEndPositions,
+  kResult,
+  kPositionX,
+  kPositionY,
+  kLockX,
+  kLockY,
+  kInterpolation,
+  kTangentLeft,
+  kTangentRight,
+  kBreakTangent,
+  kKeepVisualAngle,
+  kLockAngle,
+  kLockLength,
 };
 // Ordinals of the knot groups among the array ports.
 enum Group {
-  gPositionX, gPositionY, gLockX, gLockY, gInterpolation, gTangentLeft, gTangentRight, gBreakTangent,
-  gKeepVisualAngle, gLockAngle, gLockLength,
+  gPositionX,
+  gPositionY,
+  gLockX,
+  gLockY,
+  gInterpolation,
+  gTangentLeft,
+  gTangentRight,
+  gBreakTangent,
+  gKeepVisualAngle,
+  gLockAngle,
+  gLockLength,
 };
 static_assert(gLockLength + 1 == kSplineKnotGroups);
 

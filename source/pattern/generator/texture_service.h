@@ -96,8 +96,7 @@ class TextureService {
   // found as it stands. `time` picks a movie's frame; the delegate may be null.
   // A failure's message is meant for the user.
   virtual Result LoadTexture(const Url& url, const SearchPathsType* searchPaths, bool force32bit,
-                             const LayerSet& layers, TimeValue& time, MovieTimeDelegate* delegate,
-                             TextureRef& out) = 0;
+                             const LayerSet& layers, TimeValue& time, MovieTimeDelegate* delegate, TextureRef& out) = 0;
   // An empty texture: a threaded texture made from it has no image.
   virtual Result AllocTexture(TextureRef& out) = 0;
   virtual Result AllocThreadedTexture(ThreadedTextureRef& out) = 0;

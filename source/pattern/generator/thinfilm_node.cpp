@@ -48,9 +48,7 @@ Result FillThinFilmInit(int64_t samples, ThinFilmInit& init) {
     bins.resize(static_cast<size_t>(n));
   } catch (const std::bad_alloc&) {
     return Result::Fail(errors::kOutOfMemory, "thin film bins");
-  } catch (const std::length_error&) {
-    return Result::Fail(errors::kOutOfMemory, "thin film bins");
-  }
+  } catch (const std::length_error&) { return Result::Fail(errors::kOutOfMemory, "thin film bins"); }
   const float nf = static_cast<float>(n);
   for (int64_t i = 0; i < n; ++i) {
     const float f0 = static_cast<float>(i) / nf;
@@ -154,24 +152,19 @@ constexpr PortDecl kPrePorts[] = {
 constexpr AccessDecl kPreAccess[] = {{kSpectralSamples, "spectralsamples"}, {kInitOut, "thinfilminit"}};
 static_assert(AccessInOrder(kPreAccess));
 constexpr MicroNodeDecl kPreMicro[] = {{"", kPreAccess, &PreKernel}};
-constexpr CoreNodeDecl kPreNode{kThinFilmPreId, "source/pattern/generator/thinfilm_node", true, kPrePorts,
-                                kPreMicro};
+constexpr CoreNodeDecl kPreNode{kThinFilmPreId, "source/pattern/generator/thinfilm_node", true, kPrePorts, kPreMicro};
 
 enum Access { kContext, kIor, kThickness, kVariation, kInit, kResult };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const ThinFilmParams params{ports.In<double>(kIor), ports.In<double>(kThickness), ports.In<double>(kVariation)};
-  ports.Out<ColorA>(kResult) =
-      ThinFilmColor(ports.In<ShadingContext>(kContext), params, ports.In<ThinFilmInit>(kInit));
+  ports.Out<ColorA>(kResult) = ThinFilmColor(ports.In<ShadingContext>(kContext), params, ports.In<ThinFilmInit>(kInit));
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"ior", PortDir::kIn, &kFloat64Type},
-    {"thickness", PortDir::kIn, &kFloat64Type},
-    {"variation", PortDir::kIn, &kFloat64Type},
-    {"thinfilminit", PortDir::kIn, &kThinFilmInitType},
-    {"result", PortDir::kOut, &kColorAType},
+    {"context", PortDir::kIn, &kShadingContextType},    {"ior", PortDir::kIn, &kFloat64Type},
+    {"thickness", PortDir::kIn, &kFloat64Type},         {"variation", PortDir::kIn, &kFloat64Type},
+    {"thinfilminit", PortDir::kIn, &kThinFilmInitType}, {"result", PortDir::kOut, &kColorAType},
 };
 constexpr AccessDecl kAccess[] = {
     {kContext, "context"},     {kIor, "ior"},           {kThickness, "thickness"},

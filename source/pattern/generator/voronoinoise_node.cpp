@@ -93,18 +93,17 @@ void VoronoiNoiseKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) 
 
   const double k = scale > 0.0 ? 1.0 / scale : 0.0;
   const double u = c.uvw.x * k, v = c.uvw.y * k, w = c.uvw.z * k;
-  const VoronoiHit hit =
-      VoronoiLookup(table, static_cast<float>(u), static_cast<float>(v), static_cast<float>(w));
+  const VoronoiHit hit = VoronoiLookup(table, static_cast<float>(u), static_cast<float>(v), static_cast<float>(w));
   const double gap = static_cast<double>(hit.f2 - hit.f1);
 
   double b = 1.0;
   if (borderWidth > 0.0) {
     if (ReadBool(ports, kEvenWidthBorder)) {
       // A border wherever a step of borderWidth along u or v lands in another cell.
-      const int32_t id1 = VoronoiLookup(table, static_cast<float>(borderWidth + u), static_cast<float>(v),
-                                        static_cast<float>(w)).id;
-      const int32_t id2 = VoronoiLookup(table, static_cast<float>(u), static_cast<float>(borderWidth + v),
-                                        static_cast<float>(w)).id;
+      const int32_t id1 =
+          VoronoiLookup(table, static_cast<float>(borderWidth + u), static_cast<float>(v), static_cast<float>(w)).id;
+      const int32_t id2 =
+          VoronoiLookup(table, static_cast<float>(u), static_cast<float>(borderWidth + v), static_cast<float>(w)).id;
       const double id = static_cast<double>(hit.id);
       const double e = std::fabs((id + id) - static_cast<double>(id1) - static_cast<double>(id2));
       b = e > 1.0 ? 0.0 : 1.0 - e;
@@ -147,12 +146,18 @@ constexpr PortDecl kPorts[] = {
     {"index", PortDir::kOut, &kInt64Type},
 };
 constexpr AccessDecl kAccess[] = {
-    {kContext, "context"},         {kContextLocal, "contextLocal"},
-    {kScale, "scale"},             {kRandomColor, "randomColor"},
-    {kBorderWidth, "borderWidth"}, {kEvenWidthBorder, "evenWidthBorder"},
-    {kTable, "voronoinoise"},      {kResultColor, "resultColor"},
-    {kResultFloat, "resultFloat"}, {kDistance, "distance"},
-    {kF1, "f1"},                   {kF2, "f2"},
+    {kContext, "context"},
+    {kContextLocal, "contextLocal"},
+    {kScale, "scale"},
+    {kRandomColor, "randomColor"},
+    {kBorderWidth, "borderWidth"},
+    {kEvenWidthBorder, "evenWidthBorder"},
+    {kTable, "voronoinoise"},
+    {kResultColor, "resultColor"},
+    {kResultFloat, "resultFloat"},
+    {kDistance, "distance"},
+    {kF1, "f1"},
+    {kF2, "f2"},
     {kIndex, "index"},
 };
 static_assert(AccessInOrder(kAccess));

@@ -20,15 +20,15 @@ namespace {
 enum Access { kPoint, kTranslate, kRotate, kScale, kPivot, kResult };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
-  ports.Out<Vector2d>(kResult) = Transform2d(ports.In<Vector2d>(kPoint), ports.In<Vector2d>(kTranslate),
-                                             ports.In<double>(kRotate), ports.In<Vector2d>(kScale),
-                                             ports.In<Vector2d>(kPivot));
+  ports.Out<Vector2d>(kResult) =
+      Transform2d(ports.In<Vector2d>(kPoint), ports.In<Vector2d>(kTranslate), ports.In<double>(kRotate),
+                  ports.In<Vector2d>(kScale), ports.In<Vector2d>(kPivot));
 }
 
 constexpr PortDecl kPorts[] = {
-    {"point", PortDir::kIn, &kVector2dType},  {"translate", PortDir::kIn, &kVector2dType},
-    {"rotate", PortDir::kIn, &kFloat64Type},  {"scale", PortDir::kIn, &kVector2dType},
-    {"pivot", PortDir::kIn, &kVector2dType},  {"result", PortDir::kOut, &kVector2dType},
+    {"point", PortDir::kIn, &kVector2dType}, {"translate", PortDir::kIn, &kVector2dType},
+    {"rotate", PortDir::kIn, &kFloat64Type}, {"scale", PortDir::kIn, &kVector2dType},
+    {"pivot", PortDir::kIn, &kVector2dType}, {"result", PortDir::kOut, &kVector2dType},
 };
 constexpr AccessDecl kAccess[] = {
     {kPoint, "point"}, {kTranslate, "translate"}, {kRotate, "rotate"},

@@ -84,12 +84,9 @@ void PhongKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    {"context", PortDir::kIn, &kShadingContextType},
-    {"color", PortDir::kIn, &kColorFunctionType},
-    {"strength", PortDir::kIn, &kFloat64Type},
-    {"epsilonuv", PortDir::kIn, &kFloat64Type},
-    {"epsilon3d", PortDir::kIn, &kFloat64Type},
-    {"result", PortDir::kOut, &kVectorType},
+    {"context", PortDir::kIn, &kShadingContextType}, {"color", PortDir::kIn, &kColorFunctionType},
+    {"strength", PortDir::kIn, &kFloat64Type},       {"epsilonuv", PortDir::kIn, &kFloat64Type},
+    {"epsilon3d", PortDir::kIn, &kFloat64Type},      {"result", PortDir::kOut, &kVectorType},
 };
 constexpr AccessDecl kAccess[] = {
     {kContext, "context"},     {kColor, "color"},         {kStrength, "strength"},

@@ -61,8 +61,8 @@ enum DielectricAccess { kDContext, kDIor, kDResult };
 enum ConductorAccess { kCContext, kCIor, kCAbsorption, kCResult };
 
 void DielectricKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
-  ports.Out<double>(kDResult) = FresnelDielectric(FresnelCosine(ports.In<ShadingContext>(kDContext)),
-                                                  ports.In<double>(kDIor));
+  ports.Out<double>(kDResult) =
+      FresnelDielectric(FresnelCosine(ports.In<ShadingContext>(kDContext)), ports.In<double>(kDIor));
 }
 
 void ConductorKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
@@ -78,8 +78,8 @@ constexpr PortDecl kDielectricPorts[] = {
 constexpr AccessDecl kDielectricAccess[] = {{kDContext, "context"}, {kDIor, "ior"}, {kDResult, "result"}};
 static_assert(AccessInOrder(kDielectricAccess));
 constexpr MicroNodeDecl kDielectricMicro[] = {{"", kDielectricAccess, &DielectricKernel}};
-constexpr CoreNodeDecl kDielectric{kFresnelDielectricId, "source/pattern/shading/fresnel_node", false,
-                                   kDielectricPorts, kDielectricMicro};
+constexpr CoreNodeDecl kDielectric{kFresnelDielectricId, "source/pattern/shading/fresnel_node", false, kDielectricPorts,
+                                   kDielectricMicro};
 
 constexpr PortDecl kConductorPorts[] = {
     {"context", PortDir::kIn, &kShadingContextType},
@@ -91,8 +91,8 @@ constexpr AccessDecl kConductorAccess[] = {
     {kCContext, "context"}, {kCIor, "ior"}, {kCAbsorption, "absorption"}, {kCResult, "result"}};
 static_assert(AccessInOrder(kConductorAccess));
 constexpr MicroNodeDecl kConductorMicro[] = {{"", kConductorAccess, &ConductorKernel}};
-constexpr CoreNodeDecl kConductor{kFresnelConductorId, "source/pattern/shading/fresnel_node", false,
-                                  kConductorPorts, kConductorMicro};
+constexpr CoreNodeDecl kConductor{kFresnelConductorId, "source/pattern/shading/fresnel_node", false, kConductorPorts,
+                                  kConductorMicro};
 
 }  // namespace
 

@@ -22,16 +22,27 @@ ShapeSample Sample(double u, double v, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kShapeContextPort, kShapeContextLocalPort, kShapeExteriorPort, kShapeFillPort,
+    kShapeContextPort,
+    kShapeContextLocalPort,
+    kShapeExteriorPort,
+    kShapeFillPort,
     {"scale", PortDir::kIn, &kFloat64Type},
     {"innersoftness", PortDir::kIn, &kFloat64Type},
     {"outersoftness", PortDir::kIn, &kFloat64Type},
-    kShapeMaskPort, kShapeDistancePort, kShapeResultPort,
+    kShapeMaskPort,
+    kShapeDistancePort,
+    kShapeResultPort,
 };
 constexpr AccessDecl kAccess[] = {
-    {kShapeContext, "context"}, {kShapeContextLocal, "contextLocal"}, {kShapeExterior, "exterior"},
-    {kShapeFill, "fill"},       {kScale, "scale"},                    {kInner, "innersoftness"},
-    {kOuter, "outersoftness"},  {kMask, "mask"},                      {kDistance, "distance"},
+    {kShapeContext, "context"},
+    {kShapeContextLocal, "contextLocal"},
+    {kShapeExterior, "exterior"},
+    {kShapeFill, "fill"},
+    {kScale, "scale"},
+    {kInner, "innersoftness"},
+    {kOuter, "outersoftness"},
+    {kMask, "mask"},
+    {kDistance, "distance"},
     {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));

@@ -36,18 +36,30 @@ ShapeSample Sample(double u, double v, const PortAccess& ports) {
 }
 
 constexpr PortDecl kPorts[] = {
-    kShapeContextPort, kShapeContextLocalPort, kShapeExteriorPort, kShapeFillPort,
+    kShapeContextPort,
+    kShapeContextLocalPort,
+    kShapeExteriorPort,
+    kShapeFillPort,
     {"source", PortDir::kIn, &kVector2dType},
     {"destination", PortDir::kIn, &kVector2dType},
     {"softness", PortDir::kIn, &kFloat64Type},
     {"width", PortDir::kIn, &kFloat64Type},
-    kShapeMaskPort, kShapeDistancePort, kShapeResultPort,
+    kShapeMaskPort,
+    kShapeDistancePort,
+    kShapeResultPort,
 };
 constexpr AccessDecl kAccess[] = {
-    {kShapeContext, "context"},   {kShapeContextLocal, "contextLocal"}, {kShapeExterior, "exterior"},
-    {kShapeFill, "fill"},         {kSource, "source"},                  {kDestination, "destination"},
-    {kSoftness, "softness"},      {kWidth, "width"},                    {kMask, "mask"},
-    {kDistance, "distance"},      {kResult, "result"},
+    {kShapeContext, "context"},
+    {kShapeContextLocal, "contextLocal"},
+    {kShapeExterior, "exterior"},
+    {kShapeFill, "fill"},
+    {kSource, "source"},
+    {kDestination, "destination"},
+    {kSoftness, "softness"},
+    {kWidth, "width"},
+    {kMask, "mask"},
+    {kDistance, "distance"},
+    {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ShapeKernel<&Sample, 4>}};

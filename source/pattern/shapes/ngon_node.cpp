@@ -30,18 +30,30 @@ ShapeSample Sample(double u, double v, const PortAccess& ports) {
 bool TooFewSides(const PortAccess& ports) { return ports.In<int64_t>(kSides) <= 2; }
 
 constexpr PortDecl kPorts[] = {
-    kShapeContextPort, kShapeContextLocalPort, kShapeExteriorPort, kShapeFillPort,
+    kShapeContextPort,
+    kShapeContextLocalPort,
+    kShapeExteriorPort,
+    kShapeFillPort,
     {"scale", PortDir::kIn, &kFloat64Type},
     {"sides", PortDir::kIn, &kInt64Type},
     {"innersoftness", PortDir::kIn, &kFloat64Type},
     {"outersoftness", PortDir::kIn, &kFloat64Type},
-    kShapeMaskPort, kShapeDistancePort, kShapeResultPort,
+    kShapeMaskPort,
+    kShapeDistancePort,
+    kShapeResultPort,
 };
 constexpr AccessDecl kAccess[] = {
-    {kShapeContext, "context"}, {kShapeContextLocal, "contextLocal"}, {kShapeExterior, "exterior"},
-    {kShapeFill, "fill"},       {kScale, "scale"},                    {kSides, "sides"},
-    {kInner, "innersoftness"},  {kOuter, "outersoftness"},            {kMask, "mask"},
-    {kDistance, "distance"},    {kResult, "result"},
+    {kShapeContext, "context"},
+    {kShapeContextLocal, "contextLocal"},
+    {kShapeExterior, "exterior"},
+    {kShapeFill, "fill"},
+    {kScale, "scale"},
+    {kSides, "sides"},
+    {kInner, "innersoftness"},
+    {kOuter, "outersoftness"},
+    {kMask, "mask"},
+    {kDistance, "distance"},
+    {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ShapeKernel<&Sample, 4, &TooFewSides>}};

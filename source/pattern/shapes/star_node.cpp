@@ -31,19 +31,32 @@ ShapeSample Sample(double u, double v, const PortAccess& ports) {
 bool TooFewSpikes(const PortAccess& ports) { return ports.In<int64_t>(kSpikes) <= 2; }
 
 constexpr PortDecl kPorts[] = {
-    kShapeContextPort, kShapeContextLocalPort, kShapeExteriorPort, kShapeFillPort,
+    kShapeContextPort,
+    kShapeContextLocalPort,
+    kShapeExteriorPort,
+    kShapeFillPort,
     {"scale", PortDir::kIn, &kFloat64Type},
     {"spikes", PortDir::kIn, &kInt64Type},
     {"innersoftness", PortDir::kIn, &kFloat64Type},
     {"outersoftness", PortDir::kIn, &kFloat64Type},
     {"cutout", PortDir::kIn, &kFloat64Type},
-    kShapeMaskPort, kShapeDistancePort, kShapeResultPort,
+    kShapeMaskPort,
+    kShapeDistancePort,
+    kShapeResultPort,
 };
 constexpr AccessDecl kAccess[] = {
-    {kShapeContext, "context"}, {kShapeContextLocal, "contextLocal"}, {kShapeExterior, "exterior"},
-    {kShapeFill, "fill"},       {kScale, "scale"},                    {kSpikes, "spikes"},
-    {kInner, "innersoftness"},  {kOuter, "outersoftness"},            {kCutout, "cutout"},
-    {kMask, "mask"},            {kDistance, "distance"},              {kResult, "result"},
+    {kShapeContext, "context"},
+    {kShapeContextLocal, "contextLocal"},
+    {kShapeExterior, "exterior"},
+    {kShapeFill, "fill"},
+    {kScale, "scale"},
+    {kSpikes, "spikes"},
+    {kInner, "innersoftness"},
+    {kOuter, "outersoftness"},
+    {kCutout, "cutout"},
+    {kMask, "mask"},
+    {kDistance, "distance"},
+    {kResult, "result"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &ShapeKernel<&Sample, 5, &TooFewSpikes>}};

@@ -29,8 +29,7 @@ constexpr PortDecl kPorts[] = {
 constexpr AccessDecl kAccess[] = {{kString, "string"}, {kSearch, "search"}, {kReplace, "replace"}, {kResult, "result"}};
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};
-constexpr CoreNodeDecl kNode{kSearchAndReplaceId, "source/pattern/string/searchandreplace_node", true, kPorts,
-                             kMicro};
+constexpr CoreNodeDecl kNode{kSearchAndReplaceId, "source/pattern/string/searchandreplace_node", true, kPorts, kMicro};
 
 }  // namespace
 

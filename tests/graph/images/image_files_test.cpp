@@ -168,7 +168,8 @@ TEST_F(ImageFilesTest, AFileNextToTheDocumentIsFoundAndNothingIsReported) {
   EXPECT_EQ(sink.calls.load(), 0);
   int defaults = 0;
   for (int p = 0; p < image.width * image.height; ++p)
-    defaults += image.pixels[static_cast<size_t>(p) * 4] == 0.25f && image.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
+    defaults +=
+        image.pixels[static_cast<size_t>(p) * 4] == 0.25f && image.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
   EXPECT_EQ(defaults, 0);
 }
 
@@ -222,7 +223,8 @@ TEST_F(ImageFilesTest, ADocumentPicksTheLayerOfAMultiLayerFile) {
             "");
   auto document = [&](const std::string& layers) {
     return scratch.Write("layers.json", R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
-        "url": "layers.exr", "interpolation": "none", "layerset": )" + layers + R"(}}},
+        "url": "layers.exr", "interpolation": "none", "layerset": )" +
+                                            layers + R"(}}},
         "output": {"link": "picture.result"}})");
   };
   struct Case {

@@ -55,10 +55,12 @@ std::string NoiseDocument(const std::string& type, double speed, const std::stri
 std::string PlacedDocument(const std::string& type, double repetitions, const std::string& mode, bool absolute) {
   const std::string r = std::to_string(repetitions);
   return R"({"tessaroc": 1, "nodes": {
-    "place": {"node": "placement2d", "inputs": {"localrepetitions": [)" + r + ", " + r + R"(],
-              "localrotation": 0.3, "localmodeu": ")" + mode + R"(", "localmodev": ")" + mode + R"("}},
-    "grain": {"node": "noise", "inputs": {"noisetype": ")" + type + R"(", "octaves": 5, "absolute": )" +
-         (absolute ? "true" : "false") + R"(,
+    "place": {"node": "placement2d", "inputs": {"localrepetitions": [)" +
+         r + ", " + r + R"(],
+              "localrotation": 0.3, "localmodeu": ")" +
+         mode + R"(", "localmodev": ")" + mode + R"("}},
+    "grain": {"node": "noise", "inputs": {"noisetype": ")" +
+         type + R"(", "octaves": 5, "absolute": )" + (absolute ? "true" : "false") + R"(,
               "contextlocal": {"link": "place.result"}}}},
     "output": {"link": "grain.result"}})";
 }

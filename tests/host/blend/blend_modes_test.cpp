@@ -75,6 +75,7 @@ constexpr double kGridB[] = {0.0, 0.2, 0.5, 0.9, 1.0};
 constexpr double kGridF[] = {0.0, 0.3, 0.5, 0.7, 1.0};
 
 const std::map<std::string, std::array<double, 25>>& SeparableGolden() {
+  // clang-format off
   static const std::map<std::string, std::array<double, 25>> golden = {
       {"add", {0.0, 0.3, 0.5, 0.7, 1.0, 0.2, 0.5, 0.7, 0.8999999999999999, 1.2, 0.5, 0.8, 1.0, 1.2, 1.5, 0.9, 1.2, 1.4, 1.6, 1.9, 1.0, 1.3, 1.5, 1.7, 2.0}},
       {"average", {0.0, 0.15, 0.25, 0.35, 0.5, 0.1, 0.25, 0.35, 0.44999999999999996, 0.6, 0.25, 0.4, 0.5, 0.6, 0.75, 0.45, 0.6, 0.7, 0.8, 0.95, 0.5, 0.65, 0.75, 0.85, 1.0}},
@@ -107,6 +108,7 @@ const std::map<std::string, std::array<double, 25>>& SeparableGolden() {
       {"vividlight", {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.19999999999999996, 0.3333333333333333, 1.0, 0.0, 0.16666666666666663, 0.5, 0.8333333333333333, 1.0, 0.0, 0.8333333333333334, 0.9, 1.0, 1.0, 1.0, 1.0, 1.0, 1.0, 1.0}},
       {"xor", {0.0, 0.30196078431372547, 0.5019607843137255, 0.7019607843137254, 1.0, 0.2, 0.49411764705882355, 0.7019607843137254, 0.5019607843137255, 0.8, 0.5019607843137255, 0.803921568627451, 0.0, 0.2, 0.4980392156862745, 0.9019607843137255, 0.6705882352941176, 0.4, 0.3333333333333333, 0.09803921568627451, 1.0, 0.6980392156862745, 0.4980392156862745, 0.2980392156862745, 0.0}},
   };
+  // clang-format on
   return golden;
 }
 
@@ -162,9 +164,7 @@ TEST_F(BlendModesTest, FamilyIdentitiesHoldOnAFineGrid) {
 }
 
 TEST_F(BlendModesTest, DodgeAndBurnEdgeRules) {
-  auto one = [&](const char* mode, double b, double f) {
-    return Blend(Handler(mode), {b, b, b, 1}, {f, f, f, 1}).r;
-  };
+  auto one = [&](const char* mode, double b, double f) { return Blend(Handler(mode), {b, b, b, 1}, {f, f, f, 1}).r; };
   // Black stays black under dodge even with a white source; white stays white under burn.
   EXPECT_EQ(one("colordodge", 0.0, 1.0), 0.0);
   EXPECT_EQ(one("colordodge", 1e-9, 1.0), 1.0);
@@ -214,16 +214,26 @@ const ColourPair kPairs[] = {{{0.2, 0.5, 0.8}, {0.9, 0.3, 0.1}},
 
 TEST_F(BlendModesTest, NonSeparableModesMatchReferenceValues) {
   const std::map<std::string, std::array<Rgb, 4>> golden = {
-      {"hue", {{{0.7745000000000001, 0.3245, 0.1745}, {0.8148, 0.9148, 0.8348}, {0.1385, 0.0385, 0.0885},
-                {0.39999999999999997, 0.39999999999999997, 0.39999999999999997}}}},
-      {"saturation", {{{0.11900000000000005, 0.5189999999999999, 0.919}, {0.9162162162162162, 0.8324324324324323, 1.0},
-                       {0.04999999999999996, 0.09999999999999992, 0.0},
-                       {0.39999999999999997, 0.39999999999999997, 0.39999999999999997}}}},
-      {"color", {{{0.885, 0.285, 0.08499999999999999}, {0.6804123711340202, 1.0, 0.7443298969072162},
-                  {0.20845070422535228, 0.0, 0.10422535211267614}, {0.75, 0.25, 0.25}}}},
-      {"luminance", {{{0.21500000000000002, 0.515, 0.8150000000000001}, {0.43000000000000005, 0.38, 0.48},
-                      {0.33099999999999996, 0.381, 0.28099999999999997},
-                      {0.35000000000000003, 0.35000000000000003, 0.35000000000000003}}}},
+      {"hue",
+       {{{0.7745000000000001, 0.3245, 0.1745},
+         {0.8148, 0.9148, 0.8348},
+         {0.1385, 0.0385, 0.0885},
+         {0.39999999999999997, 0.39999999999999997, 0.39999999999999997}}}},
+      {"saturation",
+       {{{0.11900000000000005, 0.5189999999999999, 0.919},
+         {0.9162162162162162, 0.8324324324324323, 1.0},
+         {0.04999999999999996, 0.09999999999999992, 0.0},
+         {0.39999999999999997, 0.39999999999999997, 0.39999999999999997}}}},
+      {"color",
+       {{{0.885, 0.285, 0.08499999999999999},
+         {0.6804123711340202, 1.0, 0.7443298969072162},
+         {0.20845070422535228, 0.0, 0.10422535211267614},
+         {0.75, 0.25, 0.25}}}},
+      {"luminance",
+       {{{0.21500000000000002, 0.515, 0.8150000000000001},
+         {0.43000000000000005, 0.38, 0.48},
+         {0.33099999999999996, 0.381, 0.28099999999999997},
+         {0.35000000000000003, 0.35000000000000003, 0.35000000000000003}}}},
       {"darker", {{{0.2, 0.5, 0.8}, {0.1, 0.6, 0.2}, {0.05, 0.1, 0.0}, {0.7, 0.2, 0.2}}}},
       {"lighter", {{{0.9, 0.3, 0.1}, {0.9, 0.85, 0.95}, {1.0, 0.0, 0.5}, {0.4, 0.4, 0.4}}}},
   };
@@ -257,9 +267,7 @@ TEST_F(BlendModesTest, NonSeparableInvariantsOnRandomColours) {
       EXPECT_NEAR(Sat(lumOut), Sat(b), 1e-12);
     }
     const Rgb colOut = RgbOf(Blend(color, bc, fc));
-    if (inRange(f, Lum(b) - Lum(f))) {
-      EXPECT_NEAR(Lum(colOut), Lum(b), 1e-12);
-    }
+    if (inRange(f, Lum(b) - Lum(f))) { EXPECT_NEAR(Lum(colOut), Lum(b), 1e-12); }
     // Hue keeps the background's spread and saturation takes the
     // foreground's, with the background's luminance. Clipping pins a channel
     // at 0 or 1 and can only narrow the spread.
@@ -270,14 +278,10 @@ TEST_F(BlendModesTest, NonSeparableInvariantsOnRandomColours) {
     EXPECT_NEAR(Lum(satOut), Lum(b), 1e-12);
     EXPECT_NEAR(Lum(hueOut), Lum(b), 1e-12);
     EXPECT_LE(Sat(hueOut), Sat(b) + 1e-12);
-    if (strictlyInside(hueOut)) {
-      EXPECT_NEAR(Sat(hueOut), Sat(b), 1e-12);
-    }
+    if (strictlyInside(hueOut)) { EXPECT_NEAR(Sat(hueOut), Sat(b), 1e-12); }
     if (Sat(b) > 0.0) {
       EXPECT_LE(Sat(satOut), Sat(f) + 1e-12);
-      if (strictlyInside(satOut)) {
-        EXPECT_NEAR(Sat(satOut), Sat(f), 1e-12);
-      }
+      if (strictlyInside(satOut)) { EXPECT_NEAR(Sat(satOut), Sat(f), 1e-12); }
     }
 
     // Darker and lighter return one input whole, bit for bit.
@@ -459,9 +463,7 @@ TEST_F(BlendModesTest, DissolvePicksTheForegroundAtTheRateOfItsAlphaPerSeed) {
     count += a[i] == picked;
     differ += (a[i] == picked) != (other[i] == picked);
     // A higher strength keeps every pixel it had and adds more.
-    if (a[i] == picked) {
-      EXPECT_EQ(more[i], picked);
-    }
+    if (a[i] == picked) { EXPECT_EQ(more[i], picked); }
   }
   EXPECT_EQ(a, again);
   // Binomial: sd = sqrt(0.3 * 0.7 / 1e5) = 0.00145; 5 sd.

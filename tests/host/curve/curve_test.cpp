@@ -12,8 +12,8 @@ namespace {
 
 using pattern::SplineMapperKnot;
 
-SplineMapperKnot K(double x, double y, pattern::SPLINEMAPPER_KNOT_INTERPOLATION_TYPE type,
-                   Vector2d left = {-0.1, 0.0}, Vector2d right = {0.1, 0.0}) {
+SplineMapperKnot K(double x, double y, pattern::SPLINEMAPPER_KNOT_INTERPOLATION_TYPE type, Vector2d left = {-0.1, 0.0},
+                   Vector2d right = {0.1, 0.0}) {
   SplineMapperKnot k;
   k.pos = {x, y};
   k.interpolation = type;

@@ -21,11 +21,37 @@ namespace {
 using noise::SplitMix64;
 
 // The registry's names in declared order.
-const std::vector<std::string> kNames = {
-    "perlin", "fbm", "turbulence", "ridgedmultifractal", "gaseous", "electric", "box", "blisteredturbulence",
-    "cranal", "buya", "dents", "cell", "displacedturbulence", "hama", "luka", "mod", "naki", "nutous", "ober",
-    "pezo", "poxo", "sema", "stupl", "vl", "wavyturbulence", "zada", "cellvoronoi", "displacedvoronoi",
-    "voronoi1", "voronoi2", "voronoi3"};
+const std::vector<std::string> kNames = {"perlin",
+                                         "fbm",
+                                         "turbulence",
+                                         "ridgedmultifractal",
+                                         "gaseous",
+                                         "electric",
+                                         "box",
+                                         "blisteredturbulence",
+                                         "cranal",
+                                         "buya",
+                                         "dents",
+                                         "cell",
+                                         "displacedturbulence",
+                                         "hama",
+                                         "luka",
+                                         "mod",
+                                         "naki",
+                                         "nutous",
+                                         "ober",
+                                         "pezo",
+                                         "poxo",
+                                         "sema",
+                                         "stupl",
+                                         "vl",
+                                         "wavyturbulence",
+                                         "zada",
+                                         "cellvoronoi",
+                                         "displacedvoronoi",
+                                         "voronoi1",
+                                         "voronoi2",
+                                         "voronoi3"};
 
 // Tile edges are part of these patterns.
 bool CellularByDesign(const std::string& name) {
@@ -333,7 +359,8 @@ TEST(NoiseClasses, ZeroParametersSelectTheClassDefaults) {
        {Defaults{"fbm", 0.5, 1.0}, {"ridgedmultifractal", 2.0, 1.0}, {"ober", 1.0, 0.25}, {"vl", 0.5, 1.0}}) {
     RenderNoiseRef zero = Make(name, 1), given = Make(name, 1, 2.0, gain, exponent);
     for (const Point& p : pts)
-      EXPECT_EQ(zero->Noise(p.x, p.y, p.z, false, 0.0f, 4.0f, 0.0f), given->Noise(p.x, p.y, p.z, false, 0.0f, 4.0f, 0.0f))
+      EXPECT_EQ(zero->Noise(p.x, p.y, p.z, false, 0.0f, 4.0f, 0.0f),
+                given->Noise(p.x, p.y, p.z, false, 0.0f, 4.0f, 0.0f))
           << name;
   }
 }

@@ -49,11 +49,11 @@ TEST(FrameNumberTest, FindsTheNarrowestExistingWidthOrKeepsTheNumbersOwn) {
     const char* want;
     bool hit;
   } cases[] = {
-      {"tex_0012.png", 3, "tex_3.png", true},        // the narrowest existing width, whatever the name had
-      {"tex_1.png", 42, "tex_00042.png", true},      // a padded width when the narrow one is missing
-      {"tex_0012.png", 7, "tex_7.png", false},       // no file: the number at its own width
-      {"shot12.mp4", 5, "shot5.mp4", true},          // the digit of the movie suffix is skipped
-      {"a.b12c.png", 9, "a.b9c.png", false},         // the last digit run, wherever it stands
+      {"tex_0012.png", 3, "tex_3.png", true},              // the narrowest existing width, whatever the name had
+      {"tex_1.png", 42, "tex_00042.png", true},            // a padded width when the narrow one is missing
+      {"tex_0012.png", 7, "tex_7.png", false},             // no file: the number at its own width
+      {"shot12.mp4", 5, "shot5.mp4", true},                // the digit of the movie suffix is skipped
+      {"a.b12c.png", 9, "a.b9c.png", false},               // the last digit run, wherever it stands
       {"f_1.png", 1234567890, "f_1234567890.png", false},  // ten digits skip the width search
   };
   for (const Case& c : cases) {
@@ -143,9 +143,7 @@ TEST(PlaybackTest, ModesMapTheTimeToAFrame) {
   };
   std::vector<Case> all(std::begin(cases), std::end(cases));
   const int pingpong[] = {1, 2, 3, 4, 5, 4, 3, 2, 1, 2};
-  for (int t = 0; t < 10; ++t) {
-    all.push_back({"pingpong", double(t), 0, 5, 1, pingpong[t] - 1.0, nullptr});
-  }
+  for (int t = 0; t < 10; ++t) { all.push_back({"pingpong", double(t), 0, 5, 1, pingpong[t] - 1.0, nullptr}); }
   for (const Case& c : all) {
     SCOPED_TRACE(std::string(c.mode) + " t = " + std::to_string(c.time));
     Playback p;
@@ -285,9 +283,11 @@ TEST_F(ImageNodeTest, MissingOrCorruptFileGivesTheDefaultColourAndOneMessage) {
 
 TEST_F(ImageNodeTest, SamplesTheFileAndReportsItsSize) {
   // 4 x 2 pixels; red is the column, green the row from the top.
-  ASSERT_EQ(WriteImage(folder_.File("grid.exr"), 4, 2, 4, [](int x, int y, int c) {
-              return c == 0 ? x * 0.25f : c == 1 ? static_cast<float>(y) : c == 2 ? 0.5f : 1.0f;
-            }), "");
+  ASSERT_EQ(WriteImage(folder_.File("grid.exr"), 4, 2, 4,
+                       [](int x, int y, int c) {
+                         return c == 0 ? x * 0.25f : c == 1 ? static_cast<float>(y) : c == 2 ? 0.5f : 1.0f;
+                       }),
+            "");
   auto run = Runner(folder_.File("grid.exr"));
   // v = 0.75 is the upper half: image row 0.
   EXPECT_EQ(Sample(*run, At(0.6, 0.75)), (ColorA{0.5, 0, 0.5, 1}));
@@ -318,9 +318,7 @@ TEST_F(ImageNodeTest, SizeOutputsAreSkippedWhenNobodyReadsThem) {
     ASSERT_TRUE(plan.AddNode(g, "image", n).ok());
     ASSERT_TRUE(plan.BindContext(n, "context").ok());
     ASSERT_TRUE(plan.SetOutput(n, "result").ok());
-    if (wantSize) {
-      ASSERT_TRUE(plan.RequestOutput(n, "height").ok());
-    }
+    if (wantSize) { ASSERT_TRUE(plan.RequestOutput(n, "height").ok()); }
     ASSERT_TRUE(plan.Finish().ok());
     std::unique_ptr<PlanInstance> inst;
     ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
@@ -350,7 +348,8 @@ TEST_F(ImageNodeTest, NumberedSequencePicksTheFrameOfTheTime) {
   for (const Case& c : cases) {
     // movieTime is unset: the context's time counts.
     EXPECT_FLOAT_EQ(static_cast<float>(Sample(*sequence(c.mode), At(0.5, 0.5, c.time)).r),
-                    static_cast<float>(c.frame / 10)) << c.mode << " " << c.time;
+                    static_cast<float>(c.frame / 10))
+        << c.mode << " " << c.time;
   }
   // A set movieTime wins over the context's time.
   auto run = sequence("loop");
@@ -362,8 +361,7 @@ TEST_F(ImageNodeTest, NumberedSequencePicksTheFrameOfTheTime) {
 TEST_F(ImageNodeTest, MovieFramesAreSubimages) {
   // An animated GIF at 10 frames per second: frame f is grey f / 2. At 0.35 s
   // a 0.3 s clip loops back to frame 0.
-  ASSERT_EQ(WriteFrames(folder_.File("clip.gif"), 4, 4, 3, 10,
-                        [](int f, int, int, int) { return f / 2.0f; }), "");
+  ASSERT_EQ(WriteFrames(folder_.File("clip.gif"), 4, 4, 3, 10, [](int f, int, int, int) { return f / 2.0f; }), "");
   const std::pair<double, double> cases[] = {{0.05, 0.0}, {0.15, 0.5}, {0.25, 1.0}, {0.35, 0.0}};
   for (const auto& [time, grey] : cases) {
     auto run = Runner(folder_.File("clip.gif"), {{"mode", "raw"}});
@@ -379,7 +377,8 @@ TEST_F(ImageNodeTest, MoviesThroughTheFfmpegReader) {
   // A motion-JPEG AVI of 4 frames at 5 fps; frame f is grey f / 3. JPEG and
   // its video range conversion move the values by a few hundredths.
   ASSERT_EQ(tessaroc::testing::WriteMjpegAvi(folder_.File("clip.avi"), 16, 16, 4, 5,
-                                             [](int f, int, int, int) { return f / 3.0f; }), "");
+                                             [](int f, int, int, int) { return f / 3.0f; }),
+            "");
   for (int f = 0; f < 4; ++f) {
     auto run = Runner(folder_.File("clip.avi"), {{"mode", "raw"}});
     EXPECT_NEAR(Sample(*run, At(0.5, 0.5, f * 0.2 + 0.1)).r, f / 3.0, 0.06) << "frame " << f;
@@ -395,8 +394,9 @@ TEST_F(ImageNodeTest, MoviesThroughTheFfmpegReader) {
 
 TEST_F(ImageNodeTest, ColourConversionFollowsModeAndImageFlag) {
   // 8-bit PNG, sRGB-encoded 128.
-  ASSERT_EQ(WriteImage(folder_.File("srgb.png"), 2, 2, 3, [](int, int, int) { return 128 / 255.0f; },
-                       OIIO::TypeDesc::UINT8), "");
+  ASSERT_EQ(WriteImage(
+                folder_.File("srgb.png"), 2, 2, 3, [](int, int, int) { return 128 / 255.0f; }, OIIO::TypeDesc::UINT8),
+            "");
   // Linear value of sRGB 128/255: python3 -c "c=128/255; print(((c+0.055)/1.055)**2.4)"
   const double linear = 0.21586050011389926;
   const std::string file = folder_.File("srgb.png");
@@ -409,10 +409,12 @@ TEST_F(ImageNodeTest, ColourConversionFollowsModeAndImageFlag) {
 }
 
 TEST_F(ImageNodeTest, AlphaSettings) {
-  ASSERT_EQ(WriteImage(folder_.File("rgba.exr"), 2, 2, 4, [](int, int, int c) {
-              const float v[] = {0.2f, 0.4f, 0.1f, 0.5f};
-              return v[c];
-            }), "");
+  ASSERT_EQ(WriteImage(folder_.File("rgba.exr"), 2, 2, 4,
+                       [](int, int, int c) {
+                         const float v[] = {0.2f, 0.4f, 0.1f, 0.5f};
+                         return v[c];
+                       }),
+            "");
   auto read = [&](const char* alpha) { return Sample(*Runner(folder_.File("rgba.exr"), {{"alpha", alpha}})); };
   const ColorA straight = read("straight");
   EXPECT_NEAR(straight.r, 0.2, 1e-7);
@@ -430,21 +432,21 @@ TEST_F(ImageNodeTest, AlphaSettings) {
 
 TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroupOrANamedPart) {
   const std::vector<std::string> names = {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"};
-  ASSERT_EQ(WriteImage(folder_.File("layers.exr"), 2, 2, 6, [](int, int, int c) { return 0.1f * (c + 1); },
-                       OIIO::TypeDesc::FLOAT, names), "");
+  ASSERT_EQ(WriteImage(
+                folder_.File("layers.exr"), 2, 2, 6, [](int, int, int c) { return 0.1f * (c + 1); },
+                OIIO::TypeDesc::FLOAT, names),
+            "");
   // A two-part EXR: "beauty" at 0.25, "depth" at 0.75.
   const std::string parts = folder_.File("parts.exr");
   auto out = OIIO::ImageOutput::create(parts);
   ASSERT_TRUE(out && out->supports("multiimage"));
   OIIO::ImageSpec layouts[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
-                              OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
+                                OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
   layouts[0].attribute("oiio:subimagename", "beauty");
   layouts[1].attribute("oiio:subimagename", "depth");
   ASSERT_TRUE(out->open(parts, 2, layouts));
   for (int part = 0; part < 2; ++part) {
-    if (part > 0) {
-      ASSERT_TRUE(out->open(parts, layouts[part], OIIO::ImageOutput::AppendSubimage));
-    }
+    if (part > 0) { ASSERT_TRUE(out->open(parts, layouts[part], OIIO::ImageOutput::AppendSubimage)); }
     const std::vector<float> data(12, part ? 0.75f : 0.25f);
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));
   }
@@ -486,7 +488,8 @@ TEST_F(ImageNodeTest, FootprintAndBlurWidenTheFilter) {
   // A 64-pixel checker of single pixels: a wide footprint with "mip" sees
   // grey, a point sample sees black or white.
   ASSERT_EQ(WriteImage(folder_.File("fine.exr"), 64, 64, 3,
-                       [](int x, int y, int) { return static_cast<float>((x + y) % 2); }), "");
+                       [](int x, int y, int) { return static_cast<float>((x + y) % 2); }),
+            "");
   const std::string fine = folder_.File("fine.exr");
   const double p = Sample(*Runner(fine, {{"interpolation", "mip"}}), At(32.5 / 64, 32.5 / 64)).r;
   EXPECT_TRUE(p < 0.05 || p > 0.95) << p;

@@ -28,9 +28,9 @@ TEST(NoAllocationImage, SamplingALoadedFileAllocatesNothing) {
   const MicroNodeGroup* g = nullptr;
   ASSERT_TRUE(registry.GetGroup(kImageId, g).ok());
   tessaroc::testing::TempFolder folder;
-  ASSERT_EQ(tessaroc::testing::WriteImage(folder.File("small.png"), 64, 64, 4,
-                                          [](int x, int y, int c) { return ((x + y + c) % 5) / 4.0f; },
-                                          OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(tessaroc::testing::WriteImage(
+                folder.File("small.png"), 64, 64, 4, [](int x, int y, int c) { return ((x + y + c) % 5) / 4.0f; },
+                OIIO::TypeDesc::UINT8),
             "");
   for (const char* interpolation : {"none", "linear", "mip", "rip", "sat", "bicubic"}) {
     std::unique_ptr<SingleNodeRunner> run;

@@ -94,8 +94,8 @@ inline std::string WriteMjpegAvi(const std::string& path, int w, int h, int fram
   std::vector<std::string> jpegs;
   for (int f = 0; f < frames; ++f) {
     const std::string frame = path + ".frame" + std::to_string(f) + ".jpg";
-    const std::string err = WriteImage(frame, w, h, 3, [&](int x, int y, int c) { return pixel(f, x, y, c); },
-                                       OIIO::TypeDesc::UINT8);
+    const std::string err = WriteImage(
+        frame, w, h, 3, [&](int x, int y, int c) { return pixel(f, x, y, c); }, OIIO::TypeDesc::UINT8);
     if (!err.empty()) return err;
     std::ifstream in(frame, std::ios::binary);
     jpegs.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

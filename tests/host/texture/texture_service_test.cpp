@@ -44,7 +44,9 @@ class TextureServiceTest : public ::testing::Test {
   // 4 x 4 pixels: red = (column + 1) / 4, green = (row from the top + 1) / 4.
   pattern::ThreadedTextureRef Ramp4() {
     EXPECT_EQ(WriteImage(folder_.File("ramp4.exr"), 4, 4, 3,
-                         [](int x, int y, int c) { return c == 0 ? (x + 1) / 4.0f : c == 1 ? (y + 1) / 4.0f : 0.0f; }),
+                         [](int x, int y, int c) { return c == 0   ? (x + 1) / 4.0f
+                                                          : c == 1 ? (y + 1) / 4.0f
+                                                                   : 0.0f; }),
               "");
     return Load("ramp4.exr");
   }
@@ -164,7 +166,8 @@ TEST_F(TextureServiceTest, AnisotropicKeepsTheSharpAxisSharp) {
   // Stripes along v: only u varies. A footprint long in v and short in u
   // keeps the stripes; trilinear MIP, which takes the larger axis, greys them.
   ASSERT_EQ(WriteImage(folder_.File("stripes.exr"), 256, 256, 1,
-                       [](int x, int, int) { return static_cast<float>((x / 8) % 2); }), "");
+                       [](int x, int, int) { return static_cast<float>((x / 8) % 2); }),
+            "");
   auto t = Load("stripes.exr");
   const double u = (8 * 5 + 4) / 256.0;  // the middle of a white stripe
   EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
@@ -185,8 +188,7 @@ TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
     for (int k = 0; k < 4; ++k)
       threads.emplace_back([&, k] {
         got[k].resize(n);
-        for (int i = 0; i < n; ++i)
-          got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+        for (int i = 0; i < n; ++i) got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
       });
     for (std::thread& th : threads) th.join();
     for (int i = 0; i < n; ++i) {
@@ -255,8 +257,9 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   const double code = 128 / 255.0;
   const double inLinear = decode(code) / 2;  // the mean of the light: 0.1079
   const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
-  ASSERT_EQ(WriteImage(folder_.File("halves.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
-                       OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(WriteImage(
+                folder_.File("halves.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
+                OIIO::TypeDesc::UINT8),
             "");
   // The same as a tiled texture with its own MIP levels (averaged in sRGB) and a fingerprint.
   OIIO::ImageSpec config;
@@ -303,9 +306,10 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   std::filesystem::create_directories(folder_.File("set"));
   const std::pair<int, float> tiles[] = {{1001, 0.25f}, {1002, 0.5f}, {1011, 0.75f}};
   for (const auto& [tile, red] : tiles)
-    ASSERT_EQ(WriteImage(folder_.File("set/tex." + std::to_string(tile) + ".exr"), 4, 4, 3,
-                         [tile, red](int x, int, int c) { return c == 0 ? (tile == 1001 && x == 3 ? 1.0f : red) : 0.0f; }),
-              "");
+    ASSERT_EQ(
+        WriteImage(folder_.File("set/tex." + std::to_string(tile) + ".exr"), 4, 4, 3,
+                   [tile, red](int x, int, int c) { return c == 0 ? (tile == 1001 && x == 3 ? 1.0f : red) : 0.0f; }),
+        "");
   // Names that are not tiles; reading any of them would fail the load.
   for (const char* decoy : {"set/tex.0999.exr", "set/tex.1001.exr.bak", "set/tex.10a1.exr", "set/tex.12345.exr"})
     std::ofstream(folder_.File(decoy)) << "not an image";

@@ -21,9 +21,7 @@ TEST(ParallelLoopTest, EveryIndexRunsExactlyOnceAndEveryJobRuns) {
       std::vector<std::atomic<int>> hits(static_cast<size_t>(count));
       auto body = [&](int64_t first, int64_t end) {
         // Several workers take chunks of at most 16; one does it all at once.
-        if (threads > 1 && count > 1) {
-          EXPECT_LE(end - first, 16);
-        }
+        if (threads > 1 && count > 1) { EXPECT_LE(end - first, 16); }
         for (int64_t i = first; i < end; ++i) hits[static_cast<size_t>(i)].fetch_add(1);
       };
       ParallelFor(count, body);
@@ -158,9 +156,9 @@ class CacheTest : public ::testing::Test {
   }
   ColorA Cache(const BakedImageRef& image, double u, double v, const char* interpolation) {
     auto run = Runner(kCacheId);
-    for (Result r : {run->SetFunction("color", &UvwColor()),
-                     run->Set("interpolation", InternedId::Intern(interpolation)), run->Set("imageData", image),
-                     run->Run(AtUv(u, v))})
+    for (Result r :
+         {run->SetFunction("color", &UvwColor()), run->Set("interpolation", InternedId::Intern(interpolation)),
+          run->Set("imageData", image), run->Run(AtUv(u, v))})
       EXPECT_TRUE(r.ok()) << r.ToString();
     return run->Get<ColorA>("result");
   }

@@ -150,10 +150,10 @@ TEST_F(AreaAverageTest, EmptyGridsAndMasksGiveZero) {
 struct CountedGrey {
   std::atomic<int> calls{0};
   const CallableFunction<ColorA> fn{kColorAType, [this](const ShadingContext&, ColorA& out) {
-    calls.fetch_add(1);
-    out = {0.5, 0.5, 0.5, 1};
-    return Result::Ok();
-  }};
+                                      calls.fetch_add(1);
+                                      out = {0.5, 0.5, 0.5, 1};
+                                      return Result::Ok();
+                                    }};
 };
 
 TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
@@ -179,9 +179,8 @@ TEST_F(AreaAverageTest, PreviewCapsTheGrid) {
 }
 
 TEST_F(AreaAverageTest, ErrorsAreReturnedAndLeaveTheResult) {
-  const CallableFunction<double> failing(kFloat64Type, [](const ShadingContext&, double&) {
-    return Result::Fail(errors::kIllegalState, "mask broke");
-  });
+  const CallableFunction<double> failing(
+      kFloat64Type, [](const ShadingContext&, double&) { return Result::Fail(errors::kIllegalState, "mask broke"); });
   auto run = Average(2, 2, &Grey(), &failing);
   EXPECT_TRUE(run->Run(AtUv(0.5, 0.5)).Is(errors::kIllegalState));
   EXPECT_EQ(run->Get<ColorA>("result"), kOpaqueBlack);  // the fresh port

@@ -40,11 +40,11 @@ TEST(NoAllocation2d, SamplersAllocateNothing) {
 
   for (const char* mode : {"baked", "kernel", "stochastic"}) {
     auto blur = Runner(kBlurId);
-    for (Result r : {blur->SetFunction("color", &UvwColor()), blur->Set("radius", 0.05),
-                     blur->Set("resolution", int32_t{32}), blur->Set("interpolation", InternedId::Intern("linear")),
-                     blur->Set("samples", int32_t{8}), blur->Set("seed", int32_t{3}), blur->Set("staticNoise", false),
-                     blur->Set("mode", InternedId::Intern(mode)), blur->Set("imageData", image),
-                     blur->Set("maskblend", 1.0), blur->Set("renderMode", uint32_t{0})})
+    for (Result r :
+         {blur->SetFunction("color", &UvwColor()), blur->Set("radius", 0.05), blur->Set("resolution", int32_t{32}),
+          blur->Set("interpolation", InternedId::Intern("linear")), blur->Set("samples", int32_t{8}),
+          blur->Set("seed", int32_t{3}), blur->Set("staticNoise", false), blur->Set("mode", InternedId::Intern(mode)),
+          blur->Set("imageData", image), blur->Set("maskblend", 1.0), blur->Set("renderMode", uint32_t{0})})
       ASSERT_TRUE(r.ok()) << r.ToString();
     EXPECT_EQ(AllocationsOf(*blur), 0) << mode;
   }

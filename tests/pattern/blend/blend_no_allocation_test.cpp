@@ -30,19 +30,18 @@ TEST(BlendNoAllocation, PrimedBlendAndLayerAllocateNothingPerSample) {
   ASSERT_TRUE(plan.AddNode(uvwGroup, "uvw", uvw).ok());
   ASSERT_TRUE(plan.AddNode(blendGroup, "blend", blend).ok());
   ASSERT_TRUE(plan.AddNode(layerGroup, "layer", layer).ok());
-  for (Result r : {plan.BindContext(uvw, "context"), plan.Link(blend, "background", uvw, "result"),
-                   plan.Set(blend, "foreground", ColorA{0.3, 0.6, 0.9, 0.75}),
-                   plan.Set(blend, "blendMode", Id("net.zovan.render.blendmode.screen")),
-                   plan.Set(blend, "alphaHandling", InternedId::Intern("compositing")),
-                   plan.Set(blend, "maskblend", 1.0), plan.Set(blend, "maskred", true),
-                   plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
-                   plan.Set(blend, "maskalpha", true), plan.Link(layer, "color#0", blend, "result"),
-                   plan.Set(layer, "mode#0", Id("net.zovan.render.blendmode.multiply")),
-                   plan.Set(layer, "color#1", ColorA{0.5, 0.5, 0.5, 1.0}),
-                   plan.Set(layer, "mode#1", Id("net.zovan.render.blendmode.over")),
-                   plan.Set(layer, "strength#0", 0.8), plan.Set(layer, "strength#1", 0.8),
-                   plan.Set(layer, "active#0", true), plan.Set(layer, "active#1", true),
-                   plan.SetOutput(layer, "result")})
+  for (Result r :
+       {plan.BindContext(uvw, "context"), plan.Link(blend, "background", uvw, "result"),
+        plan.Set(blend, "foreground", ColorA{0.3, 0.6, 0.9, 0.75}),
+        plan.Set(blend, "blendMode", Id("net.zovan.render.blendmode.screen")),
+        plan.Set(blend, "alphaHandling", InternedId::Intern("compositing")), plan.Set(blend, "maskblend", 1.0),
+        plan.Set(blend, "maskred", true), plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
+        plan.Set(blend, "maskalpha", true), plan.Link(layer, "color#0", blend, "result"),
+        plan.Set(layer, "mode#0", Id("net.zovan.render.blendmode.multiply")),
+        plan.Set(layer, "color#1", ColorA{0.5, 0.5, 0.5, 1.0}),
+        plan.Set(layer, "mode#1", Id("net.zovan.render.blendmode.over")), plan.Set(layer, "strength#0", 0.8),
+        plan.Set(layer, "strength#1", 0.8), plan.Set(layer, "active#0", true), plan.Set(layer, "active#1", true),
+        plan.SetOutput(layer, "result")})
     ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> inst;

@@ -83,8 +83,7 @@ class BlendNodeTest : public ::testing::Test {
   // Runs for each suite of this fixture; the mode classes are registered once.
   static void SetUpTestSuite() {
     static const bool ready = [] {
-      return host::InstallBlendModes().ok() &&
-             BlendModeClasses().Register(kRefusingMode, &refusing_).ok() &&
+      return host::InstallBlendModes().ok() && BlendModeClasses().Register(kRefusingMode, &refusing_).ok() &&
              BlendModeClasses().Register(kFailingMode, &failing_).ok();
     }();
     ASSERT_TRUE(ready);
@@ -270,14 +269,14 @@ TEST_F(BlendNodeTest, AlphaHandlingTable) {
   const std::string id = ModeId("applyalpha");
   struct Row {
     const char* handling;
-    double alpha;       // maskblend 1
-    double halfAlpha;   // maskblend 0.5
+    double alpha;      // maskblend 1
+    double halfAlpha;  // maskblend 0.5
   };
   const Row rows[] = {
       {"compositing", 0.9, 0.7},  // q = mb * fa: (q + ba) - ba * q
       {"blend", 0.4, 0.45},       // the mask rule on the handler's alpha
-      {"background", 0.5, 0.5}, {"foreground", 0.8, 0.8}, {"zero", 0.0, 0.0}, {"one", 1.0, 1.0},
-      {"", 0.4, 0.45},            {"sideways", 0.4, 0.45},
+      {"background", 0.5, 0.5},  {"foreground", 0.8, 0.8}, {"zero", 0.0, 0.0},
+      {"one", 1.0, 1.0},         {"", 0.4, 0.45},          {"sideways", 0.4, 0.45},
   };
   for (const Row& row : rows) {
     auto run = BlendRunner(bg, fg, Id(std::string_view(id)), row.handling);
@@ -301,12 +300,12 @@ TEST_F(BlendNodeTest, ClonedInstancesShareOneHandlerAcrossThreads) {
   Plan plan;
   NodeRef blend;
   ASSERT_TRUE(plan.AddNode(testutil::Group(kBlendId), "blend", blend).ok());
-  for (Result r : {plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}),
-                   plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}),
-                   plan.Set(blend, "blendMode", Id(kCountingMode)), plan.Set(blend, "alphaHandling", InternedId()),
-                   plan.Set(blend, "maskblend", 1.0), plan.Set(blend, "maskred", true),
-                   plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
-                   plan.Set(blend, "maskalpha", true), plan.SetOutput(blend, "result")})
+  for (Result r :
+       {plan.Set(blend, "background", ColorA{0.5, 0.5, 0.5, 1.0}),
+        plan.Set(blend, "foreground", ColorA{0.8, 0.3, 0.6, 0.7}), plan.Set(blend, "blendMode", Id(kCountingMode)),
+        plan.Set(blend, "alphaHandling", InternedId()), plan.Set(blend, "maskblend", 1.0),
+        plan.Set(blend, "maskred", true), plan.Set(blend, "maskgreen", true), plan.Set(blend, "maskblue", true),
+        plan.Set(blend, "maskalpha", true), plan.SetOutput(blend, "result")})
     ASSERT_TRUE(r.ok()) << r.ToString();
   ASSERT_TRUE(plan.Finish().ok());
   std::unique_ptr<PlanInstance> primed;

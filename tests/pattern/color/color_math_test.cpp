@@ -24,7 +24,7 @@ constexpr RgbHsvHsl kReference[] = {
     {0.25, 0.35, 0.9, 0.641025641025641, 0.7222222222222222, 0.9, 0.7647058823529411, 0.575},
     {0.9, 0.1, 0.6, 0.8958333333333334, 0.888888888888889, 0.9, 0.8, 0.5},
     {0.6, 0.6, 0.2, 0.16666666666666666, 0.6666666666666666, 0.6, 0.49999999999999994, 0.4},  // two maxima
-    {0.1, 0.5, 0.5, 0.5, 0.8, 0.5, 0.6666666666666667, 0.3},                                   // two maxima
+    {0.1, 0.5, 0.5, 0.5, 0.8, 0.5, 0.6666666666666667, 0.3},                                  // two maxima
 };
 
 // The three channels of an Hsv, Hsl, Xyz or Color, each within `tol` (0: exact).
@@ -33,8 +33,8 @@ template <class T>
   const auto& [a, b, c] = got;
   if (std::fabs(a - x) <= tol && std::fabs(b - y) <= tol && std::fabs(c - z) <= tol)
     return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "got (" << a << ", " << b << ", " << c << ") want (" << x << ", " << y
-                                       << ", " << z << ") within " << tol;
+  return ::testing::AssertionFailure() << "got (" << a << ", " << b << ", " << c << ") want (" << x << ", " << y << ", "
+                                       << z << ") within " << tol;
 }
 
 TEST(ColorMath, RgbToHsvAndHslMatchAReference) {

@@ -21,7 +21,6 @@
 #include "test_nodes.h"
 #include "allocation_counter.h"
 
-
 namespace tessaroc::pattern {
 namespace {
 

@@ -50,8 +50,7 @@ TEST(ColorProfile, SrgbDecodeAndEncodeAndAlphaFollowsItsMask) {
   EXPECT_TRUE(ColorNear(Profile(c, {.in = "srgb"}), {kSrgbDecodeHalf, 0.02 / 12.92, 1.0, kSrgbDecodeHalf}, 1e-15));
   // inverse swaps the stages: the sRGB encode of the input.
   EXPECT_TRUE(ColorNear(Profile(c, {.in = "srgb", .direction = "inverse"}),
-                        {kSrgbEncodeHalf, 0.15170371931624205, 1.0, kSrgbEncodeHalf},
-                        1e-15));
+                        {kSrgbEncodeHalf, 0.15170371931624205, 1.0, kSrgbEncodeHalf}, 1e-15));
   // Round trip through linear light.
   const ColorA trip = Profile({0.001, 0.2, 0.7, 0.95}, {.in = "srgb", .out = "srgb"});
   EXPECT_TRUE(ColorNear(trip, {0.001, 0.2, 0.7, 0.95}, 1e-12));
@@ -129,9 +128,7 @@ TEST(ColorSpace, EveryPairRoundTrips) {
         // inverses only to about 1e-7, which hue and saturation magnify.
         EXPECT_TRUE(ColorNear(Space(b, to, from), a, 1e-5));
         // And the pair agrees with going through RGB by hand.
-        if (std::string_view(from) != to) {
-          EXPECT_TRUE(ColorNear(b, Space(Space(a, from, "rgb"), "rgb", to), 1e-12));
-        }
+        if (std::string_view(from) != to) { EXPECT_TRUE(ColorNear(b, Space(Space(a, from, "rgb"), "rgb", to), 1e-12)); }
       }
     }
   }

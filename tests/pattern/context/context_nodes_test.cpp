@@ -30,12 +30,27 @@ TEST(SetShadingContext, EachInputOverridesOnlyItsOwnFields) {
   };
   const Case cases[] = {
       {"nothing connected", [](SingleNodeRunner&) { return Result::Ok(); }, [](ShadingContext&) {}},
-      {"rayorigin", [](SingleNodeRunner& r) { return r.Set("rayorigin", Vector{1, 2, 3}); },
-       [](ShadingContext& c) { c.rayorigin = c.rayorigindx = c.rayorigindy = {1, 2, 3}; }},
-      {"raydirection", [](SingleNodeRunner& r) { return r.Set("raydirection", Vector{0, -1, 0}); },
-       [](ShadingContext& c) { c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, -1, 0}; }},
-      {"uvw", [](SingleNodeRunner& r) { return r.Set("uvw", Vector{0.1, 0.2, 0.3}); },
-       [](ShadingContext& c) { c.uvw = c.uvwdx = c.uvwdy = {0.1, 0.2, 0.3}; }},
+      {"rayorigin",
+       [](SingleNodeRunner& r) {
+         return r.Set("rayorigin", Vector{1, 2, 3});
+       },
+       [](ShadingContext& c) {
+         c.rayorigin = c.rayorigindx = c.rayorigindy = {1, 2, 3};
+       }},
+      {"raydirection",
+       [](SingleNodeRunner& r) {
+         return r.Set("raydirection", Vector{0, -1, 0});
+       },
+       [](ShadingContext& c) {
+         c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, -1, 0};
+       }},
+      {"uvw",
+       [](SingleNodeRunner& r) {
+         return r.Set("uvw", Vector{0.1, 0.2, 0.3});
+       },
+       [](ShadingContext& c) {
+         c.uvw = c.uvwdx = c.uvwdy = {0.1, 0.2, 0.3};
+       }},
       // Time keeps the frame rate.
       {"time", [](SingleNodeRunner& r) { return r.Set("time", TimeValue{4.25}); },
        [](ShadingContext& c) { c.time = 4.25; }},
@@ -95,8 +110,7 @@ TEST(SetShadingContext, UvwDeltaIsLopsidedAndMarksTheCoordinateValid) {
 
 TEST(SetShadingContext, ZeroNormalStaysZeroInsteadOfNaN) {
   // A length whose square underflows counts as zero too; a small one is fine.
-  const Vector normals[][2] = {
-      {{0, 0, 0}, {0, 0, 0}}, {{0, -2e-200, 0}, {0, 0, 0}}, {{0, -2e-150, 0}, {0, -1, 0}}};
+  const Vector normals[][2] = {{{0, 0, 0}, {0, 0, 0}}, {{0, -2e-200, 0}, {0, 0, 0}}, {{0, -2e-150, 0}, {0, -1, 0}}};
   auto run = Runner(kSetShadingContextId);
   for (const auto& [normal, want] : normals) {
     ASSERT_TRUE(run->Set("shadingnormal", normal).ok());

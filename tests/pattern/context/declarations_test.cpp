@@ -29,10 +29,23 @@ TEST(Declarations, PlacementsKeepTheirStateInPrivatePorts) {
   ASSERT_EQ(p2.microNodes().size(), 1u);
   EXPECT_EQ(p2.microNodes()[0].impl->portCount, 17u);
   EXPECT_EQ(p3.microNodes()[0].impl->portCount, 14u);
-  const std::vector<std::string> order2 = {
-      "context", "localOffset", "localLength", "localPivot", "localRotation", "localRepetitions", "localDecalU",
-      "localDecalV", "localModeU", "localModeV", "result", "pdata", "localOffsetCached", "localLengthCached",
-      "localPivotCached", "localRotationCached", "localRepetitionsCached"};
+  const std::vector<std::string> order2 = {"context",
+                                           "localOffset",
+                                           "localLength",
+                                           "localPivot",
+                                           "localRotation",
+                                           "localRepetitions",
+                                           "localDecalU",
+                                           "localDecalV",
+                                           "localModeU",
+                                           "localModeV",
+                                           "result",
+                                           "pdata",
+                                           "localOffsetCached",
+                                           "localLengthCached",
+                                           "localPivotCached",
+                                           "localRotationCached",
+                                           "localRepetitionsCached"};
   EXPECT_EQ(AccessOrder(p2, 0), order2);
   EXPECT_EQ(AccessOrder(p3, 0)[5], "spaceRotationOrder");
   EXPECT_EQ(AccessOrder(p3, 0)[12], "spaceRotationOrderCached");

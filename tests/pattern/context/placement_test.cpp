@@ -81,8 +81,13 @@ TEST_F(Placement2dTest, KnownPointUnderRotationLengthPivotOffsetAndRepetition) {
       {"clamp", u, v, kWrapClamp},            // inside [0, 3] and [0, 2]
   };
   for (const Case& c : cases) {
-    const ShadingContext out = Run({.offset = {0.1, -0.2}, .length = {2.0, 0.5}, .pivot = {0.5, 0.5},
-                                    .rotation = 0.3, .repetitions = {3.0, 2.0}, .modeU = c.mode, .modeV = c.mode},
+    const ShadingContext out = Run({.offset = {0.1, -0.2},
+                                    .length = {2.0, 0.5},
+                                    .pivot = {0.5, 0.5},
+                                    .rotation = 0.3,
+                                    .repetitions = {3.0, 2.0},
+                                    .modeU = c.mode,
+                                    .modeV = c.mode},
                                    At(0.7, 0.4));
     EXPECT_NEAR(out.uvw.x, c.u, 1e-14) << c.mode;
     EXPECT_NEAR(out.uvw.y, c.v, 1e-14) << c.mode;
@@ -128,7 +133,11 @@ TEST_F(Placement2dTest, WrapModesRepetitionsAndDegenerateSettings) {
       {"huge coordinates saturate the cell", {.modeU = "mirror", .modeV = "mirror"}, 1e300, -1e300, 1.0, 0.0, 0},
       {"zero length falls back to plain repetition",
        {.offset = {5, 5}, .length = {0.0, 1.0}, .pivot = {0.3, 0.3}, .rotation = 0.7, .repetitions = {2.0, 3.0}},
-       0.25, 0.5, 0.5, 1.5, 0},
+       0.25,
+       0.5,
+       0.5,
+       1.5,
+       0},
   };
   for (const Case& c : cases) {
     const ShadingContext out = Run(c.p, At(c.u, c.v));
@@ -184,7 +193,7 @@ TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorder) {
   Place2d p{.modeU = "repeat", .modeV = "repeat"};
   ShadingContext in;
   in.uvw = {0.99, 2.5, 0};
-  in.uvwdx = {1.01, 2.5, 0};   // the x neighbour lies in the next cell
+  in.uvwdx = {1.01, 2.5, 0};  // the x neighbour lies in the next cell
   in.uvwdy = {0.99, 2.48, 0};
   ShadingContext out = Run(p, in);
   EXPECT_NEAR(out.uvw.x, 0.99, 1e-15);
@@ -271,7 +280,7 @@ ShadingContext Run3d(const Place3d& p, const ShadingContext& in) {
 TEST(Placement3d, EveryRotationOrderInvertsItsOwnForwardTransform) {
   const Vector angles{0.3, -0.5, 0.9}, scale{1.5, 0.7, 2.0}, position{0.2, -1.0, 0.5}, pivot{0.1, 0.2, 0.3};
   const Vector p{0.4, -0.3, 0.8};
-  const char* orders[] = {"xyzlocal", "xzylocal", "yxzlocal", "yzxlocal", "zxylocal", "zyxlocal",
+  const char* orders[] = {"xyzlocal",  "xzylocal",  "yxzlocal",  "yzxlocal",  "zxylocal",  "zyxlocal",
                           "xyzglobal", "xzyglobal", "yxzglobal", "yzxglobal", "zxyglobal", "zyxglobal"};
   ShadingContext first;
   for (const char* order : orders) {

@@ -53,8 +53,7 @@ TEST(Reprojection, ProjectionsCentresAndCornersAtKnownPoints) {
   ExpectUv(At(0.7, 0.6, {"box", 0.5}), 0.4469181324769896, 0.0);
   ExpectUv(At(0.9, 0.1, {"star"}), 0.7171572875253811, 0.0);
   ExpectUv(At(0.8, 0.65, {.mode = "n_angle", .corners = 4}), 0.9, 0.17620819117478337);
-  ExpectUv(At(0.1, 0.3, {.mode = "n_angle", .rotation = 0.3, .corners = 5}), 1.0930737418352112,
-           0.7239546741023519);
+  ExpectUv(At(0.1, 0.3, {.mode = "n_angle", .rotation = 0.3, .corners = 5}), 1.0930737418352112, 0.7239546741023519);
   // At the centre; the star is flipped unless reversed.
   ExpectUv(At(0.5, 0.5, {"circular"}), 0.0, 0.0);
   ExpectUv(At(0.5, 0.5, {.mode = "circular", .reverse = true}), 1.0, 0.0);

@@ -52,8 +52,7 @@ class Scatter {
     EXPECT_TRUE(testutil::Catalogue().GetGroup(kScatterId, counts, g).ok());
     EXPECT_TRUE(SingleNodeRunner::Create(g, run_).ok());
     for (Result r : {run_->Set("seed", s.seed), run_->Set("tile", s.tile),
-                     run_->Set("removeOverlaps", s.removeOverlaps),
-                     run_->SetFunction("perItemRotation", &rotation_),
+                     run_->Set("removeOverlaps", s.removeOverlaps), run_->SetFunction("perItemRotation", &rotation_),
                      run_->SetFunction("perItemRandomRotation", &randomRotation_),
                      run_->SetFunction("perItemScale", &scale_), run_->SetFunction("perItemRandomScale", &randomScale_),
                      run_->SetFunction("perItemRandomScaleUniform", &randomScaleUniform_),
@@ -62,9 +61,7 @@ class Scatter {
     const std::pair<const char*, const FunctionInterface*> optional[] = {
         {"perItemDensity", s.density}, {"perItemSkipProbability", s.skip}, {"perItemShape", s.shape}};
     for (const auto& [port, fn] : optional) {
-      if (fn) {
-        EXPECT_TRUE(run_->SetFunction(port, fn).ok()) << port;
-      }
+      if (fn) { EXPECT_TRUE(run_->SetFunction(port, fn).ok()) << port; }
     }
   }
 
@@ -112,12 +109,12 @@ TEST(ScatterBuild, PlacementMatchesTheSequenceForASeed) {
   Scatter random({.randomRotation = 0.5, .randomScale = {0.05, 0.02}});
   random.At(0.5, 0.5);
   ASSERT_EQ(random.Splats().size(), 3u);
-  ExpectSplat(random.Splats()[0], {0.7750897959340364, 0.6771153681911528, 0.4813655949663371, 6.754212698855946,
-                                   8.004538695593327, 0.67520002541921, 0.5928285926311233, 0.8749795664488628,
-                                   0.7614021437511823});
-  ExpectSplat(random.Splats()[2], {0.05168905737809837, 0.11150404810905457, 0.2730988445226103, 5.186225252442118,
-                                   10.933198146744541, -0.06715040469277185, 0.055131867626612485,
-                                   0.17052851944896857, 0.16787622859149665});
+  ExpectSplat(random.Splats()[0],
+              {0.7750897959340364, 0.6771153681911528, 0.4813655949663371, 6.754212698855946, 8.004538695593327,
+               0.67520002541921, 0.5928285926311233, 0.8749795664488628, 0.7614021437511823});
+  ExpectSplat(random.Splats()[2],
+              {0.05168905737809837, 0.11150404810905457, 0.2730988445226103, 5.186225252442118, 10.933198146744541,
+               -0.06715040469277185, 0.055131867626612485, 0.17052851944896857, 0.16787622859149665});
 }
 
 TEST(ScatterBuild, RepeatableForASeedAndBuiltOnce) {
@@ -303,8 +300,13 @@ int64_t Scan(const ScatterSplats& splats, double u, double v, bool cellOnly) {
 TEST(ScatterLookup, MatchesAScanOfAllSplatsInOrder) {
   // Uniformly scaled items lie inside their boxes, so the grid finds exactly
   // what a scan of every splat finds.
-  Scatter even({.count = 80, .seed = 11, .tile = true, .randomRotation = 3.0, .scale = {0.15, 0.15},
-                .randomScaleUniform = 0.05, .uniform = true});
+  Scatter even({.count = 80,
+                .seed = 11,
+                .tile = true,
+                .randomRotation = 3.0,
+                .scale = {0.15, 0.15},
+                .randomScaleUniform = 0.05,
+                .uniform = true});
   even.At(0.5, 0.5);
   int hits = 0;
   for (int k = 0; k < 400; ++k) {

@@ -42,10 +42,19 @@ TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
     double without, with;
   };
   const Case cases[] = {
-      {"red", 1, 1},           {"green", -2, -2},     {"blue", 4, 4},        {"alpha", 2, 2},
-      {"sum", 3, 5},           {"min", -2, -2},       {"max", 4, 4},         {"squaredlength", 21, 25},
-      {"length", std::sqrt(21.0), 5},                 {"average", 3 * 0.3333333333333333, 1.25},
-      {"", 0, 0},              {"Red", 0, 0},         {"x", 0, 0},
+      {"red", 1, 1},
+      {"green", -2, -2},
+      {"blue", 4, 4},
+      {"alpha", 2, 2},
+      {"sum", 3, 5},
+      {"min", -2, -2},
+      {"max", 4, 4},
+      {"squaredlength", 21, 25},
+      {"length", std::sqrt(21.0), 5},
+      {"average", 3 * 0.3333333333333333, 1.25},
+      {"", 0, 0},
+      {"Red", 0, 0},
+      {"x", 0, 0},
   };
   for (const Case& k : cases) {
     EXPECT_EQ(ColorToFloatNode(c, k.mode, false), k.without) << k.mode;
@@ -75,10 +84,11 @@ double VectorToFloatNode(const Vector4d& v, const char* mode) {
 
 TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
   // luminance is an accepted value with no measure behind it.
-  const std::pair<const char*, double> cases[] = {
-      {"x", 1.0},    {"y", -2.0},  {"z", 4.0},           {"w", 2.0},       {"average", 1.25},   {"sum", 5.0},
-      {"min", -2.0}, {"max", 4.0}, {"squaredlength", 25}, {"length", 5.0}, {"luminance", 0.0}, {"", 0.0},
-      {"red", 0.0}};
+  const std::pair<const char*, double> cases[] = {{"x", 1.0},      {"y", -2.0},        {"z", 4.0},
+                                                  {"w", 2.0},      {"average", 1.25},  {"sum", 5.0},
+                                                  {"min", -2.0},   {"max", 4.0},       {"squaredlength", 25},
+                                                  {"length", 5.0}, {"luminance", 0.0}, {"", 0.0},
+                                                  {"red", 0.0}};
   for (const auto& [mode, want] : cases) EXPECT_EQ(VectorToFloatNode({1.0, -2.0, 4.0, 2.0}, mode), want) << mode;
 }
 
@@ -204,8 +214,8 @@ TEST(ComposeVectorBatch, StridedRangeEmptyRangeAndOneEvaluationInAPlan) {
   EXPECT_EQ(v3[1], (Vector{5, 7, 5}));
 
   Vector2d v2[2] = {};
-  const BatchBinding bind2[] = {{const_cast<double*>(&z), 0}, {const_cast<double*>(ys), sizeof(double)},
-                                {v2, sizeof(Vector2d)}};
+  const BatchBinding bind2[] = {
+      {const_cast<double*>(&z), 0}, {const_cast<double*>(ys), sizeof(double)}, {v2, sizeof(Vector2d)}};
   ASSERT_TRUE(RunBatch(Group(kComposeVector2Id), 0, bind2, 2).ok());
   EXPECT_EQ(v2[0], (Vector2d{7, 4}));
   EXPECT_EQ(v2[1], (Vector2d{7, 5}));

@@ -27,9 +27,7 @@ class CellPlan {
     EXPECT_TRUE(plan_.Set(gen_, "points", points).ok());
     EXPECT_TRUE(plan_.Set(gen_, "seed", seed).ok());
     EXPECT_TRUE(plan_.Set(gen_, "strategy", InternedId::Intern(strategy)).ok());
-    if (density) {
-      EXPECT_TRUE(plan_.SetFunction(gen_, "distribution", density).ok());
-    }
+    if (density) { EXPECT_TRUE(plan_.SetFunction(gen_, "distribution", density).ok()); }
     EXPECT_TRUE(plan_.Set(cells_, "distanceMode", InternedId::Intern(mode)).ok());
     EXPECT_TRUE(plan_.Set(cells_, "exponent", exponent).ok());
     EXPECT_TRUE(plan_.SetOutput(cells_, "distance").ok());
@@ -46,8 +44,8 @@ class CellPlan {
     c.uvwvalid = 0;  // cells does not look at it
     EXPECT_TRUE(inst_->Evaluate(c).ok());
     return {inst_->Get<double>(cells_, "distance"), inst_->Get<Vector2d>(cells_, "direction"),
-            inst_->Get<Vector2d>(cells_, "center"),  inst_->Get<double>(cells_, "f1"),
-            inst_->Get<double>(cells_, "f2"),        inst_->Get<int64_t>(cells_, "index")};
+            inst_->Get<Vector2d>(cells_, "center"), inst_->Get<double>(cells_, "f1"),
+            inst_->Get<double>(cells_, "f2"),       inst_->Get<int64_t>(cells_, "index")};
   }
   PlanInstance& instance() { return *inst_; }
   NodeRef generator() const { return gen_; }

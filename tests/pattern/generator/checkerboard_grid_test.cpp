@@ -94,8 +94,10 @@ double HighShare(double a, double b) {
 double BruteForceShare(double x, double y, double hu, double hv, bool clipAtBorder) {
   double loU = x - hu, hiU = x + hu, loV = y - hv, hiV = y + hv;
   if (clipAtBorder) {
-    if (x >= 0.5) hiU = std::min(hiU, 1.0); else loU = std::max(loU, 0.0);
-    if (y >= 0.5) hiV = std::min(hiV, 1.0); else loV = std::max(loV, 0.0);
+    if (x >= 0.5) hiU = std::min(hiU, 1.0);
+    else loU = std::max(loU, 0.0);
+    if (y >= 0.5) hiV = std::min(hiV, 1.0);
+    else loV = std::max(loV, 0.0);
   }
   const double a = HighShare(loU, hiU), b = HighShare(loV, hiV);
   return a * (1 - b) + (1 - a) * b;
@@ -107,15 +109,13 @@ TEST_F(CheckerboardTest, SharpSamplesAndTheirWrapModes) {
     uint8_t mode;
     double share;
   } cases[] = {
-      {0.25, 0.25, 0, 0, kWrapRepeat, 0.0},
-      {0.75, 0.25, 0, 0, kWrapRepeat, 1.0},
-      {0.75, 0.75, 0, 0, kWrapRepeat, 0.0},
-      {3.25, -0.25, 0, 0, kWrapRepeat, 1.0},  // repeats, also below 0
-      {0.5, 0.25, 0, 0, kWrapRepeat, 0.0},    // without a footprint exactly 0.5 counts as the low half
+      {0.25, 0.25, 0, 0, kWrapRepeat, 0.0},   {0.75, 0.25, 0, 0, kWrapRepeat, 1.0},
+      {0.75, 0.75, 0, 0, kWrapRepeat, 0.0},   {3.25, -0.25, 0, 0, kWrapRepeat, 1.0},  // repeats, also below 0
+      {0.5, 0.25, 0, 0, kWrapRepeat, 0.0},     // without a footprint exactly 0.5 counts as the low half
       {0.5, 0.25, 0, 0.01, kWrapRepeat, 1.0},  // with one in v only it counts as the high half
-      {1.3, 0.25, 0, 0, kWrapClamp, 1.0},     // clamp keeps x = 0.99999 in the last column
-      {1.3, 0.25, 0, 0, kWrapRepeat, 0.0},    // x = 0.3
-      {-4.0, 0.75, 0, 0, kWrapClamp, 1.0},    // x = 0
+      {1.3, 0.25, 0, 0, kWrapClamp, 1.0},      // clamp keeps x = 0.99999 in the last column
+      {1.3, 0.25, 0, 0, kWrapRepeat, 0.0},     // x = 0.3
+      {-4.0, 0.75, 0, 0, kWrapClamp, 1.0},     // x = 0
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(::testing::Message() << k.u << ", " << k.v << " mode " << int(k.mode));
@@ -135,10 +135,11 @@ TEST_F(CheckerboardTest, CoverageOfAFootprintMatchesSupersampling) {
       {0.98, 0.51, 0.04, 0.03, kWrapRepeat},  // near a corner, across the cell border
       {0.02, 0.97, 0.3, 0.2, kWrapRepeat},    // wide, across both borders
       {0.7, 0.45, 0.21, 0.11, kWrapRepeat},
-      {0.26, 0.74, 0.6, 0.9, kWrapRepeat},    // wider than a square: limited to 0.5
-      {0.5, 0.5, 0.1, 0.1, kWrapRepeat},      // centred on a corner: half and half
-      {0.1, 0.2, 0.05, 0.05, kWrapRepeat},    // wholly inside: one colour
-      {0.48, 0.499, 0.05, 0, kWrapRepeat},    // footprint in u alone: v adds no edge even next to one
+      {0.26, 0.74, 0.6, 0.9, kWrapRepeat},  // wider than a square: limited to
+                                            // 0.5
+      {0.5, 0.5, 0.1, 0.1, kWrapRepeat},    // centred on a corner: half and half
+      {0.1, 0.2, 0.05, 0.05, kWrapRepeat},  // wholly inside: one colour
+      {0.48, 0.499, 0.05, 0, kWrapRepeat},  // footprint in u alone: v adds no edge even next to one
       {0.3, 0.52, 0, 0.05, kWrapRepeat},
       {0.9, 0.3, 0.2, 0.05, kWrapRepeat},
       {0.9, 0.3, 0.2, 0.05, kWrapClamp},
@@ -291,9 +292,14 @@ TEST_F(GridTest, HardLinesOnEachAxisAndFrequency) {
     Vector frequency;
     double u, v, w, fill;
   } cases[] = {
-      {{1, 1, 0}, 0.0, 0.5, 0, 0.0},  {{1, 1, 0}, 0.5, 0.5, 0, 1.0},  {{1, 1, 0}, 3.0, 0.5, 0, 0.0},
-      {{1, 1, 0}, 0.5, -2.0, 0, 0.0}, {{1, 1, 0}, 0.04, 0.5, 0, 0.0}, {{1, 1, 0}, 0.06, 0.5, 0, 1.0},
-      {{1, 1, 0}, 0.94, 0.5, 0, 1.0}, {{1, 1, 0}, 0.96, 0.5, 0, 0.0},
+      {{1, 1, 0}, 0.0, 0.5, 0, 0.0},
+      {{1, 1, 0}, 0.5, 0.5, 0, 1.0},
+      {{1, 1, 0}, 3.0, 0.5, 0, 0.0},
+      {{1, 1, 0}, 0.5, -2.0, 0, 0.0},
+      {{1, 1, 0}, 0.04, 0.5, 0, 0.0},
+      {{1, 1, 0}, 0.06, 0.5, 0, 1.0},
+      {{1, 1, 0}, 0.94, 0.5, 0, 1.0},
+      {{1, 1, 0}, 0.96, 0.5, 0, 0.0},
       {{0, 0, 0}, 0.5, 0.5, 0, 0.0},  // frequency 0 puts the whole plane on a line
       {{0, 0, 0}, 17.3, -4.1, 0, 0.0},
       {{1, 1, 0}, 0.5, 0.5, 123.0, 1.0},  // Z at frequency 0 sees f = 0, d = 1: never a line
@@ -336,8 +342,8 @@ TEST_F(GridTest, IndexCountsCellsWithoutWrappingAndIsZeroOutside) {
     EXPECT_TRUE(run->Run(c).ok());
     return run->Get<int64_t>("index");
   };
-  EXPECT_EQ(index(0.3, 0.7), 5);    // floor(1.2) * 3 + floor(2.1)
-  EXPECT_EQ(index(-0.3, 0.7), -4);  // floor(-1.2) * 3 + 2
+  EXPECT_EQ(index(0.3, 0.7), 5);     // floor(1.2) * 3 + floor(2.1)
+  EXPECT_EQ(index(-0.3, 0.7), -4);   // floor(-1.2) * 3 + 2
   EXPECT_EQ(index(0.3, 0.7, 0), 0);  // outside the placed coordinate
   EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(index(0.0, 0.0), 0);

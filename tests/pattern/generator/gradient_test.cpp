@@ -400,9 +400,7 @@ TEST(Crc32c, PathsAgreeOnEveryLengthAndSplit) {
     // Feeding in two pieces gives the same state as feeding at once.
     const size_t half = n / 3;
     EXPECT_EQ(Crc32cExtend(Crc32cExtend(kCrc32cStart, data.data(), half), data.data() + half, n - half), whole);
-    if (Crc32cHardwareAvailable()) {
-      EXPECT_EQ(Crc32cExtendHardware(kCrc32cStart, data.data(), n), whole);
-    }
+    if (Crc32cHardwareAvailable()) { EXPECT_EQ(Crc32cExtendHardware(kCrc32cStart, data.data(), n), whole); }
   }
 }
 

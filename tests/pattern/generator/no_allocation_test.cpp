@@ -47,7 +47,8 @@ TEST(PatternNoAllocation, PlacedCheckerboardOfTwoFunctionBodies) {
   ASSERT_TRUE(plan.AddNode(Group(kGridId), "grid", grid, body1).ok());
   ASSERT_TRUE(plan.AddNode(Group(kStarId), "star", star, body2).ok());
 
-  ASSERT_TRUE(testutil::AddPlacement(plan, {{0.1, 0}, {1, 2}, {0.5, 0.5}, 0.4, {4, 4}, false, false, "mirror", "repeat"}, place));
+  ASSERT_TRUE(testutil::AddPlacement(
+      plan, {{0.1, 0}, {1, 2}, {0.5, 0.5}, 0.4, {4, 4}, false, false, "mirror", "repeat"}, place));
 
   ASSERT_TRUE(plan.BindContext(grid, "context").ok());
   ASSERT_TRUE(plan.BindContext(grid, "contextLocal").ok());

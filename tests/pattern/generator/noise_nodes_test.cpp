@@ -262,7 +262,8 @@ TEST_F(NoiseNodesTest, FootprintIsTheMeanSpreadTimesTenRoundedBeforeTheMultiply)
   // the 2.785883665084839 of a single rounding.
   EXPECT_EQ(NoiseFootprint(ctx), 2.7858834266662598f);
   ctx.uvwdy = {-0.5, 0, 0};  // the spread counts from the smallest to the largest
-  EXPECT_EQ(NoiseFootprint(ctx), static_cast<float>(static_cast<float>(1.3357651039198697 * 0.3333333333333333) * 10.0f));
+  EXPECT_EQ(NoiseFootprint(ctx),
+            static_cast<float>(static_cast<float>(1.3357651039198697 * 0.3333333333333333) * 10.0f));
   for (int slot = 0; slot < 6; ++slot) {
     ShadingContext bad = ctx;
     double* v = slot < 3 ? &(&bad.uvwdx.x)[slot] : &(&bad.uvwdy.x)[slot - 3];

@@ -46,8 +46,16 @@ class ScratchesTest : public ::testing::Test {
     return run->Get<double>("result");
   }
   static ScratchParams Busy() {
-    return {.seed = 11, .bend = 0.6, .scale = 8.0, .density = 0.8, .layers = 3, .frequencystep = 1.7,
-            .rotation = 0.4, .gamma = 2.0, .thickness = 15.0, .depth = 0.8};
+    return {.seed = 11,
+            .bend = 0.6,
+            .scale = 8.0,
+            .density = 0.8,
+            .layers = 3,
+            .frequencystep = 1.7,
+            .rotation = 0.4,
+            .gamma = 2.0,
+            .thickness = 15.0,
+            .depth = 0.8};
   }
   std::unique_ptr<SingleNodeRunner> run;
 };
@@ -57,10 +65,8 @@ TEST_F(ScratchesTest, GoldenValuesOfThreeLayers) {
   struct Golden {
     double u, v, result;
   } golden[] = {
-      {-0.11126, -0.03762000000000001, 0.1890270190783292},
-      {0.14054999999999998, 0.36785, 0.18916854504136194},
-      {0.35361999999999993, 0.71094, 0.3855318199584441},
-      {0.37298999999999993, 0.74213, 0.4017826090208364},
+      {-0.11126, -0.03762000000000001, 0.1890270190783292}, {0.14054999999999998, 0.36785, 0.18916854504136194},
+      {0.35361999999999993, 0.71094, 0.3855318199584441},   {0.37298999999999993, 0.74213, 0.4017826090208364},
       {0.39235999999999993, 0.77332, 0.48873528134992694},
   };
   for (const Golden& g : golden) EXPECT_NEAR(At(g.u, g.v), g.result, 1e-12) << g.u << ", " << g.v;
@@ -71,8 +77,16 @@ TEST_F(ScratchesTest, GoldenValuesOfThreeLayers) {
 TEST_F(ScratchesTest, AValueNotAboveTheSumDoublesIt) {
   // Layer 1 shows a scratch of 0.2664564546026904 here, layer 2 none: two
   // layers give twice the depth of one.
-  ScratchParams p{.seed = 3, .bend = 0.4, .scale = 5.0, .density = 1.0, .layers = 1, .frequencystep = 2.0,
-                  .rotation = 0.25, .gamma = 1.0, .thickness = 20.0, .depth = 1.0};
+  ScratchParams p{.seed = 3,
+                  .bend = 0.4,
+                  .scale = 5.0,
+                  .density = 1.0,
+                  .layers = 1,
+                  .frequencystep = 2.0,
+                  .rotation = 0.25,
+                  .gamma = 1.0,
+                  .thickness = 20.0,
+                  .depth = 1.0};
   Set(p);
   EXPECT_NEAR(At(0.3014, 0.6402), 0.7335435453973096, 1e-12);
   p.layers = 2;
@@ -146,7 +160,7 @@ Draws Draw(const char* id, const ShadingContext* ctx, int64_t seed, int64_t salt
   EXPECT_TRUE(run->Set("minimum", lo).ok());
   EXPECT_TRUE(run->Set("maximum", hi).ok());
   EXPECT_TRUE((ctx ? run->Run(*ctx) : run->Run()).ok());
-  return {run->Get<ColorA>("resultColorA"), run->Get<Color>("resultColor"),     run->Get<double>("resultFloat"),
+  return {run->Get<ColorA>("resultColorA"), run->Get<Color>("resultColor"),    run->Get<double>("resultFloat"),
           run->Get<int64_t>("resultInt"),   run->Get<Vector>("resultVector3"), run->Get<Vector2d>("resultVector2"),
           run->Get<bool>("resultBool")};
 }
@@ -166,10 +180,10 @@ TEST(Hash, GoldenDrawsFillEveryPortFromTheSameFour) {
   EXPECT_TRUE(d.v3 == (Vector{d.colora.r, d.colora.g, d.colora.b}));
   EXPECT_TRUE(d.v2 == (Vector2d{d.colora.r, d.colora.g}));
   EXPECT_EQ(d.f, d.colora.r);
-  EXPECT_EQ(d.i, 0);        // 0.166 truncated
-  EXPECT_FALSE(d.b);        // below 0.5
+  EXPECT_EQ(d.i, 0);                       // 0.166 truncated
+  EXPECT_FALSE(d.b);                       // below 0.5
   const Draws n = Hash(0, 0, -10.0, 0.0);  // first draw 0.703 * 10 - 10
-  EXPECT_EQ(n.i, -2);       // truncated toward zero, not floored
+  EXPECT_EQ(n.i, -2);                      // truncated toward zero, not floored
 }
 
 TEST(Hash, SeedAndSaltEnterOnlyAsTheirSum) {

@@ -80,8 +80,8 @@ TEST(ThinFilmPre, SpectrumAverageIntegratesTheTable) {
   // python3: trapezoids of the 1 nm ȳ (as 32-bit floats) divided by the width.
   EXPECT_NEAR(AverageY(500, 600), 0.8097546362876892, 1e-6);
   EXPECT_NEAR(AverageY(400, 700), 0.3559797579252821, 1e-6);
-  EXPECT_NEAR(SpectrumAverage(kCie1931_1nmWavelength, kCie1931_1nmX, kCie1931_1nmCount, 400, 500),
-              0.1773728305241093, 1e-6);
+  EXPECT_NEAR(SpectrumAverage(kCie1931_1nmWavelength, kCie1931_1nmX, kCie1931_1nmCount, 400, 500), 0.1773728305241093,
+              1e-6);
   // Inside one 1 nm step the curve is linear: the average is its value at the middle.
   EXPECT_NEAR(AverageY(555.25, 555.75), (1.0f + kCie1931_1nmY[196]) * 0.5f, 1e-6);
   // Outside the table the end values hold; across its start they extend.
@@ -194,8 +194,7 @@ TEST(ThinFilm, ThicknessAndFacing) {
   EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.4, 0.2, 0.3}, init), ThinFilmColor(ctx, {1.4, 1.0, 0.0}, init), 0));
   EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.4, -50.0, 0.0}, init), ThinFilmColor(ctx, {1.4, 1.0, 0.0}, init), 0));
   // Variation adds to the thickness.
-  EXPECT_TRUE(
-      ColorNear(ThinFilmColor(ctx, {1.4, 250.0, 100.0}, init), ThinFilmColor(ctx, {1.4, 350.0, 0.0}, init), 0));
+  EXPECT_TRUE(ColorNear(ThinFilmColor(ctx, {1.4, 250.0, 100.0}, init), ThinFilmColor(ctx, {1.4, 350.0, 0.0}, init), 0));
   // A back face (geometric normal along the ray) is turned to face the ray.
   ShadingContext back = ctx;
   back.raydirection = {0, 0, 1};

@@ -131,12 +131,12 @@ TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlag) {
 TEST_F(SplineNodeTest, LinkedEndTangentsMirrorTheFirstKnot) {
   Settings link;
   link.linkTangents = true;
-  std::vector<KnotPorts> knots = {{0.0, 0.0, "spline", {-0.1, 0.4}}, {0.5, 0.5, "spline"},
-                                  {1.0, 1.0, "spline", {-0.3, 0.1}}};
+  std::vector<KnotPorts> knots = {
+      {0.0, 0.0, "spline", {-0.1, 0.4}}, {0.5, 0.5, "spline"}, {1.0, 1.0, "spline", {-0.3, 0.1}}};
   // The first knot's right handle is (0.1, -0.4); the last gets the left
   // handle (-0.1, 0.4) and the right handle (0.1, -0.4).
-  const std::vector<SplineMapperKnot> linked = {SK(0, 0, {-0.1, 0.4}, {0.1, -0.4}), SK(0.5, 0.5, {-0.2, -0.2}, {0.2, 0.2}),
-                                                SK(1, 1, {-0.1, 0.4}, {0.1, -0.4})};
+  const std::vector<SplineMapperKnot> linked = {
+      SK(0, 0, {-0.1, 0.4}, {0.1, -0.4}), SK(0.5, 0.5, {-0.2, -0.2}, {0.2, 0.2}), SK(1, 1, {-0.1, 0.4}, {0.1, -0.4})};
   EXPECT_DOUBLE_EQ(At(knots, 0.8, link), Direct(linked, 0.8));
   EXPECT_NE(At(knots, 0.8), Direct(linked, 0.8));
   // lockangle on the port-last knot turns the link off.

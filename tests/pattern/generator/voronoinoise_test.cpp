@@ -317,7 +317,7 @@ TEST_F(VoronoiNodesTest, FlakeIdZeroIsPerturbedButNotMasked) {
   Build(kFlakesId);
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Set<double>(main_, "scale", 2.0).ok());  // k = 5
-  Eval({0.02, 0.02, 0}, {0, 0, 1});  // position (0.1, 0.1): id 0
+  Eval({0.02, 0.02, 0}, {0, 0, 1});                           // position (0.1, 0.1): id 0
   EXPECT_EQ(scripted_.lookups.back().x, static_cast<float>(0.02 * 5.0));
   EXPECT_EQ(Out<int64_t>("index"), 0);
   EXPECT_FALSE(Out<bool>("mask"));

@@ -69,7 +69,8 @@ Stats BlockStats(const host::Image& img, int channel, int x0, int y0, int x1, in
 // pixel. `front` is spliced in before the placement's context.
 std::string MinifiedBoard(const std::string& front, const std::string& placeContext) {
   return R"({"tessaroc": 1, "nodes": {)" + front + R"(
-    "place": {"node": "placement2d", "inputs": {)" + placeContext + R"("localrepetitions": [200, 200]}},
+    "place": {"node": "placement2d", "inputs": {)" +
+         placeContext + R"("localrepetitions": [200, 200]}},
     "board": {"node": "checkerboard", "inputs": {"contextlocal": {"link": "place.result"},
       "color1": [0.9, 0.6, 0.2, 1], "color2": [0.1, 0.2, 0.4, 1]}}},
     "output": {"link": "board.result"}})";
@@ -79,9 +80,9 @@ TEST_F(PatternsInGraphs, AMinifiedBoardFiltersToTheMeanOfItsColoursAndAPointSamp
   auto filtered = Compile(MinifiedBoard("", ""));
   // The same board with the footprint removed before the placement: all three
   // uvw points coincide, so every pixel is a point sample.
-  auto pointSampled = Compile(MinifiedBoard(
-      R"("point": {"node": "setshadingcontext", "inputs": {"uvwdelta": [0, 0, 0]}},)",
-      R"("context": {"link": "point.result"}, )"));
+  auto pointSampled =
+      Compile(MinifiedBoard(R"("point": {"node": "setshadingcontext", "inputs": {"uvwdelta": [0, 0, 0]}},)",
+                            R"("context": {"link": "point.result"}, )"));
   ASSERT_TRUE(filtered && pointSampled);
 
   host::Image smooth, sharp;
@@ -121,7 +122,8 @@ std::string LazyBoard(const std::string& color2Node, double repetitions, double 
   return R"({"tessaroc": 1, "nodes": {)" + color2Node + R"(,
     "place": {"node": "placement2d", "inputs": {"localrepetitions": [)" +
          std::to_string(repetitions) + ", " + std::to_string(repetitions) + R"(],
-      "localoffset": [)" + std::to_string(offset) + ", " + std::to_string(offset) + R"(]}},
+      "localoffset": [)" +
+         std::to_string(offset) + ", " + std::to_string(offset) + R"(]}},
     "board": {"node": "checkerboard", "inputs": {"contextlocal": {"link": "place.result"},
       "color1": [-1, -1, -1, 1], "color2": {"link": "second.result"}}}},
     "output": {"link": "board.result"}})";
@@ -150,10 +152,8 @@ TEST_F(PatternsInGraphs, TheSecondColourRunsOnlyForSamplesThatNeedIt) {
     for (size_t p = 0; p < img.pixels.size(); p += 4)
       if (!(img.pixels[p] == -1.0f && img.pixels[p + 1] == -1.0f && img.pixels[p + 2] == -1.0f)) ++needed;
     EXPECT_EQ(testing::KernelCalls(), needed);
-    if (reps == kOneSquareReps)
-      EXPECT_EQ(needed, 0);
-    else
-      EXPECT_GT(needed, 64 * 64 / 3);
+    if (reps == kOneSquareReps) EXPECT_EQ(needed, 0);
+    else EXPECT_GT(needed, 64 * 64 / 3);
   }
 }
 

@@ -55,12 +55,9 @@ ShadingContext Surface() {
 
 class BumpTest : public ::testing::Test {
  protected:
-  std::unique_ptr<SingleNodeRunner> Make(const FunctionInterface* height, double strength, double epsUv,
-                                         double eps3d) {
+  std::unique_ptr<SingleNodeRunner> Make(const FunctionInterface* height, double strength, double epsUv, double eps3d) {
     auto run = Runner(kBumpId);
-    if (height) {
-      EXPECT_TRUE(run->SetFunction("color", height).ok());
-    }
+    if (height) { EXPECT_TRUE(run->SetFunction("color", height).ok()); }
     EXPECT_TRUE(run->Set("strength", strength).ok());
     EXPECT_TRUE(run->Set("epsilonuv", epsUv).ok());
     EXPECT_TRUE(run->Set("epsilon3d", eps3d).ok());

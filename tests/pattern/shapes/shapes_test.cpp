@@ -164,9 +164,7 @@ TEST_F(ShapesTest, InvalidCoordinateWritesZerosButTooFewSidesOrSpikesWriteNothin
     const bool counted = id == kNgonId || id == kStarId;
     const char* count = id == kNgonId ? "sides" : "spikes";
     auto run = Make(id);
-    if (counted) {
-      ASSERT_TRUE(run->Set(count, int64_t{5}).ok());
-    }
+    if (counted) { ASSERT_TRUE(run->Set(count, int64_t{5}).ok()); }
     const Out o = At(*run, 0.5, 0.5, 0);
     EXPECT_TRUE(o.result == (ColorA{0, 0, 0, 0}));
     EXPECT_EQ(o.mask, 0.0);
@@ -174,9 +172,7 @@ TEST_F(ShapesTest, InvalidCoordinateWritesZerosButTooFewSidesOrSpikesWriteNothin
     if (!counted) continue;
 
     Soft(*run, 0.5, 0.0, 0.0);
-    if (id == kStarId) {
-      ASSERT_TRUE(run->Set("cutout", 0.0).ok());
-    }
+    if (id == kStarId) { ASSERT_TRUE(run->Set("cutout", 0.0).ok()); }
     const Out before = At(*run, 0.55, 0.5);
     ASSERT_EQ(before.mask, 1.0);
     for (int64_t n : {2, 1, 0, -3}) {
