@@ -14,9 +14,10 @@ namespace {
 constexpr int kTile = 32;
 
 // A pixel's four channels from the output value.
-void ToPixel(const DataType& type, const void* v, float* px) {
+void ToColor(const DataType& type, const void* v, double c[4]) {
   const DataType* t = type.Storage();
-  double c[4] = {0, 0, 0, 1};
+  c[0] = c[1] = c[2] = 0;
+  c[3] = 1;
   if (t == &kColorAType) {
     const auto& x = *static_cast<const ColorA*>(v);
     c[0] = x.r, c[1] = x.g, c[2] = x.b, c[3] = x.a;
@@ -43,7 +44,18 @@ void ToPixel(const DataType& type, const void* v, float* px) {
   } else if (t == &kFloat32Type) {
     c[0] = c[1] = c[2] = *static_cast<const float*>(v);
   }
-  for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+}
+
+// The fields of a sample that come from the render rather than the surface.
+void SampleFields(int x, int y, const RenderSettings& s, ShadingContext& c) {
+  c.pixelx = x;
+  c.pixely = y;
+  c.subpixelx = 0.5;
+  c.subpixely = 0.5;
+  c.time = s.time;
+  c.framerate = s.fps;
+  c.searchpaths = &s.searchPaths;
+  c.messagesink = s.messages;
 }
 
 }  // namespace
@@ -54,41 +66,16 @@ bool Renderable(const DataType& type) {
          t == &kVector4dType || t == &kBoolType || t == &kInt64Type || t == &kInt32Type || t == &kFloat32Type;
 }
 
-ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy) {
-  ShadingContext c;
-  c.uvw = uvw;
-  c.uvwdx = uvwdx;
-  c.uvwdy = uvwdy;
-  c.uvwvalid = 1;
-  c.position = c.uvw;
-  c.positiondx = c.uvwdx;
-  c.positiondy = c.uvwdy;
-  c.geometricnormal = {0, 0, 1};
-  c.shadingnormal = {0, 0, 1};
-  c.tangent = {1, 0, 0};
-  c.bitangent = {0, 1, 0};
-  // An orthographic camera one unit above the plane, looking down.
-  c.rayorigin = {c.uvw.x, c.uvw.y, 1};
-  c.rayorigindx = {c.uvwdx.x, c.uvwdx.y, 1};
-  c.rayorigindy = {c.uvwdy.x, c.uvwdy.y, 1};
-  c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, 0, -1};
-  c.raymindistance = 0;
+ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
+  ShadingContext c = PlaneContext(x, y, s.width, s.height);
+  SampleFields(x, y, s, c);
   return c;
 }
 
-ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
-  const double w = s.width, h = s.height;
-  auto uv = [&](double px, double py) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; };
-  ShadingContext c = SurfaceContext(uv(x, y), uv(x + 1, y), uv(x, y + 1));
-  c.pixelx = x;
-  c.pixely = y;
-  c.subpixelx = 0.5;
-  c.subpixely = 0.5;
-  c.time = s.time;
-  c.framerate = s.fps;
-  c.searchpaths = &s.searchPaths;
-  c.messagesink = s.messages;
-  return c;
+bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings& settings, ShadingContext& out) {
+  if (!sampler.Surface(x, y, out)) return false;
+  SampleFields(x, y, settings, out);
+  return true;
 }
 
 Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
@@ -98,8 +85,16 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   if (!Renderable(type))
     return Result::Fail(errors::kIllegalArgument,
                         "the output " + material.mainOutput().id + " is a " + type.id.str() + ", which has no colour");
-  if (!material.prepared())
-    TESSAROC_RETURN_IF_FAILED(material.Prepare(PixelContext(settings.width / 2, settings.height / 2, settings)));
+  ViewSampler sampler;
+  TESSAROC_RETURN_IF_FAILED(ViewSampler::Create(settings.view, settings.width, settings.height, sampler));
+  if (!material.prepared()) {
+    ShadingContext priming;
+    if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
+      priming = PixelContext(settings.width / 2, settings.height / 2, settings);
+    TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
+  }
+  // Lighting reads the document's normal where it names one.
+  const Material::Output* normal = settings.view.lit ? material.normalOutput() : nullptr;
 
   out.width = settings.width;
   out.height = settings.height;
@@ -122,9 +117,18 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   auto renderTile = [&](PlanInstance& ev, int tile) {
     const int x0 = (tile % tilesX) * kTile, y0 = (tile / tilesX) * kTile;
     const int x1 = std::min(x0 + kTile, settings.width), y1 = std::min(y0 + kTile, settings.height);
+    const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
+    ShadingContext ctx;
+    double c[4];
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
-        Result r = ev.Evaluate(PixelContext(x, y, settings));
+        float* px = &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4];
+        if (!ViewContext(sampler, x, y, settings, ctx)) {
+          sampler.BackgroundPixel(x, y, c);
+          for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+          continue;
+        }
+        Result r = ev.Evaluate(ctx);
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok())
@@ -133,7 +137,9 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           failed = true;
           return;
         }
-        ToPixel(type, ev.Output().value, &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4]);
+        ToColor(type, ev.Output().value, c);
+        if (settings.view.lit) sampler.Light(ctx, normalValue, c);
+        for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
       }
     // Counted under the lock so that progress never goes backwards.
     std::lock_guard<std::mutex> lock(progressMutex);

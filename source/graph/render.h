@@ -1,5 +1,5 @@
-// Rendering a material over the UV square: one sample per pixel, on all
-// cores, bit-identical for any thread count.
+// Rendering a material over the UV square or on a preview shape: one sample
+// per pixel, on all cores, bit-identical for any thread count.
 #pragma once
 
 #include <functional>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "graph/material.h"
+#include "graph/preview/view.h"
 #include "host/imageio/image_writer.h"
 
 namespace tessaroc::graph {
@@ -21,18 +22,20 @@ struct RenderSettings {
   MessageSink* messages = nullptr;
   // Called with the share done, 0 to 1, from the rendering threads (one at a time).
   std::function<void(double)> progress;
+  // What the pixels show: the plane by default.
+  View view;
 };
 
-// A sample of the plane z = 0 at uvw, seen from straight above by an
-// orthographic camera: position = uvw, normals (0, 0, 1), tangent along u,
-// the ray coming down. Differentials are given as points (uvw of the
-// neighbouring samples); pass uvw itself for a sample with no footprint.
-ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy);
-
-// The context of the centre of pixel (x, y): uvw over the unit square with v
-// up, differentials from the neighbouring pixel centres, a point on the plane
-// z = 0 seen from above, normals facing the camera.
+// The context of the centre of pixel (x, y) of the plane, whatever the view:
+// uvw over the unit square with v up, differentials from the neighbouring
+// pixel centres, a point on the plane z = 0 seen from above, normals facing
+// the camera.
 ShadingContext PixelContext(int x, int y, const RenderSettings& settings);
+
+// The context that pixel (x, y) of this render evaluates, seen through the
+// sampler made for the settings' view and size, with the pixel, time and
+// search paths of the settings. False when the pixel shows the background.
+bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings& settings, ShadingContext& out);
 
 // Prepares the material (primed at the image's centre) if it is not, renders
 // it, and converts the output to RGBA floats.
