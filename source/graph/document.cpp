@@ -144,8 +144,9 @@ class DocumentReader {
   Result Read(const json& top) {
     if (!top.is_object()) return Fail("/", "a document is a JSON object");
     for (auto it = top.begin(); it != top.end(); ++it)
-      if (it.key() != "tessaroc" && it.key() != "nodes" && it.key() != "output" && it.key() != "description")
-        return Fail("/" + it.key(), "unknown field; a document has tessaroc, nodes, output and description");
+      if (it.key() != "tessaroc" && it.key() != "nodes" && it.key() != "output" && it.key() != "normal" &&
+          it.key() != "description")
+        return Fail("/" + it.key(), "unknown field; a document has tessaroc, nodes, output, normal and description");
     auto version = top.find("tessaroc");
     if (version == top.end()) return Fail("/tessaroc", "missing: the document format version, 1");
     if (!version->is_number_integer() || version->get<int64_t>() != kDocumentVersion)
@@ -163,6 +164,7 @@ class DocumentReader {
     TESSAROC_RETURN_IF_FAILED(CheckLinks());
     TESSAROC_RETURN_IF_FAILED(CheckCycles());
     TESSAROC_RETURN_IF_FAILED(ReadOutput(top));
+    TESSAROC_RETURN_IF_FAILED(ReadNormal(top));
     return Wire();
   }
 
@@ -418,13 +420,31 @@ class DocumentReader {
   Result ReadOutput(const json& top) {
     auto out = top.find("output");
     if (out == top.end()) return Fail("/output", "missing: the port whose value is the material's result");
+    return ReadOutputLink("/output", *out, doc_.outputNode_, doc_.outputPort_);
+  }
+
+  // The normal that lit previews shade with, when the document names one.
+  Result ReadNormal(const json& top) {
+    auto normal = top.find("normal");
+    if (normal == top.end()) return Result::Ok();
+    TESSAROC_RETURN_IF_FAILED(ReadOutputLink("/normal", *normal, doc_.normalNode_, doc_.normalPort_));
+    if (doc_.normalPort_->type == nullptr || !doc_.normalPort_->type->StoredLike(kVectorType))
+      return Fail("/normal", doc_.normalNode_->name + "." + doc_.normalPort_->id + " is " +
+                                 (doc_.normalPort_->type ? host::TypeName(*doc_.normalPort_->type) : "untyped") +
+                                 "; the normal is a vector output, such as a bump's result");
+    return Result::Ok();
+  }
+
+  // A {"link": "node.port"} (or "node.port") naming an output of a node.
+  Result ReadOutputLink(const std::string& path, const json& value, const DocumentNode*& outNode,
+                        const DocumentPort*& outPort) {
     std::string text;
-    if (out->is_string()) text = out->get<std::string>();
-    else if (IsLink(*out) && (*out)["link"].is_string()) text = (*out)["link"].get<std::string>();
-    else return Fail("/output", "expected {\"link\": \"node.port\"}");
+    if (value.is_string()) text = value.get<std::string>();
+    else if (IsLink(value) && value["link"].is_string()) text = value["link"].get<std::string>();
+    else return Fail(path, "expected {\"link\": \"node.port\"}");
     const size_t dot = text.find('.');
     DocumentNode* node = Node(text.substr(0, dot));
-    if (node == nullptr) return Fail("/output", "link to a missing node \"" + text.substr(0, dot) + "\"");
+    if (node == nullptr) return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"");
     const DocumentPort* port = nullptr;
     if (dot == std::string::npos) {
       for (const DocumentPort& p : node->ports)
@@ -436,10 +456,10 @@ class DocumentReader {
       port = node->FindPort(text.substr(dot + 1), true);
     }
     if (port == nullptr || port->hidden)
-      return Fail("/output", "node \"" + node->name + "\" has no output \"" +
-                                 text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
-    doc_.outputNode_ = node;
-    doc_.outputPort_ = port;
+      return Fail(path, "node \"" + node->name + "\" has no output \"" +
+                            text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
+    outNode = node;
+    outPort = port;
     return Result::Ok();
   }
 

@@ -56,6 +56,9 @@ class Document {
   // The node and port the document's output names.
   const DocumentNode* outputNode() const { return outputNode_; }
   const DocumentPort* outputPort() const { return outputPort_; }
+  // The vector output the document names as its `normal`, or null.
+  const DocumentNode* normalNode() const { return normalNode_; }
+  const DocumentPort* normalPort() const { return normalPort_; }
   // The folder the document was read from (for relative file names).
   const std::string& folder() const { return folder_; }
 
@@ -70,6 +73,8 @@ class Document {
   std::vector<std::unique_ptr<DocumentNode>> nodes_;
   const DocumentNode* outputNode_ = nullptr;
   const DocumentPort* outputPort_ = nullptr;
+  const DocumentNode* normalNode_ = nullptr;
+  const DocumentPort* normalPort_ = nullptr;
   std::string folder_;
   friend class DocumentReader;
 };

@@ -78,6 +78,7 @@ class Compiler {
     if (m_.outputs_.empty() || m_.outputs_[m_.mainIndex_].id != doc_.outputPort()->id)
       return Result::Fail(errors::kIllegalArgument, "the output " + doc_.outputNode()->name + "." +
                                                         doc_.outputPort()->id + " has no node behind it to evaluate");
+    if (doc_.normalNode()) TESSAROC_RETURN_IF_FAILED(RequestNormal());
     TESSAROC_RETURN_IF_FAILED(m_.plan_->Finish());
     return PlanInstance::Create(*m_.plan_, m_.prototype_);
   }
@@ -187,6 +188,22 @@ class Compiler {
       return Result::Fail(errors::kIllegalState, n.asset->id + ": output " + p->id + " reads " +
                                                      p->targets[0].instance + "." + p->targets[0].port +
                                                      ", which does not exist");
+    return Result::Ok();
+  }
+
+  // The document's normal, read beside the main output.
+  Result RequestNormal() {
+    const DocumentNode& n = *doc_.normalNode();
+    const std::string& id = doc_.normalPort()->id;
+    Source src;
+    TESSAROC_RETURN_IF_FAILED(ResolveOutput(n, id, src));
+    if (src.inst < 0)
+      return Result::Fail(errors::kIllegalArgument, "the normal " + n.name + "." + id + " has no node behind it");
+    NodeRef ref;
+    TESSAROC_RETURN_IF_FAILED(Materialize(src.inst, 0, ref));
+    const Port& port = insts_[src.inst].group->ports()[src.port];
+    TESSAROC_RETURN_IF_FAILED(m_.plan_->RequestOutput(ref, port.id));
+    m_.normal_ = {id, port.dataType, ref, port.id};
     return Result::Ok();
   }
 

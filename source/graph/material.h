@@ -40,6 +40,9 @@ class Material {
   const Output& mainOutput() const { return outputs_[mainIndex_]; }
   const std::vector<Output>& outputs() const { return outputs_; }
   ValueSlot OutputValue(const PlanInstance& instance, const Output& output) const;
+  // The vector the document names as its normal (lit previews shade with
+  // it), evaluated with every sample; null when it names none.
+  const Output* normalOutput() const { return normal_.type ? &normal_ : nullptr; }
 
   const Document& document() const { return *document_; }
   const Plan& plan() const { return *plan_; }
@@ -53,6 +56,7 @@ class Material {
   std::unique_ptr<PlanInstance> prototype_;
   std::vector<std::unique_ptr<FunctionInterface>> constants_;  // literals given to Function ports
   std::vector<Output> outputs_;
+  Output normal_;
   size_t mainIndex_ = 0;
   bool prepared_ = false;
 };
