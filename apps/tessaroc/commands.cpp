@@ -3,7 +3,9 @@
 #include <fmt/core.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -45,6 +47,29 @@ Result ParseSize(const std::string& text, int& width, int& height) {
 
 namespace {
 
+// Comma-separated finite numbers, from `least` to `most` of them.
+Result ParseNumbers(const std::string& option, const std::string& text, size_t least, size_t most,
+                    std::vector<double>& out) {
+  out.clear();
+  size_t start = 0;
+  while (true) {
+    const size_t comma = std::min(text.find(',', start), text.size());
+    double v = 0;
+    auto [end, ec] = std::from_chars(text.data() + start, text.data() + comma, v);
+    if (ec != std::errc() || end != text.data() + comma || !std::isfinite(v) || out.size() == most) break;
+    out.push_back(v);
+    if (comma == text.size()) {
+      if (out.size() >= least) return Result::Ok();
+      break;
+    }
+    start = comma + 1;
+  }
+  const std::string count =
+      least == most ? std::to_string(least) : std::to_string(least) + " to " + std::to_string(most);
+  return Result::Fail(errors::kIllegalArgument,
+                      option + ": expected " + count + " numbers separated by commas, got \"" + text + "\"");
+}
+
 // A progress bar on the terminal's error stream, redrawn when it moves.
 class ProgressBar {
  public:
@@ -74,10 +99,56 @@ void PrintMessages(const host::CollectingMessageSink& sink) {
 
 }  // namespace
 
+Result ParseView(const ViewOptions& o, graph::View& view) {
+  if (!graph::ParseShape(o.shape, view.shape))
+    return Result::Fail(errors::kIllegalArgument,
+                        "--shape: unknown shape \"" + o.shape + "\"; plane, sphere, cube, cylinder or torus");
+  if (view.shape == graph::Shape::kPlane && (o.camera || o.orbit))
+    return Result::Fail(errors::kIllegalArgument,
+                        "--camera and --orbit look at a shape; the plane is seen from straight above (add --shape)");
+  std::vector<double> v;
+  if (o.camera) {
+    TESSAROC_RETURN_IF_FAILED(ParseNumbers("--camera", *o.camera, 1, 2, v));
+    view.camera.fov = v[0];
+    if (v.size() > 1) view.camera.distance = v[1];
+  }
+  if (o.orbit) {
+    TESSAROC_RETURN_IF_FAILED(ParseNumbers("--orbit", *o.orbit, 2, 2, v));
+    view.camera.azimuth = v[0];
+    view.camera.elevation = v[1];
+  }
+  // The camera's own checks, for a message before anything is loaded.
+  graph::CameraFrame frame;
+  if (view.shape == graph::Shape::kPlane) return Result::Ok();
+  if (Result r = graph::PlaceCamera(view.camera, view.shape, 1, 1, frame); r.failed())
+    return Result::Fail(r.id(), "--camera/--orbit: " + std::string(r.message()));
+  return Result::Ok();
+}
+
+Result ParseBackground(const std::string& text, graph::Background& background) {
+  if (text == "checker") {
+    background.kind = graph::Background::Kind::kChecker;
+    return Result::Ok();
+  }
+  std::vector<double> v;
+  if (ParseNumbers("--background", text, 1, 3, v).failed() || v.size() == 2)
+    return Result::Fail(errors::kIllegalArgument,
+                        "--background: expected checker, a grey G or a colour R,G,B, got \"" + text + "\"");
+  background.kind = graph::Background::Kind::kColor;
+  background.color = v.size() == 1 ? Color{v[0], v[0], v[0]} : Color{v[0], v[1], v[2]};
+  return Result::Ok();
+}
+
 int RunRender(const RenderOptions& o) {
   graph::RenderSettings s;
   if (Result r = ParseSize(o.size, s.width, s.height); r.failed()) return Fail(r);
   if (Result r = host::CheckImageWriter(o.output); r.failed()) return Fail(r);
+  if (Result r = ParseView(o.view, s.view); r.failed()) return Fail(r);
+  if (Result r = ParseBackground(o.background, s.view.background); r.failed()) return Fail(r);
+  s.view.lit = o.lit;
+  // Float images keep misses transparent for compositing; 8-bit ones are for
+  // looking at, so the background shows.
+  s.view.background.alpha = host::WritesEightBit(o.output) ? 1.0 : 0.0;
   s.threads = o.threads;
   // Bakes (cache, blur) run on the parallel loop: the same thread limit.
   if (o.threads > 0) host::InstallJobService(o.threads);
@@ -121,18 +192,40 @@ int RunEval(const EvalOptions& o) {
   } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
     return Fail(r);
   }
-  // The sample is a point of a surface seen from above, as in a render, at
-  // --uv (default 0, 0) with no footprint; a context file overrides fields.
-  Vector at{0, 0, 0};
-  if (o.uv) {
-    nlohmann::json uv = host::JsonFromNotation(*o.uv);
-    Data value;
-    std::string why;
-    if (!host::ValueFromJson(uv, kVector2dType, value, why)) return Fail("--uv " + *o.uv + ": " + why);
-    const auto& p = *static_cast<const Vector2d*>(value.get());
-    at = {p.x, p.y, 0.0};
+  // The sample is what pixel --pixel of a render sees, or a point of the
+  // plane seen from above at --uv (default 0, 0) with no footprint; a context
+  // file overrides fields.
+  graph::RenderSettings view;
+  if (Result r = ParseView(o.view, view.view); r.failed()) return Fail(r);
+  ShadingContext ctx;
+  if (o.pixel) {
+    if (Result r = ParseSize(o.size, view.width, view.height); r.failed()) return Fail(r);
+    std::vector<double> xy;
+    if (Result r = ParseNumbers("--pixel", *o.pixel, 2, 2, xy); r.failed()) return Fail(r);
+    if (xy[0] != std::floor(xy[0]) || xy[1] != std::floor(xy[1]) || xy[0] < 0 || xy[1] < 0 || xy[0] >= view.width ||
+        xy[1] >= view.height)
+      return Fail(fmt::format("--pixel {}: expected whole numbers X,Y inside the {}x{} image", *o.pixel, view.width,
+                              view.height));
+    graph::ViewSampler sampler;
+    if (Result r = graph::ViewSampler::Create(view.view, view.width, view.height, sampler); r.failed()) return Fail(r);
+    if (!graph::ViewContext(sampler, static_cast<int>(xy[0]), static_cast<int>(xy[1]), view, ctx))
+      return Fail(fmt::format("--pixel {}: the pixel misses the {} and shows the background", *o.pixel,
+                              graph::ShapeName(view.view.shape)));
+    ctx.searchpaths = nullptr;  // the document's folder, below
+  } else if (view.view.shape != graph::Shape::kPlane) {
+    return Fail("--shape " + o.view.shape + " needs --pixel X,Y: the sample is where that pixel's ray meets it");
+  } else {
+    Vector at{0, 0, 0};
+    if (o.uv) {
+      nlohmann::json uv = host::JsonFromNotation(*o.uv);
+      Data value;
+      std::string why;
+      if (!host::ValueFromJson(uv, kVector2dType, value, why)) return Fail("--uv " + *o.uv + ": " + why);
+      const auto& p = *static_cast<const Vector2d*>(value.get());
+      at = {p.x, p.y, 0.0};
+    }
+    ctx = graph::SurfaceContext(at, at, at);
   }
-  ShadingContext ctx = graph::SurfaceContext(at, at, at);
   if (o.contextFile)
     if (Result r = ReadContextFile(*o.contextFile, ctx); r.failed()) return Fail(r);
   SearchPathsType paths;
@@ -149,6 +242,7 @@ int RunEval(const EvalOptions& o) {
   Result r = ev->Evaluate(ctx);
   PrintMessages(sink);
   if (r.failed()) return Fail(r);
+  if (o.printContext) std::printf("%s\n", ContextJson(ctx).c_str());
   ordered_json out = ordered_json::object();
   for (const graph::Material::Output& output : material->outputs()) {
     const ValueSlot v = material->OutputValue(*ev, output);

@@ -9,8 +9,16 @@
 
 #include "core/result.h"
 #include "core/shading_context.h"
+#include "graph/preview/view.h"
 
 namespace tessaroc::app {
+
+// What a render or an eval looks at: the plane, or a shape through a camera.
+struct ViewOptions {
+  std::string shape = "plane";
+  std::optional<std::string> camera;  // FOV[,DISTANCE]
+  std::optional<std::string> orbit;   // AZIMUTH,ELEVATION
+};
 
 struct RenderOptions {
   std::string graph;
@@ -21,6 +29,9 @@ struct RenderOptions {
   double fps = 24;
   std::optional<int64_t> frame;
   bool quiet = false;
+  ViewOptions view;
+  std::string background = "checker";
+  bool lit = false;
 };
 
 struct EvalOptions {
@@ -29,6 +40,10 @@ struct EvalOptions {
   std::vector<std::string> settings;  // PORT=VALUE
   std::optional<std::string> uv;      // U,V
   std::optional<std::string> contextFile;
+  ViewOptions view;
+  std::optional<std::string> pixel;  // X,Y of a render of --size
+  std::string size = "512";
+  bool printContext = false;
 };
 
 int RunRender(const RenderOptions& options);
@@ -42,6 +57,12 @@ int Fail(const std::string& message);
 
 // Reads a context file: a JSON object of context fields by name.
 Result ReadContextFile(const std::string& path, ShadingContext& ctx);
+// The fields a context file may set, with their values, as one line of JSON.
+std::string ContextJson(const ShadingContext& ctx);
+// The shape and camera of --shape, --camera and --orbit.
+Result ParseView(const ViewOptions& options, graph::View& view);
+// --background: "checker", a grey "G" or "R,G,B".
+Result ParseBackground(const std::string& text, graph::Background& background);
 // Parses "W" or "WxH".
 Result ParseSize(const std::string& text, int& width, int& height);
 

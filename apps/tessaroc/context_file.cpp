@@ -45,6 +45,14 @@ const ByteField kByteFields[] = {
 
 }  // namespace
 
+std::string ContextJson(const ShadingContext& ctx) {
+  ShadingContext c = ctx;  // the table's accessors take a context to write
+  nlohmann::ordered_json j = nlohmann::ordered_json::object();
+  for (const Field& f : kFields) j[f.name] = host::ValueToJson(*f.type, f.at(c));
+  for (const ByteField& f : kByteFields) j[f.name] = ctx.*f.member;
+  return j.dump();
+}
+
 Result ReadContextFile(const std::string& path, ShadingContext& ctx) {
   std::ifstream in(path);
   if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");

@@ -5,6 +5,21 @@
 #include "host/host_services.h"
 #include "register.h"
 
+namespace {
+
+// --shape, --camera and --orbit: the same view for render and eval.
+void AddViewOptions(CLI::App* command, tessaroc::app::ViewOptions& view) {
+  command->add_option("--shape", view.shape, "plane (the UV square from above), sphere, cube, cylinder or torus")
+      ->capture_default_str();
+  command->add_option("--camera", view.camera,
+                      "FOV[,DISTANCE] for a shape: field of view in degrees (30) and distance from the shape's "
+                      "centre (default: the shape fills the picture)");
+  command->add_option("--orbit", view.orbit,
+                      "AZIMUTH,ELEVATION in degrees for a shape: where the camera looks from (30,25)");
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   using namespace tessaroc;
   CLI::App app{
@@ -26,13 +41,29 @@ int main(int argc, char** argv) {
   r->add_option("--fps", render.fps, "Frames per second")->capture_default_str()->check(CLI::PositiveNumber);
   r->add_option("--frame", render.frame, "Frame number; sets the time to FRAME / FPS");
   r->add_flag("--quiet,-q", render.quiet, "No progress bar and no summary");
+  AddViewOptions(r, render.view);
+  r->add_option("--background", render.background,
+                "Behind a shape: checker, a grey G or a colour R,G,B (linear); alpha 0 in EXR and TIFF")
+      ->capture_default_str();
+  r->add_flag("--lit", render.lit,
+              "Show the output as the colour of a diffuse surface under a key light, shaded with the document's "
+              "normal when it names one");
 
   app::EvalOptions eval;
   CLI::App* e = app.add_subcommand("eval", "Evaluate one sample and print every output as JSON");
   e->add_option("graph", eval.graph, "Material graph document (JSON)")->check(CLI::ExistingFile);
   e->add_option("--node", eval.node, "Evaluate one node instead: asset id, alias or core node id");
   e->add_option("--set", eval.settings, "PORT=VALUE for --node, e.g. color=1,0,0.25,1 or mode=srgb");
-  e->add_option("--uv", eval.uv, "U,V: sample the surface at uvw (U, V, 0), with no footprint");
+  CLI::Option* uv = e->add_option("--uv", eval.uv, "U,V: sample the plane at uvw (U, V, 0), with no footprint");
+  CLI::Option* pixel =
+      e->add_option("--pixel", eval.pixel, "X,Y: the sample pixel (X, Y) of the render at --size evaluates")
+          ->excludes(uv);
+  e->add_option("--size", eval.size, "W or WxH: the size of the render --pixel belongs to")
+      ->capture_default_str()
+      ->needs(pixel);
+  AddViewOptions(e, eval.view);
+  e->add_flag("--print-context", eval.printContext,
+              "Print the context evaluated, a line of JSON as --context reads, before the outputs");
   e->add_option("--context", eval.contextFile,
                 "JSON file of context fields by name (uvw, time, ...); they override --uv")
       ->check(CLI::ExistingFile);
