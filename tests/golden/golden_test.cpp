@@ -1,6 +1,7 @@
 // Every example graph with a reference picture in tests/golden renders the
-// same picture again, within a tolerance for 8-bit rounding. References are
-// refreshed on purpose with scripts/update-golden.
+// same picture again, within a tolerance for 8-bit rounding; those with one in
+// tests/golden/sphere do so on a lit sphere too. References are refreshed on
+// purpose with scripts/update-golden.
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -20,10 +21,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A reference picture: the example's name, and "sphere/" before it for the
+// lit sphere (scripts/render-shape-gallery renders those with the same view).
 std::vector<std::string> GoldenNames() {
   std::vector<std::string> names;
-  for (const auto& e : fs::directory_iterator(fs::path(TESSAROC_SOURCE_DIR) / "tests/golden"))
-    if (e.path().extension() == ".png") names.push_back(e.path().stem().string());
+  for (const char* folder : {"", "sphere/"})
+    for (const auto& e : fs::directory_iterator(fs::path(TESSAROC_SOURCE_DIR) / "tests/golden" / folder))
+      if (e.path().extension() == ".png") names.push_back(folder + e.path().stem().string());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -40,7 +44,8 @@ class Golden : public ::testing::TestWithParam<std::string> {
 TEST_P(Golden, RendersItsReferencePicture) {
   const fs::path root(TESSAROC_SOURCE_DIR);
   const std::string name = GetParam();
-  const fs::path graph = root / "examples" / (name + ".json");
+  const bool sphere = name.rfind("sphere/", 0) == 0;
+  const fs::path graph = root / "examples" / (name.substr(sphere ? 7 : 0) + ".json");
   ASSERT_TRUE(fs::exists(graph)) << "a reference without an example: " << name;
 
   std::unique_ptr<Material> material;
@@ -50,6 +55,10 @@ TEST_P(Golden, RendersItsReferencePicture) {
   s.width = s.height = 128;
   s.threads = 2;
   s.searchPaths.urls.emplace_back((root / "examples").string());
+  if (sphere) {
+    s.view.shape = Shape::kSphere;
+    s.view.lit = true;
+  }
   host::Image image;
   r = Render(*material, s, image);
   ASSERT_TRUE(r.ok()) << r.ToString();
