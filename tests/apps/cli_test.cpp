@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <algorithm>
 
+#include "host/imageio/image_writer.h"
+
 #ifndef TESSAROC_TOOL
 #define TESSAROC_TOOL "tessaroc"
 #endif
@@ -82,8 +84,18 @@ TEST(Cli, EvalSamplesASurfaceSeenFromAboveAndAContextFileOverridesIt) {
 
 TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
   const char* cases[] = {
-      "eval --node nosuchnode", "eval --node exposure --set nosuchport=1", "eval --node exposure --set exposure=bright",
-      "describe nosuchnode",    "render /nonexistent.json -o /tmp/x.png",
+      "eval --node nosuchnode",
+      "eval --node exposure --set nosuchport=1",
+      "eval --node exposure --set exposure=bright",
+      "describe nosuchnode",
+      "render /nonexistent.json -o /tmp/x.png",
+      "eval --node fresneldielectric --shape sphere",                              // no pixel to look through
+      "eval --node fresneldielectric --shape sphere --pixel 0,0 --size 64",        // a background pixel
+      "eval --node fresneldielectric --pixel 64,0 --size 64",                      // outside the image
+      "eval --node fresneldielectric --shape sphere --pixel 1,1 --camera 30,0.2",  // inside the sphere
+      "eval --node fresneldielectric --shape cone --pixel 1,1",
+      "eval --node fresneldielectric --pixel 1,1 --camera 30",  // the plane has no camera
+      "eval --node fresneldielectric --shape torus --pixel 1,1 --orbit 10",
   };
   for (const char* c : cases) {
     Outcome r = Tool(c);
@@ -114,10 +126,52 @@ TEST(Cli, RenderWritesTheImageAndSaysWhere) {
   Outcome bad = Tool("render " + graph.string() + " -o " + (dir / "x.png").string() + " --size 0");
   EXPECT_NE(bad.status, 0);
   EXPECT_NE(bad.err.find("--size"), std::string::npos);
+  Outcome background =
+      Tool("render " + graph.string() + " -o " + (dir / "x.png").string() + " --shape sphere --background purple");
+  EXPECT_NE(background.status, 0);
+  EXPECT_NE(background.err.find("--background"), std::string::npos) << background.err;
   Outcome format = Tool("render " + graph.string() + " -o " + (dir / "x.nosuchformat").string());
   EXPECT_NE(format.status, 0);
   EXPECT_NE(format.err.find("no image format"), std::string::npos) << format.err;
   EXPECT_EQ(format.out, "");  // stopped before rendering
+  fs::remove_all(dir);
+}
+
+// eval --pixel evaluates what that pixel of the render shows, and prints the
+// context it used in the form --context reads back.
+TEST(Cli, EvalOnAShapeIsTheRendersPixelAndPrintsItsContext) {
+  const fs::path dir = fs::temp_directory_path() / ("tessaroc_cli_shape_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  const fs::path graph = dir / "glass.json";
+  std::ofstream(graph) << R"({"tessaroc": 1, "nodes": {"f": {"node": "fresneldielectric", "inputs": {"ior": 1.5}}},
+                            "output": {"link": "f.result"}})";
+  const std::string view = " --shape sphere --size 48x40 --orbit 10,20";
+  for (const char* ext : {".exr", ".png"}) {
+    Outcome r = Tool("render " + graph.string() + " -o " + (dir / "img").string() + ext + view + " --quiet");
+    ASSERT_EQ(r.status, 0) << r.err;
+  }
+  tessaroc::host::Image exr, png;
+  ASSERT_TRUE(tessaroc::host::ReadImage((dir / "img.exr").string(), exr).ok());
+  ASSERT_TRUE(tessaroc::host::ReadImage((dir / "img.png").string(), png).ok());
+  EXPECT_EQ(exr.pixels[3], 0.0f);  // a missed corner: transparent in EXR
+  EXPECT_EQ(png.pixels[3], 1.0f);  // and opaque in PNG
+
+  Outcome e = Tool("eval " + graph.string() + view + " --pixel 30,15 --print-context");
+  ASSERT_EQ(e.status, 0) << e.err;
+  const std::string contextLine = e.out.substr(0, e.out.find('\n'));
+  const std::string resultLine = e.out.substr(contextLine.size() + 1);
+  const auto context = nlohmann::json::parse(contextLine);
+  EXPECT_EQ(context["pixelx"], 30);
+  EXPECT_EQ(context["pixely"], 15);
+  const double result = nlohmann::json::parse(resultLine)["result"].get<double>();
+  EXPECT_EQ(static_cast<float>(result), exr.pixels[(15 * 48 + 30) * exr.channels]);
+  EXPECT_GT(result, 0.04);  // off the centre: more than head-on
+
+  const fs::path saved = dir / "ctx.json";
+  std::ofstream(saved) << contextLine;
+  Outcome again = Tool("eval " + graph.string() + " --context " + saved.string());
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, resultLine);
   fs::remove_all(dir);
 }
 

@@ -8,9 +8,12 @@
 
 #include "core/function.h"
 #include "core/runtime.h"
+#include "graph/render.h"
+#include "host/host_services.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"
+#include "register.h"
 #include "test_nodes.h"
 #include "allocation_counter.h"
 
@@ -68,6 +71,38 @@ TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
   const long after = AllocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_NE(sum, 0.0);
+}
+
+// A whole render on a lit torus, with the document's bump normal, on the
+// calling thread: nine times the pixels, the same allocations (the
+// evaluator, the workers), so none per pixel, hit or miss.
+TEST(NoAllocation, RenderingAShapeAllocatesTheSameForAnyNumberOfPixels) {
+  ASSERT_TRUE(host::InstallHostServices().ok());
+  ASSERT_TRUE(module::LoadModule().ok());
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "grain": {"node": "noise", "inputs": {"noisetype": "fbm"}},
+      "bump": {"node": "bump", "inputs": {"color": {"link": "grain.result"}, "strength": 0.1}}},
+      "output": {"link": "grain.result"}, "normal": {"link": "bump.result"}})";
+  std::unique_ptr<graph::Document> doc;
+  ASSERT_TRUE(graph::Document::Parse(text, "torus.json", doc).ok());
+  std::unique_ptr<graph::Material> m;
+  ASSERT_TRUE(graph::Material::Compile(std::move(doc), m).ok());
+  graph::RenderSettings s;
+  s.threads = 1;
+  s.view.shape = graph::Shape::kTorus;
+  s.view.lit = true;
+  host::Image image;
+  auto allocations = [&](int size) {
+    s.width = s.height = size;
+    const long before = AllocationCount();
+    EXPECT_TRUE(graph::Render(*m, s, image).ok());
+    return AllocationCount() - before;
+  };
+  allocations(96);  // prepares the material and sizes the image
+  const long few = allocations(32);
+  const long many = allocations(96);
+  EXPECT_EQ(few, many);
+  (void)module::UnloadModule();
 }
 
 }  // namespace

@@ -111,6 +111,12 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
        "doc.json: /output: node \"flip\" has no output \"nothing\""},
       {"input given as output", R"("exposure": 1.0)", R"("result": 1.0)",
        "doc.json: /nodes/grade/inputs/result: \"result\" is an output"},
+      {"normal that is no vector", R"("output": {"link": "flip.result"})",
+       R"("output": {"link": "flip.result"}, "normal": {"link": "flip.result"})",
+       "doc.json: /normal: flip.result is colora; the normal is a vector output"},
+      {"normal to a missing port", R"("output": {"link": "flip.result"})",
+       R"("output": {"link": "flip.result"}, "normal": "flip.normal")",
+       "doc.json: /normal: node \"flip\" has no output \"normal\""},
   };
   for (const Mistake& c : cases) {
     std::string text = kGood;

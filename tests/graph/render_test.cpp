@@ -1,8 +1,9 @@
 // Rendering through the whole engine: thread counts do not change a bit,
-// pixel contexts have real differentials.
+// pixel contexts have real differentials, shapes are shaded and lit.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "graph/render.h"
@@ -20,7 +21,7 @@ class RenderTest : public ::testing::Test {
   }
   static void TearDownTestSuite() { (void)module::UnloadModule(); }
 
-  static host::Image RenderText(const char* text, int threads, int size = 64) {
+  static host::Image RenderText(const char* text, int threads, int size = 64, const View& view = {}) {
     std::unique_ptr<Document> doc;
     EXPECT_TRUE(Document::Parse(text, "render.json", doc).ok());
     std::unique_ptr<Material> m;
@@ -29,10 +30,18 @@ class RenderTest : public ::testing::Test {
     RenderSettings s;
     s.width = s.height = size;
     s.threads = threads;
+    s.view = view;
     host::Image image;
     r = Render(*m, s, image);
     EXPECT_TRUE(r.ok()) << r.ToString();
     return image;
+  }
+
+  static View ShapeView(Shape shape, bool lit) {
+    View v;
+    v.shape = shape;
+    v.lit = lit;
+    return v;
   }
 };
 
@@ -50,15 +59,134 @@ const char* kGraph = R"({
   "output": {"link": "grade.result"}
 })";
 
+// A board whose grooves are a bump of a soft disc, named as the normal.
+const char* kBumped = R"({
+  "tessaroc": 1,
+  "nodes": {
+    "place": {"node": "placement2d", "inputs": {"localrepetitions": [4, 2]}},
+    "board": {"node": "checkerboard", "inputs": {"color1": [0.9, 0.6, 0.3, 1], "color2": [0.9, 0.9, 0.9, 1],
+                                                 "contextlocal": {"link": "place.result"}}},
+    "dots": {"node": "circle", "inputs": {"contextlocal": {"link": "place.result"}, "scale": 0.7, "innersoftness": 0.3}},
+    "bump": {"node": "bump", "inputs": {"color": {"link": "dots.result"}, "strength": 0.05, "epsilonuv": 20}}
+  },
+  "output": {"link": "board.result"},
+  "normal": {"link": "bump.result"}
+})";
+
 TEST_F(RenderTest, OneAndTwoThreadsGiveTheSameBits) {
-  const host::Image one = RenderText(kGraph, 1, 96);
-  const host::Image two = RenderText(kGraph, 2, 96);
-  ASSERT_EQ(one.pixels.size(), two.pixels.size());
-  EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)), 0);
-  // And the picture is not flat: the test would pass on an all-black image otherwise.
-  float lo = one.pixels[0], hi = one.pixels[0];
-  for (size_t i = 0; i < one.pixels.size(); i += 4) lo = std::min(lo, one.pixels[i]), hi = std::max(hi, one.pixels[i]);
-  EXPECT_GT(hi - lo, 0.2f);
+  const struct {
+    const char* graph;
+    View view;
+  } cases[] = {{kGraph, {}}, {kBumped, ShapeView(Shape::kSphere, true)}, {kGraph, ShapeView(Shape::kTorus, false)}};
+  for (const auto& c : cases) {
+    const host::Image one = RenderText(c.graph, 1, 96, c.view);
+    const host::Image two = RenderText(c.graph, 2, 96, c.view);
+    ASSERT_EQ(one.pixels.size(), two.pixels.size());
+    EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)), 0)
+        << ShapeName(c.view.shape);
+    // And the picture is not flat: the test would pass on an all-black image otherwise.
+    float lo = one.pixels[0], hi = one.pixels[0];
+    for (size_t i = 0; i < one.pixels.size(); i += 4)
+      lo = std::min(lo, one.pixels[i]), hi = std::max(hi, one.pixels[i]);
+    EXPECT_GT(hi - lo, 0.2f) << ShapeName(c.view.shape);
+  }
+}
+
+// Lit, the board's grooves show where the document's normal bends; without
+// the normal only the sphere's own shading does, and unlit neither.
+TEST_F(RenderTest, LightingShadesWithTheDocumentsNormal) {
+  std::string plain = kBumped;
+  plain.erase(plain.find(",\n  \"normal\""), std::string(",\n  \"normal\": {\"link\": \"bump.result\"}").size());
+  const host::Image unlit = RenderText(kBumped, 2, 64, ShapeView(Shape::kSphere, false));
+  const host::Image lit = RenderText(kBumped, 2, 64, ShapeView(Shape::kSphere, true));
+  const host::Image smooth = RenderText(plain.c_str(), 2, 64, ShapeView(Shape::kSphere, true));
+  int bent = 0, shaded = 0, covered = 0;
+  for (size_t p = 0; p < lit.pixels.size(); p += 4) {
+    if (unlit.pixels[p + 3] == 0) {  // background: no light on it
+      EXPECT_EQ(lit.pixels[p], unlit.pixels[p]);
+      continue;
+    }
+    ++covered;
+    shaded += lit.pixels[p] != unlit.pixels[p];
+    bent += std::fabs(lit.pixels[p] - smooth.pixels[p]) > 0.02f;
+    EXPECT_EQ(lit.pixels[p + 3], unlit.pixels[p + 3]);  // light leaves alpha alone
+  }
+  EXPECT_GT(covered, 1000);
+  EXPECT_EQ(shaded, covered);
+  EXPECT_GT(bent, covered / 20);
+  EXPECT_LT(bent, covered / 2);  // the grooves, not everywhere
+}
+
+// On a sphere seen from the front, glass reflects 0.04 head-on and more and
+// more toward the silhouette, as the unpolarised Fresnel equations say for
+// the angle between each pixel's ray and the sphere's normal.
+TEST_F(RenderTest, FresnelOnASphereFallsOffTowardTheSilhouette) {
+  const char* glass = R"({"tessaroc": 1, "nodes": {"f": {"node": "fresneldielectric", "inputs": {"ior": 1.5}}},
+                          "output": {"link": "f.result"}})";
+  View view = ShapeView(Shape::kSphere, false);
+  view.camera.azimuth = view.camera.elevation = 0;
+  const host::Image image = RenderText(glass, 1, 65, view);
+  RenderSettings s;
+  s.width = s.height = 65;
+  s.view = view;
+  ViewSampler sampler;
+  ASSERT_TRUE(ViewSampler::Create(view, 65, 65, sampler).ok());
+  double previous = 0;
+  for (int x : {32, 52, 60}) {
+    ShadingContext c;
+    ASSERT_TRUE(ViewContext(sampler, x, 32, s, c));
+    const Vector &d = c.raydirection, &n = c.geometricnormal;
+    const double cosI = -(d.x * n.x + d.y * n.y + d.z * n.z);
+    const double cosT = std::sqrt(1 - (1 - cosI * cosI) / (1.5 * 1.5));
+    const double rs = (cosI - 1.5 * cosT) / (cosI + 1.5 * cosT), rp = (1.5 * cosI - cosT) / (1.5 * cosI + cosT);
+    const double want = (rs * rs + rp * rp) / 2;
+    EXPECT_NEAR(image.pixels[(32 * 65 + x) * 4], want, 1e-6) << x;  // the node narrows the cosine to 32 bits
+    EXPECT_GT(want, previous) << x;
+    previous = want;
+  }
+  EXPECT_NEAR(image.pixels[(32 * 65 + 32) * 4], 0.04, 1e-6);
+  EXPECT_GT(previous, 0.2);  // near the silhouette
+}
+
+TEST_F(RenderTest, MissesShowTheBackgroundWithItsAlpha) {
+  View view = ShapeView(Shape::kCube, true);
+  view.background = {Background::Kind::kColor, {0.25, 0.5, 0.75}, 0.0};
+  for (double alpha : {0.0, 1.0}) {
+    view.background.alpha = alpha;
+    const host::Image image = RenderText(kGraph, 1, 32, view);
+    const float* corner = &image.pixels[0];
+    EXPECT_EQ(corner[0], 0.25f);
+    EXPECT_EQ(corner[1], 0.5f);
+    EXPECT_EQ(corner[2], 0.75f);
+    EXPECT_EQ(corner[3], alpha);
+    EXPECT_EQ(image.pixels[(16 * 32 + 16) * 4 + 3], 1.0f);  // the cube's opaque face
+  }
+}
+
+TEST_F(RenderTest, ViewsThatCannotBeSeenAreRefused) {
+  const struct {
+    Camera camera;
+    const char* message;
+  } cases[] = {
+      {{30, 0.4, 30, 25}, "outside the sphere"},
+      {{0, 0, 30, 25}, "field of view"},
+      {{180, 0, 30, 25}, "field of view"},
+      {{30, 0, 30, 90}, "elevation"},
+  };
+  std::unique_ptr<Document> doc;
+  ASSERT_TRUE(Document::Parse(kGraph, "render.json", doc).ok());
+  std::unique_ptr<Material> m;
+  ASSERT_TRUE(Material::Compile(std::move(doc), m).ok());
+  for (const auto& c : cases) {
+    RenderSettings s;
+    s.width = s.height = 8;
+    s.view = ShapeView(Shape::kSphere, false);
+    s.view.camera = c.camera;
+    host::Image image;
+    Result r = Render(*m, s, image);
+    ASSERT_TRUE(r.failed()) << c.message;
+    EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
+  }
 }
 
 TEST_F(RenderTest, PixelContextsHaveDifferentialsFromTheNeighbours) {
