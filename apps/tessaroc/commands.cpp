@@ -117,12 +117,10 @@ Result ParseView(const ViewOptions& o, graph::View& view) {
     view.camera.azimuth = v[0];
     view.camera.elevation = v[1];
   }
-  // The camera's own checks, for a message before anything is loaded.
+  // The camera's own checks, for a message before the document is loaded.
   graph::CameraFrame frame;
   if (view.shape == graph::Shape::kPlane) return Result::Ok();
-  if (Result r = graph::PlaceCamera(view.camera, view.shape, 1, 1, frame); r.failed())
-    return Result::Fail(r.id(), "--camera/--orbit: " + std::string(r.message()));
-  return Result::Ok();
+  return graph::PlaceCamera(view.camera, view.shape, 1, 1, frame);
 }
 
 Result ParseBackground(const std::string& text, graph::Background& background) {
