@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <string>
 
 #include "graph/render.h"
 #include "host/host_services.h"
@@ -38,23 +39,41 @@ void Setup() {
   (void)done;
 }
 
-// The engine, one thread: document compiled once, every pixel evaluated.
-void BM_Engine(benchmark::State& state) {
+// Renders the chain, compiled once, with these settings on every iteration.
+void RenderChain(benchmark::State& state, const graph::RenderSettings& s) {
   Setup();
   std::unique_ptr<graph::Document> doc;
   std::unique_ptr<graph::Material> m;
   if (graph::Document::Parse(kChain, "chain.json", doc).failed() ||
       graph::Material::Compile(std::move(doc), m).failed())
     std::abort();
-  graph::RenderSettings s;
-  s.width = s.height = kSize;
-  s.threads = static_cast<int>(state.range(0));
   host::Image image;
   for (auto _ : state) {
     if (graph::Render(*m, s, image).failed()) std::abort();
     benchmark::DoNotOptimize(image.pixels.data());
   }
-  state.SetItemsProcessed(state.iterations() * kSize * kSize);
+  state.SetItemsProcessed(state.iterations() * s.width * s.height);
+}
+
+// The engine: every pixel of the plane evaluated, on 1 or 2 threads.
+void BM_Engine(benchmark::State& state) {
+  graph::RenderSettings s;
+  s.width = s.height = kSize;
+  s.threads = static_cast<int>(state.range(0));
+  RenderChain(state, s);
+}
+
+// The engine on a traced shape, one thread, lit: what a ray hit, its
+// differentials and the light add to the plane's samples. Misses count as
+// pixels too.
+void BM_EngineOnShape(benchmark::State& state) {
+  graph::RenderSettings s;
+  s.width = s.height = kSize;
+  s.threads = 1;
+  s.view.shape = static_cast<graph::Shape>(state.range(0));
+  s.view.lit = true;
+  state.SetLabel(std::string(graph::ShapeName(s.view.shape)));
+  RenderChain(state, s);
 }
 
 // The same chain written out by hand with the nodes' own arithmetic.
@@ -88,6 +107,7 @@ void BM_HandWritten(benchmark::State& state) {
 
 BENCHMARK(BM_HandWritten)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Engine)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineOnShape)->DenseRange(0, 4)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 }  // namespace tessaroc
