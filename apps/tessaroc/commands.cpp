@@ -117,9 +117,9 @@ Result ParseView(const ViewOptions& o, graph::View& view) {
     view.camera.azimuth = v[0];
     view.camera.elevation = v[1];
   }
+  if (view.shape == graph::Shape::kPlane) return Result::Ok();
   // The camera's own checks, for a message before the document is loaded.
   graph::CameraFrame frame;
-  if (view.shape == graph::Shape::kPlane) return Result::Ok();
   return graph::PlaceCamera(view.camera, view.shape, 1, 1, frame);
 }
 

@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "tessaroc 0.1.0");
 
   app::RenderOptions render;
-  CLI::App* r = app.add_subcommand("render", "Render a material graph over the UV square to an image file");
+  CLI::App* r =
+      app.add_subcommand("render", "Render a material graph over the UV square or on a shape to an image file");
   r->add_option("graph", render.graph, "Material graph document (JSON)")->required()->check(CLI::ExistingFile);
   r->add_option("-o,--output", render.output, "Image to write: .png, .jpg (8-bit sRGB), .exr, .tif (linear float)")
       ->required();
@@ -65,7 +66,7 @@ int main(int argc, char** argv) {
   e->add_flag("--print-context", eval.printContext,
               "Print the context evaluated, a line of JSON as --context reads, before the outputs");
   e->add_option("--context", eval.contextFile,
-                "JSON file of context fields by name (uvw, time, ...); they override --uv")
+                "JSON file of context fields by name (uvw, time, ...); they override --uv and --pixel")
       ->check(CLI::ExistingFile);
 
   bool json = false;
