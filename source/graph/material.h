@@ -23,9 +23,12 @@ class Material {
   };
 
   // Runs material setup on the document's graph, as a host would, and
-  // compiles it.
-  static Result Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out);
-  static Result FromFile(const std::string& path, std::unique_ptr<Material>& out);
+  // compiles it. `extra` names more outputs to evaluate with every sample,
+  // as "NODE.PORT" of the document (a render's extra images).
+  static Result Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out,
+                        const std::vector<std::string>& extra = {});
+  static Result FromFile(const std::string& path, std::unique_ptr<Material>& out,
+                         const std::vector<std::string>& extra = {});
   ~Material();
 
   // Runs the uniform nodes once, then one evaluation at `priming`, so that
@@ -43,6 +46,8 @@ class Material {
   // The vector the document names as its normal (lit previews shade with
   // it), evaluated with every sample; null when it names none.
   const Output* normalOutput() const { return normal_.type ? &normal_ : nullptr; }
+  // An output compiled in as `extra`, by its "NODE.PORT"; null if it was not.
+  const Output* extraOutput(std::string_view nodePort) const;
 
   const Document& document() const { return *document_; }
   const Plan& plan() const { return *plan_; }
@@ -57,6 +62,7 @@ class Material {
   std::vector<std::unique_ptr<FunctionInterface>> constants_;  // literals given to Function ports
   std::vector<Output> outputs_;
   Output normal_;
+  std::vector<Output> extra_;  // id: "NODE.PORT" as asked for
   size_t mainIndex_ = 0;
   bool prepared_ = false;
 };
