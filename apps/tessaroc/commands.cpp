@@ -35,13 +35,13 @@ Result ParseSize(const std::string& text, int& width, int& height) {
   auto number = [](const std::string& s, int& out) {
     if (s.empty() || s.size() > 6 || s.find_first_not_of("0123456789") != std::string::npos) return false;
     out = std::stoi(s);
-    return out >= 1;
+    return out >= 1 && out <= graph::kMaxImageSide;
   };
   const bool ok = x == std::string::npos ? number(text, width) && number(text, height)
                                          : number(text.substr(0, x), width) && number(text.substr(x + 1), height);
   if (!ok)
-    return Result::Fail(errors::kIllegalArgument,
-                        "--size: expected W or WxH with whole numbers from 1, got \"" + text + "\"");
+    return Result::Fail(errors::kIllegalArgument, "--size: expected W or WxH with whole numbers from 1 to " +
+                                                      std::to_string(graph::kMaxImageSide) + ", got \"" + text + "\"");
   return Result::Ok();
 }
 

@@ -444,10 +444,19 @@ Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& ou
 
 Result Material::Prepare(const ShadingContext& priming) {
   TESSAROC_RETURN_IF_FAILED(prototype_->Prepare());
+  TESSAROC_RETURN_IF_FAILED(prototype_->Clone(uniform_));
+  prepared_ = true;
+  return Prime(priming);
+}
+
+Result Material::Prime(const ShadingContext& priming) {
+  if (!prepared_) return Result::Fail(errors::kIllegalState, "prepare the material before priming it");
+  if (primed_) TESSAROC_RETURN_IF_FAILED(uniform_->Clone(prototype_));
   // Priming builds first-sample state; an error here is the sample's own and
   // shows again when that sample is evaluated.
   (void)prototype_->Evaluate(priming);
-  prepared_ = true;
+  primedAt_ = priming;
+  primed_ = true;
   return Result::Ok();
 }
 

@@ -35,6 +35,12 @@ class Material {
   // state nodes build at their first sample is there before threads copy it.
   Result Prepare(const ShadingContext& priming = ShadingContext());
   bool prepared() const { return prepared_; }
+  // Builds the first-sample state afresh at `priming`, keeping the uniform
+  // results: what a new picture of the same material needs when that state
+  // depends on the sample (the frame a sequence shows at the time).
+  Result Prime(const ShadingContext& priming);
+  // The time and frame rate of the last priming.
+  const ShadingContext& primedAt() const { return primedAt_; }
 
   // A copy of the primed instance, for one thread. It must not outlive the material.
   Result NewEvaluator(std::unique_ptr<PlanInstance>& out) const;
@@ -59,12 +65,15 @@ class Material {
   std::unique_ptr<Document> document_;
   std::unique_ptr<Plan> plan_;
   std::unique_ptr<PlanInstance> prototype_;
+  std::unique_ptr<PlanInstance> uniform_;  // the block after the uniform nodes, before priming
+  ShadingContext primedAt_;
   std::vector<std::unique_ptr<FunctionInterface>> constants_;  // literals given to Function ports
   std::vector<Output> outputs_;
   Output normal_;
   std::vector<Output> extra_;  // id: "NODE.PORT" as asked for
   size_t mainIndex_ = 0;
   bool prepared_ = false;
+  bool primed_ = false;
 };
 
 }  // namespace tessaroc::graph

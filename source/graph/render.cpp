@@ -168,13 +168,14 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   ViewSampler sampler;
   TESSAROC_RETURN_IF_FAILED(ViewSampler::Create(settings.view, settings.width, settings.height, sampler));
   // Primed at the centre of the whole picture whatever the window, so that
-  // the parts of a picture are rendered by the same material.
-  if (!material.prepared()) {
-    ShadingContext priming;
-    if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
-      priming = PixelContext(settings.width / 2, settings.height / 2, settings);
-    TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
-  }
+  // the parts of a picture are rendered by the same material; primed again
+  // for a picture at another time (the next frame), as its own render would be.
+  ShadingContext priming;
+  if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
+    priming = PixelContext(settings.width / 2, settings.height / 2, settings);
+  if (!material.prepared()) TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
+  else if (material.primedAt().time != priming.time || material.primedAt().framerate != priming.framerate)
+    TESSAROC_RETURN_IF_FAILED(material.Prime(priming));
   // Lighting reads the document's normal where it names one.
   const Material::Output* normal = settings.view.lit ? material.normalOutput() : nullptr;
 

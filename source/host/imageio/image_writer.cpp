@@ -160,6 +160,8 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
   const Depth depth = options.depth == Depth::kDefault ? rules.depths[0] : options.depth;
   const bool integer = depth == Depth::kUint8 || depth == Depth::kUint16;
   const ColorTransform* color = options.color ? options.color : integer ? &ColorTransform::Srgb() : nullptr;
+  // A file of data alone (an AOV of numbers) is not encoded.
+  if (std::none_of(layers.begin(), layers.end(), [](const ImageLayer* l) { return l->color; })) color = nullptr;
   const std::string space = color ? color->name() : "Linear";
   if (color && color->identity()) color = nullptr;
 
