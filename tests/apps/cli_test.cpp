@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -232,7 +233,7 @@ bool SameBits(const tessaroc::host::Image& a, const tessaroc::host::Image& b) {
 }
 
 // A farm renders bands or windows on different machines; pasted at their
-// data windows they are the whole picture, bit for bit.
+// data windows (here and with oiiotool) they are the whole picture, bit for bit.
 TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
   Scratch dir("tiles");
   const std::string graph = dir.Write("g.json", kBoard);
@@ -243,10 +244,12 @@ TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
   std::vector<std::string> parts;
   for (int i = 1; i <= 4; ++i) parts.push_back("--tile " + std::to_string(i) + "/4");
   parts.push_back("--crop 7,3,40,30");
-  for (const std::string& part : parts) {
-    Outcome r = Tool("render " + graph + " -o " + (dir / "part.exr") + size + " " + part);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const std::string& part = parts[i];
+    const std::string file = dir / ("part" + std::to_string(i + 1) + ".exr");
+    Outcome r = Tool("render " + graph + " -o " + file + size + " " + part);
     ASSERT_EQ(r.status, 0) << part << ": " << r.err;
-    const auto tile = Read(dir / "part.exr");
+    const auto tile = Read(file);
     EXPECT_EQ(tile.fullWidth, 50);
     EXPECT_EQ(tile.fullHeight, 37);
     for (int y = 0; y < tile.height; ++y)
@@ -264,6 +267,11 @@ TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
         const bool inside = x >= 7 && x < 40 && y >= 3 && y < 30;
         ASSERT_EQ(pasted[(y * 50 + x) * 4 + c], inside ? full.pixels[(y * 50 + x) * 4 + c] : -1.0f) << x << "," << y;
       }
+  // What docs/cli.md says to paste them with.
+  std::string paste = "oiiotool " + (dir / "part1.exr") + " --create 50x37 4 --paste -";
+  for (int i = 2; i <= 4; ++i) paste += " " + (dir / ("part" + std::to_string(i) + ".exr")) + " --swap --paste -";
+  ASSERT_EQ(std::system((paste + " -d float -o " + (dir / "pasted.exr")).c_str()), 0) << paste;
+  EXPECT_TRUE(SameBits(Read(dir / "pasted.exr"), full));
   // Other formats hold the window alone.
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "part.png") + size + " --tile 2/4").status, 0);
   const auto band = Read(dir / "part.png");
