@@ -106,6 +106,10 @@ std::vector<std::vector<int>> UniformReadsOfBodies(const PlanGraph& graph, const
       stack.pop_back();
       if (seen[s]) continue;
       seen[s] = true;
+      // The result may be a uniform node outside the body: the graph makes
+      // uniform values once, in the main plan.
+      const int resultNode = graph.bodies[s].resultNode;
+      if (resultNode >= 0 && !varying[resultNode]) result.push_back(resultNode);
       for (int i : bodyNodes[s]) {
         if (!varying[i]) result.push_back(i);
         for (const PortBinding& b : nodes[i].ports) {
@@ -190,8 +194,6 @@ std::vector<std::vector<int>> SubPlanReads(const PlanGraph& graph, const std::ve
   }
   for (size_t s = 1; s < reads.size(); ++s) {
     std::vector<int> deps = bodyReads[s];
-    const int result = graph.bodies[s].resultNode;
-    if (!varying[result]) deps.push_back(result);
     std::sort(deps.begin(), deps.end());
     deps.erase(std::unique(deps.begin(), deps.end()), deps.end());
     reads[s] = std::move(deps);

@@ -119,9 +119,9 @@ struct UniformStep {
   int node;
   std::vector<int> reads;
 };
-// Per function body, the uniform nodes it reads when called: its own uniform
-// nodes, the uniform nodes its nodes link from, and the same for the bodies
-// it calls. Entry 0 (the main plan) stays empty.
+// Per function body, the uniform nodes it reads when called: its result when
+// that is uniform, its own uniform nodes, the uniform nodes its nodes link
+// from, and the same for the bodies it calls. Entry 0 (the main plan) stays empty.
 std::vector<std::vector<int>> UniformReadsOfBodies(const PlanGraph& graph, const std::vector<bool>& varying);
 Result OrderUniform(const PlanGraph& graph, const std::vector<bool>& varying,
                     const std::vector<std::vector<int>>& bodyReads, std::vector<UniformStep>& order);

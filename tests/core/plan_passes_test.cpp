@@ -176,6 +176,19 @@ TEST(PlanPasses, UniformWorkWaitsForWhatTheFunctionsItCallsRead) {
        },
        {{0, 2}},
        nullptr},
+      {"a result outside the body, directly and through a nested body",
+       [](Graph& g) {
+         // Uniform values that feed a function are made once, in the main plan.
+         const int nested = g.Add(), middle = g.Add(1), value = g.Add(), direct = g.Add();
+         g.Calls(nested, 1);
+         g.Calls(middle, 2);
+         g.Context(middle);
+         g.SetResult(1, middle);
+         g.SetResult(2, value);
+         g.Calls(direct, 2);
+       },
+       {{0, 2}, {3, 2}},
+       nullptr},
       {"a function that reads its caller",
        [](Graph& g) {
          const int caller = g.Add(), inside = g.Add(1);
@@ -211,12 +224,14 @@ TEST(PlanPasses, UniformWorkWaitsForWhatTheFunctionsItCallsRead) {
     }
     ASSERT_TRUE(r.ok()) << r.ToString();
     auto at = [&](int n) {
-      return std::find_if(order.begin(), order.end(), [&](const UniformStep& u) { return u.node == n; });
+      return std::find_if(order.begin(), order.end(), [&](const UniformStep& u) { return u.node == n; }) -
+             order.begin();
     };
-    for (size_t i = 0; i < varying.size(); ++i) EXPECT_EQ(at(static_cast<int>(i)) != order.end(), !varying[i]);
+    for (size_t i = 0; i < varying.size(); ++i) EXPECT_EQ(at(static_cast<int>(i)) < std::ssize(order), !varying[i]);
     for (auto [node, first] : c.waits) {
+      ASSERT_LT(at(node), std::ssize(order));
       EXPECT_LT(at(first), at(node)) << node << " after " << first;
-      const std::vector<int>& reads = at(node)->reads;
+      const std::vector<int>& reads = order[at(node)].reads;
       EXPECT_NE(std::find(reads.begin(), reads.end(), first), reads.end()) << node << " reads " << first;
     }
   }
@@ -230,8 +245,8 @@ TEST(PlanPasses, SubPlansReadTheUniformResultsTheyNeedAndNothingElse) {
   g.Context(sampled);
   g.Link(sampled, linked);
   // Body 1: a uniform result, a per-sample node reading the main plan and
-  // calling body 2, whose result is uniform.
-  const int result1 = g.Add(1), sampled1 = g.Add(1), outside = g.Add(), result2 = g.Add(2);
+  // calling body 2, whose result is a uniform node of the main plan.
+  const int result1 = g.Add(1), sampled1 = g.Add(1), outside = g.Add(), result2 = g.Add();
   g.SetResult(1, result1);
   g.Context(sampled1);
   g.Link(sampled1, outside);

@@ -178,6 +178,18 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
   EXPECT_EQ(Eval(second), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
 }
 
+TEST_F(DocumentTest, AFunctionCalledWhilePreparingSeesTheUniformValueItReturns) {
+  // The baked blur calls its colour at prepare time; the colour is made once,
+  // in the main plan, and must be ready before the blur bakes it.
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "sum": {"node": "test.add", "inputs": {"a": 0.25, "b": 0.5}},
+      "soft": {"node": "blur", "inputs": {"color": {"link": "sum.result"}, "mode": "baked", "resolution": 16}}},
+      "output": {"link": "soft.result"}})";
+  const ColorA c = Eval(text);
+  EXPECT_NEAR(c.r, 0.75, 1e-12);
+  EXPECT_NEAR(c.a, 1.0, 1e-12);
+}
+
 TEST_F(DocumentTest, VectorsFlowIntoColours) {
   const char* text = R"({"tessaroc": 1, "nodes": {
       "n": {"node": "transform2d", "inputs": {"point": [0.25, 0.5]}},
