@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "core/registry.h"
+#include "core/string.h"
 #include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"
@@ -19,13 +20,6 @@ namespace tessaroc::graph {
 using json = nlohmann::ordered_json;
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
-}
 
 bool ValidName(const std::string& s) {
   if (s.empty()) return false;
