@@ -78,6 +78,12 @@ TEST_F(DocumentTest, AGoodDocumentCompilesAndEvaluates) {
   EXPECT_DOUBLE_EQ(c.g, 0.75);
   EXPECT_DOUBLE_EQ(c.b, 1.0);
   EXPECT_EQ(c.a, 1.0);  // maskalpha defaults to false: alpha untouched
+
+  // A link or output without a port takes the node's first output.
+  std::string bare = kGood;
+  bare.replace(bare.find("uv.result"), 9, "uv");
+  bare.replace(bare.find("flip.result"), 11, "flip");
+  EXPECT_EQ(Eval(bare, ctx), c);
 }
 
 struct Mistake {
@@ -101,7 +107,7 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
       {"link to a missing node", R"({"link": "uv.result"})", R"({"link": "uvw.result"})",
        "doc.json: /nodes/grade/inputs/color: link to a missing node \"uvw\""},
       {"link to a missing port", R"({"link": "uv.result"})", R"({"link": "uv.colour"})",
-       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv"},
+       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv; its outputs are result"},
       {"type mismatch", R"("maskalpha": false)", R"("maskblend": {"link": "grade.result"})",
        "doc.json: /nodes/flip/inputs/maskblend: type mismatch: grade.result is colora, maskblend takes float"},
       {"cycle", R"({"link": "uv.result"})", R"({"link": "flip.result"})", "cycle: "},
