@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "core/registry.h"
+#include "core/string.h"
 #include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"
@@ -19,13 +20,6 @@ namespace tessaroc::graph {
 using json = nlohmann::ordered_json;
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
-}
 
 bool ValidName(const std::string& s) {
   if (s.empty()) return false;
@@ -87,6 +81,24 @@ const DocumentPort* DocumentNode::FindPort(std::string_view id, bool output) con
     if (p.output == output && EqualNoCase(p.id, id)) return &p;
   return nullptr;
 }
+
+namespace {
+
+// Hidden ports are a node's private state: a document neither names nor links them.
+const DocumentPort* FirstVisibleOutput(const DocumentNode& node) {
+  for (const DocumentPort& p : node.ports)
+    if (p.output && !p.hidden) return &p;
+  return nullptr;
+}
+
+std::vector<std::string> VisiblePortIds(const DocumentNode& node, bool output) {
+  std::vector<std::string> ids;
+  for (const DocumentPort& p : node.ports)
+    if (p.output == output && !p.hidden) ids.push_back(p.id);
+  return ids;
+}
+
+}  // namespace
 
 Result ResolveNodeType(const std::string& name, DocumentNode& node) {
   if (name == "passthrough" || name == kPassThroughId) {
@@ -239,9 +251,7 @@ class DocumentReader {
         const DocumentPort* port = node->FindPort(it.key(), false);
         if (port == nullptr) {
           if (node->FindPort(it.key(), true)) return Fail(path, "\"" + it.key() + "\" is an output, not an input");
-          std::vector<std::string> known;
-          for (const DocumentPort& p : node->ports)
-            if (!p.output && !p.hidden) known.push_back(p.id);
+          const std::vector<std::string> known = VisiblePortIds(*node, false);
           return Fail(path, "unknown port; " + node->name + " has " + (known.empty() ? "no inputs" : Join(known)));
         }
         if (port->type == &kShadingContextType && !IsLink(it.value()))
@@ -303,21 +313,14 @@ class DocumentReader {
       if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"");
       const DocumentPort* fromPort = nullptr;
       if (dot == std::string::npos) {
-        for (const DocumentPort& p : from->ports)
-          if (p.output && !p.hidden) {
-            fromPort = &p;
-            break;
-          }
+        fromPort = FirstVisibleOutput(*from);
         if (fromPort == nullptr) return Fail(path, "node \"" + fromName + "\" has no output");
       } else {
         const std::string portName = text.substr(dot + 1);
         fromPort = from->FindPort(portName, true);
         if (fromPort == nullptr || fromPort->hidden) {
-          std::vector<std::string> outs;
-          for (const DocumentPort& p : from->ports)
-            if (p.output && !p.hidden) outs.push_back(p.id);
-          return Fail(path,
-                      "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " + Join(outs));
+          return Fail(path, "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " +
+                                Join(VisiblePortIds(*from, true)));
         }
       }
       links_.push_back({path, &node, graphPortId, &port, from, fromPort});
@@ -445,16 +448,8 @@ class DocumentReader {
     const size_t dot = text.find('.');
     DocumentNode* node = Node(text.substr(0, dot));
     if (node == nullptr) return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"");
-    const DocumentPort* port = nullptr;
-    if (dot == std::string::npos) {
-      for (const DocumentPort& p : node->ports)
-        if (p.output && !p.hidden) {
-          port = &p;
-          break;
-        }
-    } else {
-      port = node->FindPort(text.substr(dot + 1), true);
-    }
+    const DocumentPort* port =
+        dot == std::string::npos ? FirstVisibleOutput(*node) : node->FindPort(text.substr(dot + 1), true);
     if (port == nullptr || port->hidden)
       return Fail(path, "node \"" + node->name + "\" has no output \"" +
                             text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
@@ -535,9 +530,7 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
   for (const auto& [port, value] : settings) {
     const DocumentPort* p = probe.FindPort(port, false);
     if (p == nullptr) {
-      std::vector<std::string> known;
-      for (const DocumentPort& q : probe.ports)
-        if (!q.output && !q.hidden) known.push_back(q.id);
+      const std::vector<std::string> known = VisiblePortIds(probe, false);
       return Result::Fail(errors::kIllegalArgument, "--set " + port + ": unknown port; " + node + " has " +
                                                         (known.empty() ? "no inputs" : Join(known)));
     }
@@ -546,12 +539,7 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
     inputs[p->id] = v;
   }
   doc["nodes"]["node"] = {{"node", node}, {"inputs", inputs}};
-  const DocumentPort* first = nullptr;
-  for (const DocumentPort& p : probe.ports)
-    if (p.output && !p.hidden) {
-      first = &p;
-      break;
-    }
+  const DocumentPort* first = FirstVisibleOutput(probe);
   if (first == nullptr) return Result::Fail(errors::kIllegalArgument, node + " has no output to evaluate");
   doc["output"] = {{"link", "node." + first->id}};
   Result parsed = Parse(doc.dump(), "--node " + node, out);

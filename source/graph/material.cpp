@@ -1,22 +1,15 @@
 #include "graph/material.h"
 
-#include <cctype>
 #include <map>
 
 #include "core/registry.h"
+#include "core/string.h"
 #include "graph/conversions.h"
 #include "graph/material_setup.h"
 
 namespace tessaroc::graph {
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
-}
 
 // The base id and element number of "color#3"; -1 for a plain id.
 std::pair<std::string, int64_t> SplitElement(std::string_view id) {

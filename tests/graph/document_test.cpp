@@ -78,6 +78,12 @@ TEST_F(DocumentTest, AGoodDocumentCompilesAndEvaluates) {
   EXPECT_DOUBLE_EQ(c.g, 0.75);
   EXPECT_DOUBLE_EQ(c.b, 1.0);
   EXPECT_EQ(c.a, 1.0);  // maskalpha defaults to false: alpha untouched
+
+  // A link or output without a port takes the node's first output.
+  std::string bare = kGood;
+  bare.replace(bare.find("uv.result"), 9, "uv");
+  bare.replace(bare.find("flip.result"), 11, "flip");
+  EXPECT_EQ(Eval(bare, ctx), c);
 }
 
 struct Mistake {
@@ -101,7 +107,7 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
       {"link to a missing node", R"({"link": "uv.result"})", R"({"link": "uvw.result"})",
        "doc.json: /nodes/grade/inputs/color: link to a missing node \"uvw\""},
       {"link to a missing port", R"({"link": "uv.result"})", R"({"link": "uv.colour"})",
-       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv"},
+       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv; its outputs are result"},
       {"type mismatch", R"("maskalpha": false)", R"("maskblend": {"link": "grade.result"})",
        "doc.json: /nodes/flip/inputs/maskblend: type mismatch: grade.result is colora, maskblend takes float"},
       {"cycle", R"({"link": "uv.result"})", R"({"link": "flip.result"})", "cycle: "},
@@ -182,6 +188,18 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
   std::string second = text;
   second.replace(second.find(R"("link": "call.result")"), 21, R"("link": "call2.result")");
   EXPECT_EQ(Eval(second), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
+}
+
+TEST_F(DocumentTest, AFunctionCalledWhilePreparingSeesTheUniformValueItReturns) {
+  // The baked blur calls its colour at prepare time; the colour is made once,
+  // in the main plan, and must be ready before the blur bakes it.
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "sum": {"node": "test.add", "inputs": {"a": 0.25, "b": 0.5}},
+      "soft": {"node": "blur", "inputs": {"color": {"link": "sum.result"}, "mode": "baked", "resolution": 16}}},
+      "output": {"link": "soft.result"}})";
+  const ColorA c = Eval(text);
+  EXPECT_NEAR(c.r, 0.75, 1e-12);
+  EXPECT_NEAR(c.a, 1.0, 1e-12);
 }
 
 TEST_F(DocumentTest, VectorsFlowIntoColours) {

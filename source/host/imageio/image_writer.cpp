@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <filesystem>
+
+#include "core/srgb.h"
 
 namespace tessaroc::host {
 
@@ -15,8 +16,6 @@ std::string Extension(const std::string& path) {
   std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
   return ext;
 }
-
-float DecodeSrgb(float v) { return v <= 0.04045f ? v / 12.92f : std::pow((v + 0.055f) / 1.055f, 2.4f); }
 }  // namespace
 
 bool WritesEightBit(const std::string& path) {
@@ -28,7 +27,7 @@ bool WritesEightBit(const std::string& path) {
 float EncodeSrgb(float v) {
   if (!(v > 0.0f)) return 0.0f;
   if (v >= 1.0f) return 1.0f;
-  return v <= 0.0031308f ? v * 12.92f : 1.055f * std::pow(v, 1.0f / 2.4f) - 0.055f;
+  return LinearToSrgb32(v);
 }
 
 Result CheckImageWriter(const std::string& path) {
@@ -74,7 +73,7 @@ Result ReadImage(const std::string& path, Image& out) {
     return Result::Fail(errors::kIo, path + ": " + in->geterror());
   if (layout.format == OIIO::TypeDesc::UINT8)
     for (size_t i = 0; i < out.pixels.size(); ++i)
-      if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = DecodeSrgb(out.pixels[i]);
+      if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = SrgbToLinear32(out.pixels[i]);
   return Result::Ok();
 }
 

@@ -10,6 +10,7 @@
 #include "core/function.h"
 #include "core/node_decl.h"
 #include "core/services.h"
+#include "core/srgb.h"
 #include "pattern/generator/crc32c.h"
 
 namespace tessaroc::pattern {
@@ -23,16 +24,11 @@ GradientSpace ClassifyGradientSpace(const Id& id) {
   return GradientSpace::kUnknown;
 }
 
-ColorA GradientLinearToSrgb(const ColorA& c) {
-  auto f = [](double x) { return 0.0031308 >= x ? x * 12.92 : std::pow(x, 0.4166666666666667) * 1.055 - 0.055; };
-  return {f(c.r), f(c.g), f(c.b), c.a};
-}
+ColorA GradientLinearToSrgb(const ColorA& c) { return {LinearToSrgb(c.r), LinearToSrgb(c.g), LinearToSrgb(c.b), c.a}; }
 
 ColorA GradientSrgbToLinear(const ColorA& c) {
-  auto f = [](double x) {
-    if (x <= 0.0) return x;
-    return 0.04045 >= x ? x * 0.07739938080495357 : std::pow((x + 0.055) * 0.9478672985781991, 2.4);
-  };
+  // Back to linear, a channel at or below zero stays as it is.
+  auto f = [](double x) { return x <= 0.0 ? x : SrgbToLinearByReciprocals(x); };
   return {f(c.r), f(c.g), f(c.b), c.a};
 }
 
