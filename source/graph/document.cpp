@@ -47,7 +47,7 @@ std::string Join(const std::vector<std::string>& items) {
 bool IsPrivateCorePort(const Port& p) {
   if (p.flags & MicroNode::FLAGS::PERMANENT) return true;
   const DataType* t = p.dataType->IsFunction() ? p.dataType->functionResult : p.dataType;
-  return host::TypeName(*t) == t->id.str();  // no short name: a node record
+  return !host::HasShortName(*t);
 }
 
 // The type a literal of no declared type has (for the pass-through node).
