@@ -66,8 +66,12 @@ double SrgbToLinear(double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 
 Encoding EncodingOf(const OIIO::ImageSpec& layout, double& gamma) {
   const std::string space = layout.get_string_attribute("oiio:ColorSpace");
   if (OIIO::Strutil::iequals(space, "sRGB")) return Encoding::kSrgb;
-  if (OIIO::Strutil::istarts_with(space, "GammaCorrected")) {
-    const float g = OIIO::Strutil::stof(space.substr(14));
+  // "GammaCorrected2.2" as the library writes a gamma, "Gamma2.2" as it reads
+  // a file's gamma chunk.
+  if (OIIO::Strutil::istarts_with(space, "Gamma")) {
+    const size_t digits = space.find_first_of("0123456789.");
+    const float g = digits == std::string::npos ? layout.get_float_attribute("oiio:Gamma", 0.0f)
+                                                : OIIO::Strutil::stof(space.substr(digits));
     gamma = g;
     return g > 0 ? Encoding::kGamma : Encoding::kLinear;
   }
@@ -104,7 +108,11 @@ class LinearInput final : public OIIO::ImageInput {
     if (how != "srgb" && how != "gamma") return false;
     encoding_ = how == "srgb" ? Encoding::kSrgb : Encoding::kGamma;
     gamma_ = config.get_float_attribute("tessaroc:gamma", 1.0f);
-    file_ = OIIO::ImageInput::open(name.substr(0, name.size() - kLinearSuffix.size()));
+    // Colour is decoded as stored: a reader that associated alpha first would
+    // decode premultiplied codes.
+    OIIO::ImageSpec straight;
+    straight.attribute("oiio:UnassociatedAlpha", 1);
+    file_ = OIIO::ImageInput::open(name.substr(0, name.size() - kLinearSuffix.size()), &straight);
     if (!file_) {
       errorfmt("{}", OIIO::geterror());
       return false;

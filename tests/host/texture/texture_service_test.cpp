@@ -286,18 +286,58 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
     }
 
   // A file tagged with a gamma of 2.2: the same columns, decoded by the power.
-  {
-    const std::string path = folder_.File("gamma.png");
-    auto out = OIIO::ImageOutput::create(path);
+  // The library names the gamma of a file's gamma chunk "Gamma2.2".
+  for (const char* space : {"GammaCorrected2.2", "Gamma2.2"}) {
+    SCOPED_TRACE(space);
+    const std::string name = std::string(space) + ".png";
+    auto out = OIIO::ImageOutput::create(folder_.File(name));
     ASSERT_TRUE(out);
     OIIO::ImageSpec layout(4, 2, 1, OIIO::TypeDesc::UINT8);
-    layout.attribute("oiio:ColorSpace", "GammaCorrected2.2");
+    layout.attribute("oiio:ColorSpace", space);
     const unsigned char codes[8] = {0, 0, 128, 128, 0, 0, 128, 128};
-    ASSERT_TRUE(out->open(path, layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) && out->close());
+    ASSERT_TRUE(out->open(folder_.File(name), layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) &&
+                out->close());
+    auto gamma = Load(name);
+    const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
+    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, kInterpBilinear, true, 0, false).r, powered, 1e-6);
   }
-  auto gamma = Load("gamma.png");
-  const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
-  EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, kInterpBilinear, true, 0, false).r, powered, 1e-6);
+}
+
+TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
+  // 8-bit sRGB texels of colour (255, 200, 0) and alpha 128, stored straight.
+  {
+    auto out = OIIO::ImageOutput::create(folder_.File("straight.png"));
+    ASSERT_TRUE(out);
+    OIIO::ImageSpec layout(2, 2, 4, OIIO::TypeDesc::UINT8);
+    layout.attribute("oiio:UnassociatedAlpha", 1);
+    std::vector<unsigned char> codes;
+    for (int i = 0; i < 4; ++i) codes.insert(codes.end(), {255, 200, 0, 128});
+    ASSERT_TRUE(out->open(folder_.File("straight.png"), layout) &&
+                out->write_image(OIIO::TypeDesc::UINT8, codes.data()) && out->close());
+  }
+  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+  const double a = 128 / 255.0;
+  struct Case {
+    int alpha;
+    double r, g;
+  } cases[] = {
+      {pattern::kAlphaStraight, 1.0, decode(200 / 255.0)},
+      // Divided by alpha after decoding, or before it in the file's encoding.
+      {pattern::kAlphaPremultiplied, 1.0 / a, decode(200 / 255.0) / a},
+      {pattern::kAlphaPremultipliedColorSpace, decode(1.0 / a), decode(200 / 255.0 / a)},
+  };
+  for (bool force32bit : {false, true}) {
+    auto t = Load("straight.png", force32bit);
+    for (const Case& c : cases) {
+      for (int interp : {kInterpClosest, kInterpBilinear}) {
+        SCOPED_TRACE(::testing::Message() << force32bit << " alpha " << c.alpha << " interp " << interp);
+        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, interp, true, c.alpha, false);
+        EXPECT_NEAR(got.r, c.r, 1e-6);
+        EXPECT_NEAR(got.g, c.g, 1e-6);
+        EXPECT_NEAR(got.a, a, 1e-6);
+      }
+    }
+  }
 }
 
 TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
