@@ -214,6 +214,10 @@ class OiioTexture final : public pattern::Texture {
   int subimage = 0;
   int firstChannel = 0;
   int channels = 0;  // 1 to 4
+  // One or three channels, the last of the file: a lookup asks for one more,
+  // which the library fills with 1 on the image, so that alpha is the filter's
+  // coverage under clamp.
+  bool coverage = false;
   int width = 0, height = 0;
   int xOrigin = 0, yOrigin = 0;
   double fps = 0;
@@ -327,8 +331,10 @@ double TableIntegral(const OiioTexture& t, const std::vector<double>& sat, int c
   return top + (bottom - top) * fy;
 }
 
+// `count` channels into `result`: the image's, then the coverage of a file
+// without alpha (a channel of ones) if asked for.
 void SampleSat(const OiioTexture& t, bool linear, double u, double v, double du, double dv, uint8_t wrapU,
-               uint8_t wrapV, float* result) {
+               uint8_t wrapV, int count, float* result) {
   const std::vector<double>& sat = t.Sat(linear);
   if (sat.empty() || !std::isfinite(u) || !std::isfinite(v) || !std::isfinite(du) || !std::isfinite(dv)) return;
   const double W = t.width, H = t.height;
@@ -342,14 +348,16 @@ void SampleSat(const OiioTexture& t, bool linear, double u, double v, double du,
   const int ny0 = Decompose(y - hy, H, wrapV, ys[0]), ny1 = Decompose(y + hy, H, wrapV, ys[1]);
   const int nx[2] = {nx0, nx1}, ny[2] = {ny0, ny1};
   const double area = (2 * hx) * (2 * hy);
-  for (int c = 0; c < t.channels; ++c) {
+  for (int c = 0; c < count; ++c) {
     double box = 0;
     for (int a = 0; a < 2; ++a) {
       for (int b = 0; b < 2; ++b) {
         double corner = 0;
         for (int i = 0; i < nx[a]; ++i)
-          for (int j = 0; j < ny[b]; ++j)
-            corner += xs[a][i].coef * ys[b][j].coef * TableIntegral(t, sat, c, xs[a][i].at, ys[b][j].at);
+          for (int j = 0; j < ny[b]; ++j) {
+            const double x = xs[a][i].at, y = ys[b][j].at;
+            corner += xs[a][i].coef * ys[b][j].coef * (c < t.channels ? TableIntegral(t, sat, c, x, y) : x * y);
+          }
         box += (a == b ? 1 : -1) * corner;
       }
     }
@@ -374,16 +382,17 @@ ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv
   // Converted colours come from the linear reading, filtered in linear, except
   // where alpha must be undone in the file's own encoding first.
   const bool linear = convertColors && t.linearHandle != nullptr && alpha != pattern::kAlphaPremultipliedColorSpace;
-  float px[4] = {0, 0, 0, 0};
+  const int count = t.channels + (t.coverage ? 1 : 0);
+  float px[5] = {0, 0, 0, 0, 0};
   if (interpolation == pattern::kInterpSat) {
-    SampleSat(t, linear, u, v, du, dv, wrapU, wrapV, px);
+    SampleSat(t, linear, u, v, du, dv, wrapU, wrapV, count, px);
   } else {
     OIIO::TextureOpt opt;
     opt.subimage = t.subimage;
     opt.firstchannel = t.firstChannel;
     opt.swrap = WrapOf(wrapU);
     opt.twrap = WrapOf(wrapV);
-    opt.fill = 0;
+    opt.fill = 1;  // the coverage channel
     switch (interpolation) {
       case pattern::kInterpBilinear:
         opt.mipmode = OIIO::TextureOpt::MipModeNoMIP;
@@ -410,16 +419,20 @@ ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv
     const float s = static_cast<float>(u), tt = static_cast<float>(1.0 - v);
     OIIO::TextureSystem* ts = linear ? Caches().shared : t.ts;
     if (!ts->texture(linear ? t.linearHandle : t.handle, ts->get_perthread_info(), opt, s, tt, static_cast<float>(du),
-                     0.0f, 0.0f, static_cast<float>(dv), t.channels, px)) {
+                     0.0f, 0.0f, static_cast<float>(dv), count, px)) {
       (void)ts->geterror();
       return ColorA{};
     }
   }
+  // Without alpha in the file: the coverage, or for a layer with channels
+  // after it, whether the point lies on the image where clamp leaves it.
+  auto inside = [](double x, uint8_t wrap) { return wrap != 1 || (x >= 0 && x <= 1); };
+  const double cover = t.coverage ? px[t.channels] : (inside(u, wrapU) && inside(v, wrapV) ? 1.0 : 0.0);
   ColorA c;
   switch (t.channels) {
-    case 1: c = {px[0], px[0], px[0], 1.0}; break;
+    case 1: c = {px[0], px[0], px[0], cover}; break;
     case 2: c = {px[0], px[0], px[0], px[1]}; break;
-    case 3: c = {px[0], px[1], px[2], 1.0}; break;
+    case 3: c = {px[0], px[1], px[2], cover}; break;
     default: c = {px[0], px[1], px[2], px[3]}; break;
   }
   auto unpremultiply = [&c] {
@@ -629,6 +642,7 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->channels = std::min(layout->nchannels, 4);
   TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
   if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
+  t->coverage = (t->channels == 1 || t->channels == 3) && t->firstChannel + t->channels == layout->nchannels;
   t->width = layout->width;
   t->height = layout->height;
   t->xOrigin = layout->x;

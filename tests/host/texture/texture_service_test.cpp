@@ -30,11 +30,11 @@ enum Wrap : uint8_t { kExtend = 0, kClamp = 1, kRepeat = 2, kMirror = 3 };
 
 class TextureServiceTest : public ::testing::Test {
  protected:
-  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false) {
+  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false, const LayerSet& layers = {}) {
     pattern::TextureService& service = OiioTextureService();
     pattern::TextureRef texture;
     TimeValue time = 0;
-    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, LayerSet{}, time, nullptr, texture);
+    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, layers, time, nullptr, texture);
     EXPECT_TRUE(r.ok()) << r.ToString();
     pattern::ThreadedTextureRef threaded;
     EXPECT_TRUE(service.AllocThreadedTexture(threaded).ok());
@@ -94,6 +94,37 @@ TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
   EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kClamp).g, 0.0);
   // Unknown codes extend.
   EXPECT_EQ(At(*t, u, v, kInterpClosest, 7).r, 1.0);
+}
+
+TEST_F(TextureServiceTest, ClampIsTransparentOutsideImagesWithoutAlpha) {
+  // Three channels and one: as if the file had an alpha of 1, which every
+  // filter fades with the colour across the edge.
+  ASSERT_EQ(WriteImage(folder_.File("grey4.exr"), 4, 4, 1, [](int, int, int) { return 0.5f; }), "");
+  // A layer with channels after it: there is none to fill, so alpha says
+  // whether the point is on the image.
+  ASSERT_EQ(WriteImage(folder_.File("two.exr"), 4, 4, 6, [](int, int, int c) { return 0.25f * c; },
+                       OIIO::TypeDesc::FLOAT, {"a.R", "a.G", "a.B", "b.R", "b.G", "b.B"}),
+            "");
+  auto layer = Load("two.exr", false, LayerSet{{String("a")}});
+  for (int interp : {kInterpClosest, kInterpSat}) {
+    EXPECT_EQ(At(*layer, 1.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0, 0, 0})) << interp;
+    EXPECT_EQ(At(*layer, 0.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0.25, 0.5, 1})) << interp;
+  }
+  for (auto t : {Ramp4(), Load("grey4.exr")}) {
+    for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic}) {
+      SCOPED_TRACE(interp);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.5, -0.375, interp, kExtend, kClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.375, 0.5, interp, kClamp, kClamp).a, 1.0);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kRepeat, kClamp).a, 1.0);
+    }
+    // On the edge a one-pixel filter is half inside: half the last column, half covered.
+    for (int interp : {kInterpBilinear, kInterpSat}) {
+      const ColorA edge = At(*t, 1.0, 0.5, interp, kClamp, kClamp);
+      EXPECT_NEAR(edge.a, 0.5, 1e-6) << interp;
+      EXPECT_NEAR(edge.b, At(*t, 0.9, 0.5, kInterpClosest).b * 0.5, 1e-6) << interp;
+    }
+  }
 }
 
 TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
