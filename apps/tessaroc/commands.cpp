@@ -68,6 +68,11 @@ class ProgressBar {
   int last_ = -1;
 };
 
+// What a document does that is odd but not wrong; it is still used.
+void PrintWarnings(const graph::Document& document) {
+  for (const std::string& w : document.warnings()) std::fprintf(stderr, "tessaroc: warning: %s\n", w.c_str());
+}
+
 void PrintMessages(const host::CollectingMessageSink& sink) {
   for (const std::string& m : sink.Messages()) std::fprintf(stderr, "tessaroc: %s\n", m.c_str());
 }
@@ -93,6 +98,7 @@ int RunRender(const RenderOptions& o) {
   const auto start = std::chrono::steady_clock::now();
   std::unique_ptr<graph::Material> material;
   if (Result r = graph::Material::FromFile(o.graph, material); r.failed()) return Fail(r);
+  PrintWarnings(material->document());
   host::Image image;
   Result r = graph::Render(*material, s, image);
   bar.Finish();
@@ -121,6 +127,7 @@ int RunEval(const EvalOptions& o) {
   } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
     return Fail(r);
   }
+  PrintWarnings(*doc);
   // The sample is a point of a surface seen from above, as in a render, at
   // --uv (default 0, 0) with no footprint; a context file overrides fields.
   Vector at{0, 0, 0};

@@ -127,20 +127,45 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
   }
 }
 
-TEST_F(DocumentTest, UnknownEnumerationValueListsTheValidOnes) {
-  const char* text = R"({"tessaroc": 1, "nodes": {
-      "place": {"node": "placement2d", "inputs": {"localmodeu": "wrap"}}},
-      "output": {"link": "place.result"}})";
-  Result r = Compile(text);
-  ASSERT_TRUE(r.failed());
-  EXPECT_NE(r.message().find("/nodes/place/inputs/localmodeu: unknown value \"wrap\"; valid values are clamp, extend, "
-                             "repeat, mirror"),
-            std::string_view::npos)
-      << r.message();
-  // A dotted value also answers to its last part.
-  const char* noise = R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": "turbulence"}}},
-      "output": {"link": "n.result"}})";
-  EXPECT_TRUE(Compile(noise).ok());
+TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
+  auto noise = [](const std::string& type) {
+    return R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": ")" + type +
+           R"("}}}, "output": {"link": "n.result"}})";
+  };
+  ShadingContext ctx;
+  ctx.uvw = {0.31, 0.47, 0};
+  struct Case {
+    std::string type, warning;  // no warning expected when empty
+    std::string like;           // the class it evaluates as; none: 0 (no noise)
+  } cases[] = {
+      {"turbulence", "", "net.zovan.render.rendernoiseclass.turbulence"},  // by its last part
+      {"", "", ""},
+      {"turbulense", R"(unknown value "turbulense", passed on as it is; did you mean "turbulence"?)", ""},
+      {"xyzzy", R"(unknown value "xyzzy", passed on as it is; did you mean one of perlin, fbm, turbulence,)", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.type);
+    Ready r = Prepared(noise(c.type));
+    const auto& warnings = r.material->document().warnings();
+    if (c.warning.empty()) {
+      EXPECT_TRUE(warnings.empty());
+    } else {
+      ASSERT_EQ(warnings.size(), 1u);
+      EXPECT_EQ(warnings[0].rfind("doc.json: /nodes/n/inputs/noisetype: " + c.warning, 0), 0u) << warnings[0];
+    }
+    EXPECT_EQ(r.Eval<double>(ctx), c.like.empty() ? 0.0 : Eval<double>(noise(c.like), ctx));
+  }
+  // The unknown id reaches the node as it was written.
+  Ready unknown = Prepared(noise("turbulense"));
+  const DocumentNode* n = unknown.material->document().FindNode("n");
+  GraphPort* port = nullptr;
+  ASSERT_TRUE(n->graphNode->inputs().FindChild("noisetype", port).ok());
+  EXPECT_EQ(host::ValueToJson(*port->value().type(), port->value().get()), "turbulense");
+  // A setting of `eval --node` names itself.
+  std::unique_ptr<Document> doc;
+  ASSERT_TRUE(Document::ForNode("placement2d", {{"localmodeu", "wrap"}}, doc).ok());
+  ASSERT_EQ(doc->warnings().size(), 1u);
+  EXPECT_EQ(doc->warnings()[0].rfind("--set localmodeu: unknown value \"wrap\"", 0), 0u) << doc->warnings()[0];
 }
 
 TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {

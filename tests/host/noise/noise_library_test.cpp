@@ -158,6 +158,13 @@ TEST(NoiseRegistry, HoldsTheClassesInDeclaredOrderAndInstallingTwiceIsHarmless) 
     EXPECT_EQ(entries[i].id.view(), "net.zovan.render.rendernoiseclass." + kNames[i]);
   EXPECT_EQ(RenderNoiseClasses().id().view(), "net.zovan.render.registry.rendernoiseclasses");
   EXPECT_EQ(HostNoiseInterface(), &LibraryNoiseInterface());
+  // An id the registry does not know falls back to a class that is no noise.
+  const RenderNoiseClass* fallback = DefaultRenderNoiseClass();
+  ASSERT_NE(fallback, nullptr);
+  RenderNoiseRef none;
+  ASSERT_TRUE(fallback->Create(none).ok());
+  ASSERT_TRUE(none->Init(3, kNoiseTablePower, DataDictionary()).ok());
+  EXPECT_EQ(none->Noise(0.3f, 1.7f, 2.9f, false, 0.5f, 3.0f, 0.0f), 0.0f);
 }
 
 TEST(NoiseRegistry, EveryClassDiffersFromEveryOther) {
