@@ -8,6 +8,7 @@
 #include "core/registry.h"
 #include "graph/document.h"
 #include "graph/material.h"
+#include "graph/render.h"
 #include "host/host_services.h"
 #include "host/resources/values.h"
 #include "register.h"
@@ -132,8 +133,7 @@ TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
     return R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": ")" + type +
            R"("}}}, "output": {"link": "n.result"}})";
   };
-  ShadingContext ctx;
-  ctx.uvw = {0.31, 0.47, 0};
+  const ShadingContext ctx = SurfaceContext({0.31, 0.47, 0}, {0.31, 0.47, 0}, {0.31, 0.47, 0});
   struct Case {
     std::string type, warning;  // no warning expected when empty
     std::string like;           // the class it evaluates as; none: 0 (no noise)
@@ -166,6 +166,19 @@ TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
   ASSERT_TRUE(Document::ForNode("placement2d", {{"localmodeu", "wrap"}}, doc).ok());
   ASSERT_EQ(doc->warnings().size(), 1u);
   EXPECT_EQ(doc->warnings()[0].rfind("--set localmodeu: unknown value \"wrap\"", 0), 0u) << doc->warnings()[0];
+}
+
+TEST_F(DocumentTest, WholeNumbersForA32BitUnsignedPortKeepTheirLow32Bits) {
+  // The published seed is an Int; the noise's own is a UInt32.
+  auto noise = [](const char* seed) {
+    return std::string(R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"seed": )") + seed +
+           R"(}}}, "output": {"link": "n.result"}})";
+  };
+  const ShadingContext ctx = SurfaceContext({0.31, 0.47, 0}, {0.31, 0.47, 0}, {0.31, 0.47, 0});
+  const std::pair<const char*, const char*> same[] = {{"-1", "4294967295"}, {"4294967301", "5"}, {"-4294967291", "5"}};
+  for (const auto& [given, low] : same)
+    EXPECT_EQ(Eval<double>(noise(given), ctx), Eval<double>(noise(low), ctx)) << given;
+  EXPECT_NE(Eval<double>(noise("5"), ctx), Eval<double>(noise("6"), ctx));
 }
 
 TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
