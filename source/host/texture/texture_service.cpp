@@ -1,5 +1,7 @@
 #include "host/texture/texture_service.h"
 
+#include "host/texture/file_lookup.h"
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -512,26 +514,6 @@ class OiioThreadedTexture final : public pattern::ThreadedTexture {
 
 // ---- loading
 
-bool IsFile(const std::filesystem::path& p) {
-  std::error_code ec;
-  return std::filesystem::is_regular_file(p, ec);
-}
-
-// The path of an existing file: the url as it stands, else its path (and
-// then its bare name) under each search path in turn. Empty when none exists.
-std::string Resolve(const Url& url, const SearchPathsType* searchPaths) {
-  const std::filesystem::path given(url.str());
-  if (IsFile(given)) return given.string();
-  if (searchPaths == nullptr) return {};
-  for (const Url& dir : searchPaths->urls) {
-    if (dir.IsEmpty()) continue;
-    const std::filesystem::path base(dir.str());
-    if (given.is_relative() && IsFile(base / given)) return (base / given).string();
-    if (IsFile(base / given.filename())) return (base / given.filename()).string();
-  }
-  return {};
-}
-
 double FramesPerSecond(const OIIO::ImageSpec& layout) {
   const OIIO::ParamValue* p = layout.find_attribute("FramesPerSecond");
   if (!p) return 0;
@@ -683,27 +665,20 @@ int TileNumber(const std::string& name, const std::string& prefix, const std::st
 }
 
 // Reads every tile of a tile set from the first folder that has any: the
-// name's own folder, then each search path as for single files.
+// folders of the places a single file is looked for, in the same order.
 Result LoadTileSet(const Url& url, const SearchPathsType* searchPaths, bool force32bit, const LayerSet& layers,
                    const TimeValue& time, pattern::TextureRef& out) {
   namespace fs = std::filesystem;
   const std::string text = url.str();
-  const fs::path given(text);
-  const std::string file = given.filename().string();
+  const std::string file = fs::path(text).filename().string();
   const size_t at = file.find(kUdimToken);
   if (at == std::string::npos)
     return Result::Fail(errors::kIllegalArgument, "The tile number " + std::string(kUdimToken) +
                                                       " belongs in the file name, not a folder: \"" + text + "\".");
   const std::string prefix = file.substr(0, at), suffix = file.substr(at + kUdimToken.size());
-  std::vector<fs::path> folders{given.parent_path().empty() ? fs::path(".") : given.parent_path()};
-  if (searchPaths != nullptr)
-    for (const Url& dir : searchPaths->urls) {
-      if (dir.IsEmpty()) continue;
-      if (given.is_relative()) folders.push_back(fs::path(dir.str()) / given.parent_path());
-      folders.push_back(fs::path(dir.str()));
-    }
   auto set = std::make_shared<OiioTileSet>();
-  for (const fs::path& folder : folders) {
+  for (const fs::path& place : FilePlaces(url, searchPaths)) {
+    const fs::path folder = place.parent_path().empty() ? fs::path(".") : place.parent_path();
     std::error_code ec;
     for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
       const int tile = TileNumber(it->path().filename().string(), prefix, suffix);
@@ -734,7 +709,7 @@ class Service final : public pattern::TextureService {
     Url name = url;
     // The clip's length, when the named file exists, for the delegate.
     double length = 0;
-    if (const std::string found = Resolve(name, searchPaths); !found.empty()) {
+    if (const std::string found = FindFile(name, searchPaths); !found.empty()) {
       auto* h = ts->get_texture_handle(ustring(found));
       if (const OIIO::ImageSpec* layout = h ? ts->imagespec(h, nullptr, 0) : nullptr)
         length = ClipOf(ts, h, *layout).length;
@@ -743,12 +718,16 @@ class Service final : public pattern::TextureService {
     if (delegate) TESSAROC_RETURN_IF_FAILED(delegate->ResolveMovieTime(length, name, time));
     if (name.view().find(kUdimToken) != std::string_view::npos)
       return LoadTileSet(name, searchPaths, force32bit, layers, time, out);
-    const std::string path = Resolve(name, searchPaths);
+    const std::string path = FindFile(name, searchPaths);
     if (path.empty()) return Result::Fail(errors::kIo, "Image file not found: \"" + name.str() + "\".");
     std::shared_ptr<OiioTexture> t;
     TESSAROC_RETURN_IF_FAILED(LoadFile(path, force32bit, layers, time, t));
     out = std::move(t);
     return Result::Ok();
+  }
+
+  bool FileExists(const Url& url, const SearchPathsType* searchPaths) override {
+    return !FindFile(url, searchPaths).empty();
   }
 
   Result AllocTexture(pattern::TextureRef& out) override {

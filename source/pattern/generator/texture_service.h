@@ -97,6 +97,9 @@ class TextureService {
   // A failure's message is meant for the user.
   virtual Result LoadTexture(const Url& url, const SearchPathsType* searchPaths, bool force32bit,
                              const LayerSet& layers, TimeValue& time, MovieTimeDelegate* delegate, TextureRef& out) = 0;
+  // Whether the url names an existing file, as it stands or under one of the
+  // search paths: the lookup LoadTexture makes.
+  virtual bool FileExists(const Url& url, const SearchPathsType* searchPaths) = 0;
   // An empty texture: a threaded texture made from it has no image.
   virtual Result AllocTexture(TextureRef& out) = 0;
   virtual Result AllocThreadedTexture(ThreadedTextureRef& out) = 0;
