@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "core/shading_context.h"
+
 namespace tessaroc::host::texture {
 
 SummedAreaTable SummedAreaTable::Build(const float* pixels, int width, int height, int channels) {
@@ -34,16 +36,16 @@ struct Term {
 
 int Decompose(double x, double n, uint8_t wrap, Term out[3]) {
   switch (wrap) {
-    case 1:  // clamp: nothing outside
+    case kWrapClamp:  // nothing outside
       out[0] = {1, std::clamp(x, 0.0, n)};
       return 1;
-    case 2: {  // repeat
+    case kWrapRepeat: {
       const double k = std::floor(x / n);
       out[0] = {k, n};
       out[1] = {1, std::clamp(x - k * n, 0.0, n)};
       return 2;
     }
-    case 3: {  // mirror: period 2n, the second half reversed
+    case kWrapMirror: {  // period 2n, the second half reversed
       const double p = 2 * n;
       const double k = std::floor(x / p);
       const double r = std::clamp(x - k * p, 0.0, p);
@@ -56,7 +58,7 @@ int Decompose(double x, double n, uint8_t wrap, Term out[3]) {
       out[2] = {-1, p - r};
       return 3;
     }
-    default:  // extend: the edge pixels go on
+    default:  // extend, and unknown codes: the edge pixels go on
       if (x < 0) {
         out[0] = {x, 1};
         return 1;

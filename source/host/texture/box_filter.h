@@ -20,7 +20,7 @@ struct SummedAreaTable {
 
 // The mean of each channel over a box centred at (u, v) (v runs upwards)
 // and du by dv wide, at least one pixel, the image continued past its edges
-// by the wrap codes (0 extend, 1 clamp, 2 repeat, 3 mirror). `count` values
+// by the wrap codes (a WrapCode each). `count` values
 // go to `result`: the image's channels, then a channel of ones for any past
 // them, which is the share of the box on the image. Nothing is written for
 // an empty table or a coordinate that is not finite.

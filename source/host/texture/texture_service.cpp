@@ -37,9 +37,9 @@ using texture::Systems;
 
 OIIO::TextureOpt::Wrap WrapOf(uint8_t code) {
   switch (code) {
-    case 1: return OIIO::TextureOpt::WrapBlack;
-    case 2: return OIIO::TextureOpt::WrapPeriodic;
-    case 3: return OIIO::TextureOpt::WrapMirror;
+    case kWrapClamp: return OIIO::TextureOpt::WrapBlack;
+    case kWrapRepeat: return OIIO::TextureOpt::WrapPeriodic;
+    case kWrapMirror: return OIIO::TextureOpt::WrapMirror;
     default: return OIIO::TextureOpt::WrapClamp;
   }
 }
@@ -94,7 +94,7 @@ ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv
   }
   // Without alpha in the file: the coverage, or for a layer with channels
   // after it, whether the point lies on the image where clamp leaves it.
-  auto inside = [](double x, uint8_t wrap) { return wrap != 1 || (x >= 0 && x <= 1); };
+  auto inside = [](double x, uint8_t wrap) { return wrap != kWrapClamp || (x >= 0 && x <= 1); };
   const double cover = t.coverage ? px[t.channels] : (inside(u, wrapU) && inside(v, wrapV) ? 1.0 : 0.0);
   ColorA c;
   switch (t.channels) {
@@ -138,7 +138,8 @@ class OiioThreadedTexture final : public pattern::ThreadedTexture {
       // nothing is.
       const OiioTexture* tile = tiles_->TileAt(u, v);
       if (tile == nullptr || !tile->hasImage) return ColorA{};
-      return SampleFile(*tile, u - std::floor(u), v - std::floor(v), du, dv, 0, 0, interpolation, convertColors, alpha);
+      return SampleFile(*tile, u - std::floor(u), v - std::floor(v), du, dv, kWrapExtend, kWrapExtend, interpolation,
+                        convertColors, alpha);
     }
     return SampleFile(*texture_, u, v, du, dv, wrapU, wrapV, interpolation, convertColors, alpha);
   }

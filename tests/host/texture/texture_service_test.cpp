@@ -28,8 +28,6 @@ using pattern::kInterpSat;
 using tessaroc::testing::TempFolder;
 using tessaroc::testing::WriteImage;
 
-enum Wrap : uint8_t { kExtend = 0, kClamp = 1, kRepeat = 2, kMirror = 3 };
-
 class TextureServiceTest : public ::testing::Test {
  protected:
   pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false, const LayerSet& layers = {}) {
@@ -52,8 +50,8 @@ class TextureServiceTest : public ::testing::Test {
               "");
     return Load("ramp4.exr");
   }
-  static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kExtend,
-                   uint8_t wv = kExtend, double du = 0, double dv = 0) {
+  static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kWrapExtend,
+                   uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
     return t.Sample(u, v, du, dv, wu, wv, interp, false, pattern::kAlphaStraight, false);
   }
   TempFolder folder_;
@@ -75,7 +73,7 @@ TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUpAndBilinearMixesNeighbo
   EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpBilinear).r, 0.375, 1e-6);
   EXPECT_NEAR(At(*t, 0.3125, 0.5, kInterpBilinear).r, 0.4375, 1e-6);
   // Repeat mixes the last column with the first across the edge.
-  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kRepeat).r, (1.0 + 0.25) / 2, 1e-6);
+  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kWrapRepeat).r, (1.0 + 0.25) / 2, 1e-6);
 }
 
 TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
@@ -83,17 +81,17 @@ TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
   // u = 1.375: repeat lands on column 1, mirror on column 2, extend holds
   // column 3, clamp is black.
   const double u = 1.375, v = 0.5;
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kExtend).r, 1.0);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kClamp).r, 0.0);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kRepeat).r, 0.5);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kMirror).r, 0.75);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapExtend).r, 1.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapClamp).r, 0.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapRepeat).r, 0.5);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapMirror).r, 0.75);
   // Negative u, and the v axis on its own.
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kRepeat).r, 1.0);
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kMirror).r, 0.25);
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kExtend).r, 0.25);
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kRepeat).g, 1.0);   // past the top: bottom row
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kMirror).g, 0.25);  // mirrored: top row
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kClamp).g, 0.0);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapRepeat).r, 1.0);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapMirror).r, 0.25);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapExtend).r, 0.25);
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapRepeat).g, 1.0);   // past the top: bottom row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapMirror).g, 0.25);  // mirrored: top row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapClamp).g, 0.0);
   // Unknown codes extend.
   EXPECT_EQ(At(*t, u, v, kInterpClosest, 7).r, 1.0);
 }
@@ -109,20 +107,20 @@ TEST_F(TextureServiceTest, ClampIsTransparentOutsideImagesWithoutAlpha) {
             "");
   auto layer = Load("two.exr", false, LayerSet{{String("a")}});
   for (int interp : {kInterpClosest, kInterpSat}) {
-    EXPECT_EQ(At(*layer, 1.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0, 0, 0})) << interp;
-    EXPECT_EQ(At(*layer, 0.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0.25, 0.5, 1})) << interp;
+    EXPECT_EQ(At(*layer, 1.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0, 0, 0})) << interp;
+    EXPECT_EQ(At(*layer, 0.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0.25, 0.5, 1})) << interp;
   }
   for (auto t : {Ramp4(), Load("grey4.exr")}) {
     for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic}) {
       SCOPED_TRACE(interp);
-      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kClamp, kClamp), (ColorA{0, 0, 0, 0}));
-      EXPECT_EQ(At(*t, 0.5, -0.375, interp, kExtend, kClamp), (ColorA{0, 0, 0, 0}));
-      EXPECT_EQ(At(*t, 0.375, 0.5, interp, kClamp, kClamp).a, 1.0);
-      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kRepeat, kClamp).a, 1.0);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.5, -0.375, interp, kWrapExtend, kWrapClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.375, 0.5, interp, kWrapClamp, kWrapClamp).a, 1.0);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kWrapRepeat, kWrapClamp).a, 1.0);
     }
     // On the edge a one-pixel filter is half inside: half the last column, half covered.
     for (int interp : {kInterpBilinear, kInterpSat}) {
-      const ColorA edge = At(*t, 1.0, 0.5, interp, kClamp, kClamp);
+      const ColorA edge = At(*t, 1.0, 0.5, interp, kWrapClamp, kWrapClamp);
       EXPECT_NEAR(edge.a, 0.5, 1e-6) << interp;
       EXPECT_NEAR(edge.b, At(*t, 0.9, 0.5, kInterpClosest).b * 0.5, 1e-6) << interp;
     }
@@ -150,21 +148,21 @@ TEST(BoxFilterTest, AveragesPixelsUnderEachWrapModeWithoutAnImageFile) {
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) pixels.insert(pixels.end(), {(x + 1) / 4.0f, (y + 1) / 4.0f, 0.0f});
   const texture::SummedAreaTable table = texture::SummedAreaTable::Build(pixels.data(), 4, 4, 3);
-  auto at = [&](double u, double v, uint8_t wu = kExtend, uint8_t wv = kExtend, double du = 0, double dv = 0) {
+  auto at = [&](double u, double v, uint8_t wu = kWrapExtend, uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
     float px[3] = {-1, -1, -1};
     texture::BoxFilter(table, u, v, du, dv, wu, wv, 3, px);
     return std::array<double, 2>{px[0], px[1]};
   };
   // A box over columns 0 and 1 and all rows.
-  EXPECT_NEAR(at(0.25, 0.5, kExtend, kExtend, 0.5, 1.0)[0], 0.375, 1e-9);
-  EXPECT_NEAR(at(0.25, 0.5, kExtend, kExtend, 0.5, 1.0)[1], 0.625, 1e-9);
+  EXPECT_NEAR(at(0.25, 0.5, kWrapExtend, kWrapExtend, 0.5, 1.0)[0], 0.375, 1e-9);
+  EXPECT_NEAR(at(0.25, 0.5, kWrapExtend, kWrapExtend, 0.5, 1.0)[1], 0.625, 1e-9);
   // A box over the right edge: columns 2, 3 and two columns beyond.
   const double want[] = {(0.75 + 1 + 1 + 1) / 4, (0.75 + 1 + 0 + 0) / 4, (0.75 + 1 + 0.25 + 0.5) / 4,
                          (0.75 + 1 + 1 + 0.75) / 4};
   for (uint8_t wrap = 0; wrap < 4; ++wrap)
-    EXPECT_NEAR(at(1.0, 0.5, wrap, kExtend, 1.0, 0.25)[0], want[wrap], 1e-9) << int(wrap);
+    EXPECT_NEAR(at(1.0, 0.5, wrap, kWrapExtend, 1.0, 0.25)[0], want[wrap], 1e-9) << int(wrap);
   // Two whole periods of repeat average the whole image.
-  EXPECT_NEAR(at(3.0, 0.5, kRepeat, kExtend, 2.0, 0.25)[0], 0.625, 1e-9);
+  EXPECT_NEAR(at(3.0, 0.5, kWrapRepeat, kWrapExtend, 2.0, 0.25)[0], 0.625, 1e-9);
   // With no footprint the box is one pixel wide: the bilinear value.
   EXPECT_NEAR(at(0.25, 0.5)[0], 0.375, 1e-9);
 }
@@ -177,7 +175,8 @@ void Stats(const pattern::ThreadedTexture& t, int interp, double footprint, doub
   double sum = 0, sum2 = 0;
   const int n = 400;
   for (int i = 0; i < n; ++i) {
-    const double r = t.Sample(pos(gen), pos(gen), footprint, footprint, kRepeat, kRepeat, interp, false, 0, false).r;
+    const double r =
+        t.Sample(pos(gen), pos(gen), footprint, footprint, kWrapRepeat, kWrapRepeat, interp, false, 0, false).r;
     sum += r;
     sum2 += r * r;
   }
@@ -211,8 +210,8 @@ TEST_F(TextureServiceTest, AnisotropicKeepsTheSharpAxisSharp) {
             "");
   auto t = Load("stripes.exr");
   const double u = (8 * 5 + 4) / 256.0;  // the middle of a white stripe
-  EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
-  EXPECT_LT(At(*t, u, 0.5, kInterpMip, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
+  EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kWrapRepeat, kWrapRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
+  EXPECT_LT(At(*t, u, 0.5, kInterpMip, kWrapRepeat, kWrapRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
 }
 
 TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
@@ -229,11 +228,12 @@ TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
     for (int k = 0; k < 4; ++k)
       threads.emplace_back([&, k] {
         got[k].resize(n);
-        for (int i = 0; i < n; ++i) got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+        for (int i = 0; i < n; ++i)
+          got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kWrapRepeat, kWrapMirror, 0.02, 0.01);
       });
     for (std::thread& th : threads) th.join();
     for (int i = 0; i < n; ++i) {
-      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kWrapRepeat, kWrapMirror, 0.02, 0.01);
       for (int k = 0; k < 4; ++k) ASSERT_EQ(got[k][i], one) << interp << " " << i;
     }
   }
@@ -312,14 +312,15 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
       SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
       auto t = Load(name, force32bit);
       auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
-        return t->Sample(0.5, 0.5, du, 0, kExtend, kExtend, interp, convert, alpha, false).r;
+        return t->Sample(0.5, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false).r;
       };
       EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
       EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
       // Minified to one texel, the MIP level holds the mean light too.
       EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
       // Single texels are decoded exactly.
-      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kExtend, kExtend, kInterpClosest, true, 0, false).r, decode(code), 1e-6);
+      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpClosest, true, 0, false).r, decode(code),
+                  1e-6);
       // Unconverted reads filter the codes; colours premultiplied in the file's
       // encoding are filtered as stored and decoded after.
       EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
@@ -340,7 +341,8 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
                 out->close());
     auto gamma = Load(name);
     const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
-    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, kInterpBilinear, true, 0, false).r, powered, 1e-6);
+    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).r, powered,
+                1e-6);
   }
 }
 
@@ -372,7 +374,7 @@ TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
     for (const Case& c : cases) {
       for (int interp : {kInterpClosest, kInterpBilinear}) {
         SCOPED_TRACE(::testing::Message() << force32bit << " alpha " << c.alpha << " interp " << interp);
-        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, interp, true, c.alpha, false);
+        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, interp, true, c.alpha, false);
         EXPECT_NEAR(got.r, c.r, 1e-6);
         EXPECT_NEAR(got.g, c.g, 1e-6);
         EXPECT_NEAR(got.a, a, 1e-6);
@@ -408,7 +410,7 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   ASSERT_TRUE(service.AllocThreadedTexture(t).ok());
   ASSERT_TRUE(t->Init(texture).ok());
   auto across = [&](double u, double v, int interp = kInterpClosest) {
-    return t->Sample(u, v, 0, 0, kRepeat, kRepeat, interp, false, pattern::kAlphaStraight, true);
+    return t->Sample(u, v, 0, 0, kWrapRepeat, kWrapRepeat, interp, false, pattern::kAlphaStraight, true);
   };
   EXPECT_EQ(across(0.3, 0.5).r, 0.25);
   EXPECT_EQ(across(1.5, 0.5).r, 0.5);
@@ -418,7 +420,9 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   // Held at the tile's edge whatever the wrap codes say.
   EXPECT_EQ(across(0.02, 0.5, kInterpBilinear).r, 0.25);
   // Not across tiles: the first tile, repeated by the wrap codes.
-  EXPECT_EQ(t->Sample(1.5, 0.5, 0, 0, kRepeat, kRepeat, kInterpClosest, false, pattern::kAlphaStraight, false).r, 0.25);
+  EXPECT_EQ(
+      t->Sample(1.5, 0.5, 0, 0, kWrapRepeat, kWrapRepeat, kInterpClosest, false, pattern::kAlphaStraight, false).r,
+      0.25);
   pattern::TextureDetails d;
   ASSERT_TRUE(t->GetDetails(d).ok());
   EXPECT_EQ(d.width, 4);
