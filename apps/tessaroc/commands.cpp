@@ -93,6 +93,11 @@ class ProgressBar {
   int last_ = -1;
 };
 
+// What a document does that is odd but not wrong; it is still used.
+void PrintWarnings(const graph::Document& document) {
+  for (const std::string& w : document.warnings()) std::fprintf(stderr, "tessaroc: warning: %s\n", w.c_str());
+}
+
 void PrintMessages(const host::CollectingMessageSink& sink) {
   for (const std::string& m : sink.Messages()) std::fprintf(stderr, "tessaroc: %s\n", m.c_str());
 }
@@ -162,6 +167,7 @@ int RunRender(const RenderOptions& o) {
   const auto start = std::chrono::steady_clock::now();
   std::unique_ptr<graph::Material> material;
   if (Result r = graph::Material::FromFile(o.graph, material); r.failed()) return Fail(r);
+  PrintWarnings(material->document());
   host::Image image;
   Result r = graph::Render(*material, s, image);
   bar.Finish();
@@ -190,6 +196,7 @@ int RunEval(const EvalOptions& o) {
   } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
     return Fail(r);
   }
+  PrintWarnings(*doc);
   // The sample is what pixel --pixel of a render sees, or a point of the
   // plane seen from above at --uv (default 0, 0) with no footprint; a context
   // file overrides fields.

@@ -1,5 +1,7 @@
 #include "graph/material.h"
 
+#include <algorithm>
+#include <cctype>
 #include <map>
 
 #include "core/registry.h"
@@ -77,7 +79,8 @@ class Compiler {
   }
 
  private:
-  enum class Kind { kUnset, kLiteral, kContext, kLink };
+  // kSearchPaths: where the material's bakes look files up, set at Prepare.
+  enum class Kind { kUnset, kLiteral, kContext, kLink, kSearchPaths };
   struct Source {
     int inst = -1;  // -1 with a literal: a pass-through of a value
     int port = -1;
@@ -259,6 +262,7 @@ class Compiler {
         GraphPort* gp = nullptr;
         TESSAROC_RETURN_IF_FAILED(n.graphNode->inputs().FindChild(ports[i].id, gp));
         TESSAROC_RETURN_IF_FAILED(FromGraphPort(gp, b, decided));
+        if (!decided && ports[i].dataType == &kSearchPathsType) b.kind = Kind::kSearchPaths;
         continue;
       }
       // An asset: a wire inside it, then the published port that feeds it.
@@ -285,7 +289,9 @@ class Compiler {
         TESSAROC_RETURN_IF_FAILED(n.graphNode->inputs().FindChild(Id(std::string_view(gid)), gp));
         TESSAROC_RETURN_IF_FAILED(FromGraphPort(gp, b, decided));
         if (decided) continue;
-        if (pub->defaultIsContext) {
+        if (ports[i].dataType == &kSearchPathsType) {
+          b.kind = Kind::kSearchPaths;
+        } else if (pub->defaultIsContext) {
           b.kind = Kind::kContext;
         } else if (pub->hasDefault) {
           b.kind = Kind::kLiteral;
@@ -295,8 +301,10 @@ class Compiler {
         }
         continue;
       }
-      // A core port no published port names: the node's own context.
+      // A core port no published port names: the node's own context, or the
+      // material's search paths.
       if (ports[i].dataType == &kShadingContextType) b.kind = Kind::kContext;
+      if (ports[i].dataType == &kSearchPathsType) b.kind = Kind::kSearchPaths;
     }
     return Result::Ok();
   }
@@ -336,6 +344,12 @@ class Compiler {
       switch (b.kind) {
         case Kind::kUnset: break;
         case Kind::kContext: TESSAROC_RETURN_IF_FAILED(plan.BindContext(out, port.id)); break;
+        case Kind::kSearchPaths: {
+          SearchPathsType none;  // until Prepare knows the render's
+          TESSAROC_RETURN_IF_FAILED(plan.SetValue(out, port.id, ValueSlot{&kSearchPathsType, &none}));
+          m_.searchPathInputs_.emplace_back(out, port.id);
+          break;
+        }
         case Kind::kLiteral: {
           Data converted;
           Result r = ConvertLiteral(*b.literal->type(), b.literal->get(), valueType, converted);
@@ -410,6 +424,13 @@ Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& ou
 }
 
 Result Material::Prepare(const ShadingContext& priming) {
+  SearchPathsType paths;
+  if (priming.searchpaths) paths = *priming.searchpaths;
+  const Url folder(document_->folder());
+  if (!folder.IsEmpty() && std::find(paths.urls.begin(), paths.urls.end(), folder) == paths.urls.end())
+    paths.urls.push_back(folder);
+  for (const auto& [node, port] : searchPathInputs_)
+    TESSAROC_RETURN_IF_FAILED(prototype_->SetInput(node, port, ValueSlot{&kSearchPathsType, &paths}));
   TESSAROC_RETURN_IF_FAILED(prototype_->Prepare());
   // Priming builds first-sample state; an error here is the sample's own and
   // shows again when that sample is evaluated.

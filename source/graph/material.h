@@ -30,6 +30,8 @@ class Material {
 
   // Runs the uniform nodes once, then one evaluation at `priming`, so that
   // state nodes build at their first sample is there before threads copy it.
+  // Bakes (cache, blur) see no render context: they look files up in the
+  // search paths of `priming`, then in the document's folder.
   Result Prepare(const ShadingContext& priming = ShadingContext());
   bool prepared() const { return prepared_; }
 
@@ -57,6 +59,8 @@ class Material {
   std::vector<std::unique_ptr<FunctionInterface>> constants_;  // literals given to Function ports
   std::vector<Output> outputs_;
   Output normal_;
+  // The search-path inputs the document leaves to the material.
+  std::vector<std::pair<NodeRef, Id>> searchPathInputs_;
   size_t mainIndex_ = 0;
   bool prepared_ = false;
 };

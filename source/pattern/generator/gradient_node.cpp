@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 #include <new>
-#include <source_location>
 #include <vector>
 
 #include "core/data_types.h"
@@ -50,9 +49,10 @@ uint32_t KnotPositionsCrc(std::span<const double> positions) {
 
 namespace {
 
-void ReportUnsupportedSpace(const Id& id) {
-  Logger* log = DefaultLogger();
-  if (log == nullptr) return;
+// A diagnostic for the render's messages, like the other nodes' reports; the
+// sample goes on, whether or not the sink takes it.
+void ReportUnsupportedSpace(const Id& id, MessageSink* messages) {
+  if (messages == nullptr) return;
   // Built on the stack: this can be reached per sample.
   char text[256];
   const size_t at = kUnsupportedColorSpaceText.find('@');
@@ -66,7 +66,7 @@ void ReportUnsupportedSpace(const Id& id) {
   append(kUnsupportedColorSpaceText.substr(0, at));
   append(name);
   append(kUnsupportedColorSpaceText.substr(at + 1));
-  log->Write(0, std::string_view(text, len), SourceLocation::From(std::source_location::current()), 0);
+  (void)messages->AddMessage(std::string_view(text, len));
 }
 
 // ---- gradientpre
@@ -131,7 +131,7 @@ class PortKnots final : public KnotAccessor {
       case GradientSpace::kLinear: break;
       case GradientSpace::kSrgbLookalike:
       case GradientSpace::kLinearLookalike: out = {1.0, 0.0, 1.0, 1.0}; break;
-      case GradientSpace::kUnknown: ReportUnsupportedSpace(spaceId_); break;
+      case GradientSpace::kUnknown: ReportUnsupportedSpace(spaceId_, ctx_.messagesink); break;
     }
     return Result::Ok();
   }
@@ -177,7 +177,7 @@ void GradientKernel(Result& result, const MicroNodeImpl& impl, const PortAccess&
     case GradientSpace::kSrgbLookalike:
     case GradientSpace::kLinearLookalike: break;  // left as it was
     case GradientSpace::kUnknown:
-      ReportUnsupportedSpace(spaceId);
+      ReportUnsupportedSpace(spaceId, ports.In<ShadingContext>(kContext).messagesink);
       out = c;
       break;
   }
