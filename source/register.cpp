@@ -232,9 +232,4 @@ const ModuleRecord* GetModuleRecord() {
   return S().record;
 }
 
-std::vector<std::string> DeclaredInterfaces() {
-  std::lock_guard<std::mutex> lock(S().mutex);
-  return S().interfaces;
-}
-
 }  // namespace tessaroc::module

@@ -30,7 +30,5 @@ bool ModuleLoaded();
 
 // Valid while the module is loaded; null otherwise.
 const ModuleRecord* GetModuleRecord();
-// The framework interfaces the module declared at load.
-std::vector<std::string> DeclaredInterfaces();
 
 }  // namespace tessaroc::module

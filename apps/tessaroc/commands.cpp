@@ -93,6 +93,11 @@ class ProgressBar {
   int last_ = -1;
 };
 
+// What a document does that is odd but not wrong; it is still used.
+void PrintWarnings(const graph::Document& document) {
+  for (const std::string& w : document.warnings()) std::fprintf(stderr, "tessaroc: warning: %s\n", w.c_str());
+}
+
 // Prints the messages after the first `printed` ones; returns how many there are.
 size_t PrintMessages(const host::CollectingMessageSink& sink, size_t printed = 0) {
   const std::vector<std::string> messages = sink.Messages();
@@ -166,6 +171,7 @@ int RunRender(const RenderOptions& o) {
   // One material for every frame: compiled and prepared once.
   std::unique_ptr<graph::Material> material;
   if (Result r = graph::Material::FromFile(o.graph, material, out.extraOutputs); r.failed()) return Fail(r);
+  PrintWarnings(material->document());
   host::Image image;
   size_t printed = 0;
   auto renderOne = [&](std::optional<int64_t> frame) {
@@ -212,6 +218,7 @@ int RunEval(const EvalOptions& o) {
   } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
     return Fail(r);
   }
+  PrintWarnings(*doc);
   // The sample is what pixel --pixel of a render sees, or a point of the
   // plane seen from above at --uv (default 0, 0) with no footprint; a context
   // file overrides fields.

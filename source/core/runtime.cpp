@@ -1,42 +1,26 @@
 #include "core/runtime.h"
 
-#include <algorithm>
-#include <cstring>
 #include <atomic>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <thread>
+
+#include "core/plan_passes.h"
 
 namespace tessaroc {
 
 namespace {
 
-constexpr size_t kHeaderSize = sizeof(ValueBlockHead) + sizeof(BatchRange);
-constexpr size_t kBlockAlign = 64;
-
-size_t AlignUp(size_t v, size_t a) { return (v + a - 1) / a * a; }
-
-enum class Binding { kNone, kConstant, kLink, kContext, kFunctionBody, kExternalFunction };
-
-struct PortBinding {
-  Binding kind = Binding::kNone;
-  int srcNode = -1;
-  int srcPort = -1;
-  int body = -1;
-  Data constant;
-  const FunctionInterface* function = nullptr;
-  bool requested = false;   // an output read from outside the plan or as a function body's result
-  bool external = false;    // an output read from outside the plan
-  bool linkedFrom = false;  // an output some input links to
-};
-
-struct Step {
-  const MicroNodeImpl* impl;
-  const int32_t* offsets;
-};
+using passes::AlignUp;
+using passes::Binding;
+using passes::kBlockAlign;
+using passes::PortBinding;
+using passes::SlotOffset;
+using passes::Step;
 
 // Every kernel is called the same way; the first error ends the run.
-inline Result RunSteps(const std::vector<Step>& steps, std::byte* block) {
+inline Result RunSteps(std::span<const Step> steps, std::byte* block) {
   for (const Step& s : steps) {
     Result r;
     s.impl->kernel(r, *s.impl, PortAccess{block, s.offsets});
@@ -74,61 +58,29 @@ std::atomic<uint64_t> gNextSerial{1};
 }  // namespace
 
 struct Plan::Impl {
-  struct NodeInfo {
-    const MicroNodeGroup* group = nullptr;
-    std::string label;
-    int sub = 0;
-    std::vector<PortBinding> ports;
-    bool varying = false;
-    size_t firstSlot = 0;                       // global slot index of port 0
-    std::vector<size_t> storage;                // byte offset of each port's value
-    std::vector<std::vector<int32_t>> offsets;  // per micro node, per access index
-  };
-  struct SubPlanInfo {
-    const DataType* resultType = nullptr;
-    int resultNode = -1;
-    int resultPort = -1;
-    std::vector<Step> steps;
-    std::vector<size_t> contextSlots;  // byte offsets of slots bound to the argument
-    size_t resultStorage = 0;
-  };
-  struct StorageEntry {
-    size_t offset;
-    const DataType* type;
-  };
-  struct FunctionSlot {
-    size_t storage;
-    int body;
-  };
-
-  std::vector<NodeInfo> nodes;
-  std::vector<SubPlanInfo> subs;
+  // What building records.
+  passes::PlanGraph graph;
   int outNode = -1;
   int outPort = -1;
-  // Uniform nodes in dependency order, each with its steps and the uniform
-  // nodes it reads (directly or through a function it calls at prepare time).
-  struct UniformNode {
-    int node;
-    std::vector<Step> steps;
-    std::vector<int> reads;
-  };
-  std::vector<UniformNode> uniform;
-  // Per sub-plan (0 is the main plan): the uniform nodes whose results it reads.
+  // What Finish compiles from it.
+  std::vector<bool> varying;
+  passes::BlockLayout layout;
+  passes::AccessTables access;
+  std::vector<passes::UniformStep> uniform;
+  std::vector<passes::SubPlanSchedule> subs;  // 0 is the main plan
+  // Per sub-plan: the uniform nodes whose results it reads.
   std::vector<std::vector<int>> subUniformReads;
-  std::vector<StorageEntry> storage;
-  std::vector<FunctionSlot> functionSlots;
-  size_t slotCount = 0;
   // Per function body: the output storage of the uniform nodes it reads,
   // which a worker thread's copy of the instance needs.
-  std::vector<std::vector<StorageEntry>> bodyUniformOutputs;
+  std::vector<std::vector<passes::StorageEntry>> bodyUniformOutputs;
 
-  Result Node(NodeRef ref, NodeInfo*& out) {
-    if (ref.index < 0 || ref.index >= static_cast<int>(nodes.size()))
+  Result Node(NodeRef ref, passes::PlanNode*& out) {
+    if (ref.index < 0 || ref.index >= static_cast<int>(graph.nodes.size()))
       return Result::Fail(errors::kIllegalArgument, "no such node in the plan");
-    out = &nodes[ref.index];
+    out = &graph.nodes[ref.index];
     return Result::Ok();
   }
-  Result PortOf(NodeRef ref, const Id& port, bool input, NodeInfo*& node, int& index) {
+  Result PortOf(NodeRef ref, const Id& port, bool input, passes::PlanNode*& node, int& index) {
     TESSAROC_RETURN_IF_FAILED(Node(ref, node));
     index = node->group->FindPortIndex(port, input);
     if (index < 0)
@@ -136,13 +88,13 @@ struct Plan::Impl {
                                                         (input ? "input " : "output ") + port.str());
     return Result::Ok();
   }
-  size_t SlotOffset(const NodeInfo& n, int port) const {
-    return kHeaderSize + (n.firstSlot + static_cast<size_t>(port)) * sizeof(PortSlot);
-  }
+  int bodyCount() const { return static_cast<int>(graph.bodies.size()); }
+  // The byte offset of a port's slot in the block.
+  size_t SlotOffsetOf(int node, int port) const { return SlotOffset(layout.SlotOf(node, port)); }
 };
 
 Plan::Plan() : impl_(std::make_unique<Impl>()) {
-  impl_->subs.emplace_back();  // the main plan
+  impl_->graph.bodies.emplace_back();  // the main plan
 }
 Plan::~Plan() = default;
 
@@ -150,21 +102,21 @@ Result Plan::AddNode(const MicroNodeGroup* group, std::string label, NodeRef& ou
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
   if (group == nullptr || !group->finalized())
     return Result::Fail(errors::kNullPtr, "adding a node needs a finished group");
-  if (sub.index < 0 || sub.index >= static_cast<int>(impl_->subs.size()))
+  if (sub.index < 0 || sub.index >= impl_->bodyCount())
     return Result::Fail(errors::kIllegalArgument, "no such sub-plan");
-  Impl::NodeInfo n;
+  passes::PlanNode n;
   n.group = group;
   n.label = label.empty() ? group->id().str() : std::move(label);
   n.sub = sub.index;
   n.ports.resize(group->ports().size());
-  impl_->nodes.push_back(std::move(n));
-  out.index = static_cast<int>(impl_->nodes.size()) - 1;
+  impl_->graph.nodes.push_back(std::move(n));
+  out.index = static_cast<int>(impl_->graph.nodes.size()) - 1;
   return Result::Ok();
 }
 
 Result Plan::SetValue(NodeRef node, const Id& port, ValueSlot value) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, true, n, p));
   const DataType* type = n->group->ports()[p].dataType;
@@ -180,7 +132,7 @@ Result Plan::SetValue(NodeRef node, const Id& port, ValueSlot value) {
 
 Result Plan::Link(NodeRef dst, const Id& dstPort, NodeRef src, const Id& srcPort) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  Impl::NodeInfo *d = nullptr, *s = nullptr;
+  passes::PlanNode *d = nullptr, *s = nullptr;
   int dp = -1, sp = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, d, dp));
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(src, srcPort, false, s, sp));
@@ -199,7 +151,7 @@ Result Plan::Link(NodeRef dst, const Id& dstPort, NodeRef src, const Id& srcPort
 }
 
 Result Plan::LinkPreNode(NodeRef pre, NodeRef consumer) {
-  Impl::NodeInfo *p = nullptr, *c = nullptr;
+  passes::PlanNode *p = nullptr, *c = nullptr;
   TESSAROC_RETURN_IF_FAILED(impl_->Node(pre, p));
   TESSAROC_RETURN_IF_FAILED(impl_->Node(consumer, c));
   bool any = false;
@@ -216,7 +168,7 @@ Result Plan::LinkPreNode(NodeRef pre, NodeRef consumer) {
 
 Result Plan::BindContext(NodeRef node, const Id& port) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, true, n, p));
   if (n->group->ports()[p].dataType != &kShadingContextType)
@@ -228,19 +180,18 @@ Result Plan::BindContext(NodeRef node, const Id& port) {
 
 Result Plan::AddSubPlan(const DataType& resultType, SubPlanRef& out) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  impl_->subs.emplace_back();
-  impl_->subs.back().resultType = &resultType;
-  out.index = static_cast<int>(impl_->subs.size()) - 1;
+  impl_->graph.bodies.push_back({&resultType});
+  out.index = impl_->bodyCount() - 1;
   return Result::Ok();
 }
 
 Result Plan::SetSubPlanResult(SubPlanRef sub, NodeRef node, const Id& port) {
-  if (sub.index <= 0 || sub.index >= static_cast<int>(impl_->subs.size()))
+  if (sub.index <= 0 || sub.index >= impl_->bodyCount())
     return Result::Fail(errors::kIllegalArgument, "no such function body");
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
-  Impl::SubPlanInfo& s = impl_->subs[sub.index];
+  passes::PlanBody& s = impl_->graph.bodies[sub.index];
   if (!n->group->ports()[p].dataType->StoredLike(*s.resultType))
     return Result::Fail(errors::kIllegalArgument,
                         "function body result " + port.str() + " is not a " + s.resultType->id.str());
@@ -252,15 +203,15 @@ Result Plan::SetSubPlanResult(SubPlanRef sub, NodeRef node, const Id& port) {
 
 Result Plan::LinkFunction(NodeRef dst, const Id& dstPort, SubPlanRef body) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, n, p));
-  if (body.index <= 0 || body.index >= static_cast<int>(impl_->subs.size()))
+  if (body.index <= 0 || body.index >= impl_->bodyCount())
     return Result::Fail(errors::kIllegalArgument, "no such function body");
   const DataType* t = n->group->ports()[p].dataType;
-  if (!t->IsFunction() || !t->functionResult->StoredLike(*impl_->subs[body.index].resultType))
+  if (!t->IsFunction() || !t->functionResult->StoredLike(*impl_->graph.bodies[body.index].resultType))
     return Result::Fail(errors::kIllegalArgument, "port " + dstPort.str() + " does not take a function returning " +
-                                                      impl_->subs[body.index].resultType->id.str());
+                                                      impl_->graph.bodies[body.index].resultType->id.str());
   n->ports[p] = PortBinding();
   n->ports[p].kind = Binding::kFunctionBody;
   n->ports[p].body = body.index;
@@ -269,7 +220,7 @@ Result Plan::LinkFunction(NodeRef dst, const Id& dstPort, SubPlanRef body) {
 
 Result Plan::SetFunction(NodeRef dst, const Id& dstPort, const FunctionInterface* fn) {
   if (finished_) return Result::Fail(errors::kIllegalState, "plan is finished");
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(dst, dstPort, true, n, p));
   if (!n->group->ports()[p].dataType->IsFunction())
@@ -281,7 +232,7 @@ Result Plan::SetFunction(NodeRef dst, const Id& dstPort, const FunctionInterface
 }
 
 Result Plan::SetOutput(NodeRef node, const Id& port) {
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
   if (n->sub != 0) return Result::Fail(errors::kIllegalArgument, "the output must come from the main plan");
@@ -293,7 +244,7 @@ Result Plan::SetOutput(NodeRef node, const Id& port) {
 }
 
 Result Plan::RequestOutput(NodeRef node, const Id& port) {
-  Impl::NodeInfo* n = nullptr;
+  passes::PlanNode* n = nullptr;
   int p = -1;
   TESSAROC_RETURN_IF_FAILED(impl_->PortOf(node, port, false, n, p));
   n->ports[p].requested = true;
@@ -301,193 +252,47 @@ Result Plan::RequestOutput(NodeRef node, const Id& port) {
   return Result::Ok();
 }
 
-size_t Plan::nodeCount() const { return impl_->nodes.size(); }
-const MicroNodeGroup* Plan::group(NodeRef node) const { return impl_->nodes.at(node.index).group; }
-const std::string& Plan::label(NodeRef node) const { return impl_->nodes.at(node.index).label; }
-bool Plan::IsUniform(NodeRef node) const { return !impl_->nodes.at(node.index).varying; }
+size_t Plan::nodeCount() const { return impl_->graph.nodes.size(); }
+const MicroNodeGroup* Plan::group(NodeRef node) const { return impl_->graph.nodes.at(node.index).group; }
+const std::string& Plan::label(NodeRef node) const { return impl_->graph.nodes.at(node.index).label; }
+bool Plan::IsUniform(NodeRef node) const {
+  impl_->graph.nodes.at(node.index);  // the range check
+  return !finished_ || !impl_->varying[node.index];
+}
 const DataType* Plan::outputType() const {
   if (impl_->outNode < 0) return nullptr;
-  return impl_->nodes[impl_->outNode].group->ports()[impl_->outPort].dataType;
+  return impl_->graph.nodes[impl_->outNode].group->ports()[impl_->outPort].dataType;
 }
 size_t Plan::varyingStepCount() const { return impl_->subs[0].steps.size(); }
 
 Result Plan::Finish() {
+  // The compiler's passes, each a function of plan_passes.h:
+  //   1. OrderByLinks       every node after the nodes it links from; a cycle is an error
+  //   2. ClassifyVarying    varying where a context reaches through links, else uniform
+  //   3. LayoutBlock        header, one slot per port, then the aligned values
+  //   4. BuildAccessTables  per micro node the offsets of its slots in access order
+  //   5. OrderUniform       uniform nodes in dependency order, through the bodies they call
+  //   6. ScheduleSubPlans   per sub-plan its varying steps, context slots and result
+  //   7. SubPlanReads       per sub-plan the uniform results it reads, and what a
+  //                         body's worker copies take over (BodyUniformOutputs)
   if (finished_) return Result::Fail(errors::kIllegalState, "plan finished twice");
   Impl& I = *impl_;
-  const int N = static_cast<int>(I.nodes.size());
-  for (size_t s = 1; s < I.subs.size(); ++s)
-    if (I.subs[s].resultNode < 0)
+  const passes::PlanGraph& graph = I.graph;
+  for (int s = 1; s < I.bodyCount(); ++s)
+    if (graph.bodies[s].resultNode < 0)
       return Result::Fail(errors::kIllegalState, "function body " + std::to_string(s) + " has no result");
 
-  // Order by value links (Kahn); a cycle is an error.
-  std::vector<std::vector<int>> users(N);
-  std::vector<int> pending(N, 0);
-  for (int i = 0; i < N; ++i)
-    for (const PortBinding& b : I.nodes[i].ports)
-      if (b.kind == Binding::kLink) {
-        users[b.srcNode].push_back(i);
-        ++pending[i];
-      }
   std::vector<int> order;
-  for (int i = 0; i < N; ++i)
-    if (pending[i] == 0) order.push_back(i);
-  for (size_t k = 0; k < order.size(); ++k)
-    for (int u : users[order[k]])
-      if (--pending[u] == 0) order.push_back(u);
-  if (static_cast<int>(order.size()) != N) {
-    for (int i = 0; i < N; ++i)
-      if (pending[i] > 0)
-        return Result::Fail(errors::kIllegalState, "the plan has a cycle through " + I.nodes[i].label);
-  }
-
-  // Varying: a context reaches the node, directly or through a value link.
-  for (int i : order) {
-    Impl::NodeInfo& n = I.nodes[i];
-    for (const PortBinding& b : n.ports)
-      if (b.kind == Binding::kContext || (b.kind == Binding::kLink && I.nodes[b.srcNode].varying)) n.varying = true;
-  }
-  for (int i = 0; i < N; ++i)
-    for (const PortBinding& b : I.nodes[i].ports)
-      if (b.kind == Binding::kLink && I.nodes[b.srcNode].varying && I.nodes[b.srcNode].sub != I.nodes[i].sub)
-        return Result::Fail(errors::kIllegalState, I.nodes[i].label + " reads a per-sample value of " +
-                                                       I.nodes[b.srcNode].label + " across a function boundary");
-
-  // Layout: header, one slot per port, then the value storage.
-  size_t slots = 0;
-  for (Impl::NodeInfo& n : I.nodes) {
-    n.firstSlot = slots;
-    slots += n.ports.size();
-  }
-  I.slotCount = slots;
-  size_t offset = kHeaderSize + slots * sizeof(PortSlot);
-  for (Impl::NodeInfo& n : I.nodes) {
-    n.storage.resize(n.ports.size());
-    for (size_t p = 0; p < n.ports.size(); ++p) {
-      const DataType* t = n.group->ports()[p].dataType;
-      offset = AlignUp(offset, t->align);
-      n.storage[p] = offset;
-      I.storage.push_back({offset, t});
-      offset += t->size;
-      if (n.ports[p].kind == Binding::kFunctionBody) I.functionSlots.push_back({n.storage[p], n.ports[p].body});
-    }
-  }
-  blockSize_ = AlignUp(offset, kBlockAlign);
-
-  // Access tables: per micro node, the byte offset of each accessed port's slot.
-  for (Impl::NodeInfo& n : I.nodes) {
-    for (const MicroNodeEntry& m : n.group->microNodes()) {
-      std::vector<int32_t> offs;
-      for (int port : m.portOfAccess) offs.push_back(static_cast<int32_t>(I.SlotOffset(n, port)));
-      n.offsets.push_back(std::move(offs));
-    }
-  }
-
-  // Uniform nodes in dependency order; a node that calls a function body at
-  // prepare time comes after every uniform node that body reads.
-  std::vector<std::vector<int>> bodyNodes(I.subs.size());
-  for (int i = 0; i < N; ++i) bodyNodes[I.nodes[i].sub].push_back(i);
-  auto uniformInputsOfBody = [&](int body) {
-    std::vector<int> result, stack{body};
-    std::vector<bool> seen(I.subs.size(), false);
-    while (!stack.empty()) {
-      int s = stack.back();
-      stack.pop_back();
-      if (seen[s]) continue;
-      seen[s] = true;
-      for (int i : bodyNodes[s]) {
-        if (!I.nodes[i].varying) result.push_back(i);
-        for (const PortBinding& b : I.nodes[i].ports) {
-          if (b.kind == Binding::kLink && !I.nodes[b.srcNode].varying) result.push_back(b.srcNode);
-          if (b.kind == Binding::kFunctionBody) stack.push_back(b.body);
-        }
-      }
-    }
-    return result;
-  };
-  std::vector<std::vector<int>> uUsers(N);
-  std::vector<int> uPending(N, 0);
-  for (int i = 0; i < N; ++i) {
-    if (I.nodes[i].varying) continue;
-    for (const PortBinding& b : I.nodes[i].ports) {
-      if (b.kind == Binding::kLink) {
-        uUsers[b.srcNode].push_back(i);
-        ++uPending[i];
-      } else if (b.kind == Binding::kFunctionBody) {
-        for (int w : uniformInputsOfBody(b.body)) {
-          if (w == i) return Result::Fail(errors::kIllegalState, I.nodes[i].label + " calls a function that reads it");
-          uUsers[w].push_back(i);
-          ++uPending[i];
-        }
-      }
-    }
-  }
-  std::vector<int> uOrder;
-  for (int i = 0; i < N; ++i)
-    if (!I.nodes[i].varying && uPending[i] == 0) uOrder.push_back(i);
-  for (size_t k = 0; k < uOrder.size(); ++k)
-    for (int u : uUsers[uOrder[k]])
-      if (--uPending[u] == 0) uOrder.push_back(u);
-  for (int i = 0; i < N; ++i)
-    if (!I.nodes[i].varying && uPending[i] > 0)
-      return Result::Fail(errors::kIllegalState,
-                          "uniform nodes depend on each other in a cycle through " + I.nodes[i].label);
-  auto addSteps = [](Impl::NodeInfo& n, std::vector<Step>& steps) {
-    for (size_t m = 0; m < n.group->microNodes().size(); ++m)
-      steps.push_back({n.group->microNodes()[m].impl, n.offsets[m].data()});
-  };
-  std::vector<std::vector<int>> uReads(N);
-  for (int w = 0; w < N; ++w)
-    for (int u : uUsers[w]) uReads[u].push_back(w);
-  for (int i : uOrder) {
-    Impl::UniformNode un{i, {}, uReads[i]};
-    addSteps(I.nodes[i], un.steps);
-    I.uniform.push_back(std::move(un));
-  }
-  for (int i : order) {
-    Impl::NodeInfo& n = I.nodes[i];
-    if (!n.varying) continue;
-    Impl::SubPlanInfo& s = I.subs[n.sub];
-    addSteps(n, s.steps);
-    for (size_t p = 0; p < n.ports.size(); ++p)
-      if (n.ports[p].kind == Binding::kContext) s.contextSlots.push_back(I.SlotOffset(n, static_cast<int>(p)));
-  }
-  for (size_t s = 1; s < I.subs.size(); ++s) {
-    const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
-    I.subs[s].resultStorage = rn.storage[I.subs[s].resultPort];
-  }
-  I.bodyUniformOutputs.assign(I.subs.size(), {});
-  I.subUniformReads.assign(I.subs.size(), {});
-  for (int i = 0; i < N; ++i) {  // the main plan: what its own nodes read, and a uniform output
-    const Impl::NodeInfo& n = I.nodes[i];
-    if (n.sub != 0 || !n.varying) continue;
-    for (const PortBinding& b : n.ports)
-      if (b.kind == Binding::kLink && !I.nodes[b.srcNode].varying) I.subUniformReads[0].push_back(b.srcNode);
-  }
-  // Outputs read from outside (the result, requested outputs) count as read
-  // by the main plan.
-  for (int i = 0; i < N; ++i) {
-    const Impl::NodeInfo& n = I.nodes[i];
-    if (n.varying || n.sub != 0) continue;
-    for (const PortBinding& b : n.ports)
-      if (b.external) {
-        I.subUniformReads[0].push_back(i);
-        break;
-      }
-  }
-  for (size_t s = 1; s < I.subs.size(); ++s) {
-    std::vector<int> deps = uniformInputsOfBody(static_cast<int>(s));
-    const Impl::NodeInfo& rn = I.nodes[I.subs[s].resultNode];
-    if (!rn.varying) deps.push_back(I.subs[s].resultNode);
-    std::sort(deps.begin(), deps.end());
-    deps.erase(std::unique(deps.begin(), deps.end()), deps.end());
-    I.subUniformReads[s] = deps;
-    for (int d : deps) {
-      const Impl::NodeInfo& n = I.nodes[d];
-      for (size_t p = 0; p < n.ports.size(); ++p)
-        if (!n.group->ports()[p].IsInput())
-          I.bodyUniformOutputs[s].push_back({n.storage[p], n.group->ports()[p].dataType});
-    }
-  }
+  TESSAROC_RETURN_IF_FAILED(passes::OrderByLinks(graph, order));
+  TESSAROC_RETURN_IF_FAILED(passes::ClassifyVarying(graph, order, I.varying));
+  I.layout = passes::LayoutBlock(graph);
+  I.access = passes::BuildAccessTables(graph, I.layout);
+  const std::vector<std::vector<int>> bodyReads = passes::UniformReadsOfBodies(graph, I.varying);
+  TESSAROC_RETURN_IF_FAILED(passes::OrderUniform(graph, I.varying, bodyReads, I.uniform));
+  I.subs = passes::ScheduleSubPlans(graph, order, I.varying, I.layout, I.access);
+  I.subUniformReads = passes::SubPlanReads(graph, I.varying, bodyReads);
+  I.bodyUniformOutputs = passes::BodyUniformOutputs(graph, I.layout, I.subUniformReads);
+  blockSize_ = I.layout.blockSize;
   finished_ = true;
   return Result::Ok();
 }
@@ -499,18 +304,18 @@ class PlanInstance::SubPlanFunction final : public FunctionInterface {
   SubPlanFunction(PlanInstance* owner, int body) : owner_(owner), body_(body) {}
   int body() const { return body_; }
   FunctionType GetFunctionType() const override {
-    return {owner_->plan_->impl_->subs[body_].resultType, &kShadingContextType};
+    return {owner_->plan_->impl_->graph.bodies[body_].resultType, &kShadingContextType};
   }
   Result Invoke(ValueSlot ret, ValueSlot arg) const override {
-    const Plan::Impl::SubPlanInfo& s = owner_->plan_->impl_->subs[body_];
+    const DataType* resultType = owner_->plan_->impl_->graph.bodies[body_].resultType;
     if (arg.type != &kShadingContextType || arg.value == nullptr)
       return Result::Fail(errors::kIllegalArgument, "a function body takes a shading context");
-    if (ret.type == nullptr || !ret.type->StoredLike(*s.resultType))
+    if (ret.type == nullptr || !ret.type->StoredLike(*resultType))
       return Result::Fail(errors::kIllegalArgument, "return slot of the wrong type for a function body");
     PlanInstance* runner = owner_;
     if (tlsActive != owner_) TESSAROC_RETURN_IF_FAILED(owner_->WorkerCopy(body_, runner));
     TESSAROC_RETURN_IF_FAILED(runner->RunSubPlan(body_, *static_cast<const ShadingContext*>(arg.value)));
-    s.resultType->copyAssign(ret.value, runner->block_ + s.resultStorage);
+    resultType->copyAssign(ret.value, runner->block_ + owner_->plan_->impl_->subs[body_].resultStorage);
     return Result::Ok();
   }
   Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
@@ -540,7 +345,7 @@ Result PlanInstance::WorkerCopy(int body, PlanInstance*& out) {
     // the uniform nodes, which finished before anything could call the body.
     std::unique_ptr<PlanInstance> fresh;
     TESSAROC_RETURN_IF_FAILED(Create(*plan_, fresh));
-    for (const Plan::Impl::StorageEntry& e : plan_->impl_->bodyUniformOutputs[body])
+    for (const passes::StorageEntry& e : plan_->impl_->bodyUniformOutputs[body])
       e.type->copyAssign(fresh->block_ + e.offset, block_ + e.offset);
     fresh->subFailed_ = subFailed_;
     copy = fresh.get();
@@ -553,7 +358,7 @@ Result PlanInstance::WorkerCopy(int body, PlanInstance*& out) {
 
 PlanInstance::~PlanInstance() {
   if (block_) {
-    for (const Plan::Impl::StorageEntry& e : plan_->impl_->storage) e.type->destroy(block_ + e.offset);
+    for (const passes::StorageEntry& e : plan_->impl_->layout.storage) e.type->destroy(block_ + e.offset);
     ::operator delete(block_, std::align_val_t(kBlockAlign));
   }
 }
@@ -565,15 +370,14 @@ Result PlanInstance::Allocate() {
   std::memset(block_, 0, size);
   auto* head = reinterpret_cast<ValueBlockHead*>(block_);
   head->size = size;
-  head->portCount = plan_->impl_->slotCount;
+  head->portCount = plan_->impl_->layout.slotCount();
   *reinterpret_cast<BatchRange*>(block_ + sizeof(ValueBlockHead)) = {0, 1};
-  for (size_t s = 1; s < plan_->impl_->subs.size(); ++s)
-    functions_.push_back(std::make_unique<SubPlanFunction>(this, static_cast<int>(s)));
+  for (int s = 1; s < plan_->impl_->bodyCount(); ++s) functions_.push_back(std::make_unique<SubPlanFunction>(this, s));
   return Result::Ok();
 }
 
 void PlanInstance::BindFunctions() {
-  for (const Plan::Impl::FunctionSlot& f : plan_->impl_->functionSlots)
+  for (const passes::FunctionSlot& f : plan_->impl_->layout.functionSlots)
     *reinterpret_cast<FunctionRef*>(block_ + f.storage) = functions_[f.body - 1].get();
 }
 
@@ -583,18 +387,20 @@ Result PlanInstance::Create(const Plan& plan, std::unique_ptr<PlanInstance>& out
   TESSAROC_RETURN_IF_FAILED(inst->Allocate());
   const Plan::Impl& I = *plan.impl_;
   std::byte* b = inst->block_;
-  for (const Plan::Impl::StorageEntry& e : I.storage) e.type->construct(b + e.offset);
-  for (const Plan::Impl::NodeInfo& n : I.nodes) {
-    for (size_t p = 0; p < n.ports.size(); ++p) {
+  for (const passes::StorageEntry& e : I.layout.storage) e.type->construct(b + e.offset);
+  const std::vector<passes::PlanNode>& nodes = I.graph.nodes;
+  for (int i = 0; i < static_cast<int>(nodes.size()); ++i) {
+    const passes::PlanNode& n = nodes[i];
+    for (int p = 0; p < static_cast<int>(n.ports.size()); ++p) {
       const Port& port = n.group->ports()[p];
       const PortBinding& bind = n.ports[p];
-      auto* slot = reinterpret_cast<PortSlot*>(b + I.SlotOffset(n, static_cast<int>(p)));
-      slot->value = b + n.storage[p];
+      auto* slot = reinterpret_cast<PortSlot*>(b + I.SlotOffsetOf(i, p));
+      slot->value = b + I.layout.ValueOffset(i, p);
       if (port.IsInput()) {
         switch (bind.kind) {
           case Binding::kNone: slot->portFlags = PORT_FLAGS::INPUT_WITHOUT_VALUE; break;
           case Binding::kConstant: port.dataType->copyAssign(slot->value, bind.constant.get()); break;
-          case Binding::kLink: slot->value = b + I.nodes[bind.srcNode].storage[bind.srcPort]; break;
+          case Binding::kLink: slot->value = b + I.layout.ValueOffset(bind.srcNode, bind.srcPort); break;
           case Binding::kContext: slot->value = const_cast<ShadingContext*>(&kUnboundContext); break;
           case Binding::kFunctionBody: break;  // bound below
           case Binding::kExternalFunction: *static_cast<FunctionRef*>(slot->value) = bind.function; break;
@@ -616,12 +422,12 @@ Result PlanInstance::Prepare() {
   // reaches whoever needs that value: the main plan now, a function body when
   // it is called. A failing subgraph that only an unneeded colour reads thus
   // never stops a sample.
-  failed_.assign(I.nodes.size(), Result());
-  for (const Plan::Impl::UniformNode& u : I.uniform) {
+  failed_.assign(I.graph.nodes.size(), Result());
+  for (const passes::UniformStep& u : I.uniform) {
     for (int r : u.reads)
       if (failed_[r].failed()) failed_[u.node] = failed_[r];
     if (failed_[u.node].failed()) continue;
-    failed_[u.node] = RunSteps(u.steps, block_);
+    failed_[u.node] = RunSteps(I.access.StepsOf(u.node), block_);
   }
   subFailed_.assign(I.subs.size(), Result());
   for (size_t s = 0; s < I.subs.size(); ++s)
@@ -633,7 +439,7 @@ Result PlanInstance::Prepare() {
 Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) {
   if (static_cast<size_t>(sub) < subFailed_.size() && subFailed_[sub].failed()) return subFailed_[sub];
   ActiveScope active(this);
-  const Plan::Impl::SubPlanInfo& s = plan_->impl_->subs[sub];
+  const passes::SubPlanSchedule& s = plan_->impl_->subs[sub];
   for (size_t off : s.contextSlots)
     reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);
   return RunSteps(s.steps, block_);
@@ -644,25 +450,25 @@ Result PlanInstance::Evaluate(const ShadingContext& ctx) { return RunSubPlan(0, 
 ValueSlot PlanInstance::Output() const {
   const Plan::Impl& I = *plan_->impl_;
   if (I.outNode < 0) return {};
-  const Plan::Impl::NodeInfo& n = I.nodes[I.outNode];
-  return {n.group->ports()[I.outPort].dataType, block_ + n.storage[I.outPort]};
+  return {I.graph.nodes[I.outNode].group->ports()[I.outPort].dataType,
+          block_ + I.layout.ValueOffset(I.outNode, I.outPort)};
 }
 
 ValueSlot PlanInstance::PortValue(NodeRef node, const Id& port, bool input) const {
   const Plan::Impl& I = *plan_->impl_;
-  if (node.index < 0 || node.index >= static_cast<int>(I.nodes.size())) return {};
-  const Plan::Impl::NodeInfo& n = I.nodes[node.index];
+  if (node.index < 0 || node.index >= static_cast<int>(I.graph.nodes.size())) return {};
+  const passes::PlanNode& n = I.graph.nodes[node.index];
   int p = n.group->FindPortIndex(port, input);
   if (p < 0) return {};
-  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffset(n, p));
+  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffsetOf(node.index, p));
   return {n.group->ports()[p].dataType, slot->value};
 }
 
 Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
   const Plan::Impl& I = *plan_->impl_;
-  if (node.index < 0 || node.index >= static_cast<int>(I.nodes.size()))
+  if (node.index < 0 || node.index >= static_cast<int>(I.graph.nodes.size()))
     return Result::Fail(errors::kIllegalArgument, "no such node in the plan");
-  const Plan::Impl::NodeInfo& n = I.nodes[node.index];
+  const passes::PlanNode& n = I.graph.nodes[node.index];
   int p = n.group->FindPortIndex(port, true);
   if (p < 0) return Result::Fail(errors::kIllegalArgument, "node " + n.label + " has no input " + port.str());
   const Binding kind = n.ports[p].kind;
@@ -672,8 +478,8 @@ Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
   if (value.type && !value.type->StoredLike(*type))
     return Result::Fail(errors::kIllegalArgument, "value of type " + value.type->id.str() + " for port " + port.str() +
                                                       " of type " + type->id.str());
-  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffset(n, p));
-  type->copyAssign(block_ + n.storage[p], value.value);
+  auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffsetOf(node.index, p));
+  type->copyAssign(block_ + I.layout.ValueOffset(node.index, p), value.value);
   slot->portFlags &= static_cast<uint8_t>(~PORT_FLAGS::INPUT_WITHOUT_VALUE);
   return Result::Ok();
 }
@@ -682,18 +488,19 @@ Result PlanInstance::Clone(std::unique_ptr<PlanInstance>& out) const {
   std::unique_ptr<PlanInstance> inst(new PlanInstance(*plan_));
   TESSAROC_RETURN_IF_FAILED(inst->Allocate());
   const Plan::Impl& I = *plan_->impl_;
-  const size_t slotEnd = kHeaderSize + I.slotCount * sizeof(PortSlot);
+  const size_t slotCount = I.layout.slotCount();
+  const size_t slotEnd = SlotOffset(slotCount);
   std::memcpy(inst->block_, block_, slotEnd);
-  for (const Plan::Impl::StorageEntry& e : I.storage) {
+  for (const passes::StorageEntry& e : I.layout.storage) {
     e.type->construct(inst->block_ + e.offset);
     e.type->copyAssign(inst->block_ + e.offset, block_ + e.offset);
   }
-  for (size_t s = 0; s < I.slotCount; ++s) {
-    auto* slot = reinterpret_cast<PortSlot*>(inst->block_ + kHeaderSize + s * sizeof(PortSlot));
+  for (size_t s = 0; s < slotCount; ++s) {
+    auto* slot = reinterpret_cast<PortSlot*>(inst->block_ + SlotOffset(s));
     auto* v = static_cast<std::byte*>(slot->value);
     if (v >= block_ && v < block_ + plan_->blockSize_) slot->value = inst->block_ + (v - block_);
   }
-  for (const Plan::Impl::SubPlanInfo& s : I.subs)
+  for (const passes::SubPlanSchedule& s : I.subs)
     for (size_t off : s.contextSlots)
       reinterpret_cast<PortSlot*>(inst->block_ + off)->value = const_cast<ShadingContext*>(&kUnboundContext);
   inst->failed_ = failed_;
@@ -711,11 +518,11 @@ Result RunBatch(const MicroNodeGroup& group, size_t micro, std::span<const Batch
   if (impl.kind != MicroNode::BATCH) return Result::Fail(errors::kIllegalArgument, "not a batch micro node");
   if (bindings.size() != impl.portCount)
     return Result::Fail(errors::kIllegalArgument, "a batch needs one binding per accessed port");
-  std::vector<std::byte> storage(kHeaderSize + bindings.size() * sizeof(PortSlot) + kBlockAlign);
+  std::vector<std::byte> storage(SlotOffset(bindings.size()) + kBlockAlign);
   std::byte* block = reinterpret_cast<std::byte*>(AlignUp(reinterpret_cast<uintptr_t>(storage.data()), kBlockAlign));
   std::vector<int32_t> offsets(bindings.size());
   for (size_t i = 0; i < bindings.size(); ++i) {
-    offsets[i] = static_cast<int32_t>(kHeaderSize + i * sizeof(PortSlot));
+    offsets[i] = static_cast<int32_t>(SlotOffset(i));
     auto* slot = reinterpret_cast<PortSlot*>(block + offsets[i]);
     slot->value = bindings[i].first;
     slot->stride = bindings[i].stride;

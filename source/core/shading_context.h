@@ -21,6 +21,10 @@ struct SearchPathsType {
 
 class MessageSink;  // the render's message sink (host side)
 
+// How a texture goes on past the unit square, as a context's `wrapmodeu` and
+// `wrapmodev` hold it (one byte each).
+enum WrapCode : uint8_t { kWrapExtend = 0, kWrapClamp = 1, kWrapRepeat = 2, kWrapMirror = 3 };
+
 struct ShadingContext {
   uint64_t carried0 = 0;
   int64_t carried1 = -1;
@@ -48,8 +52,8 @@ struct ShadingContext {
   uint64_t carried18 = 0;
   uint8_t uvwvalid = 1;
   uint8_t carried19 = 0;
-  uint8_t wrapmodeu = 0;
-  uint8_t wrapmodev = 0;
+  uint8_t wrapmodeu = kWrapExtend;  // a WrapCode
+  uint8_t wrapmodev = kWrapExtend;
   double carried20[2] = {0, 0};
   int64_t pixelx = 0;
   int64_t pixely = 0;

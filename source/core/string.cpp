@@ -1,6 +1,5 @@
 #include "core/string.h"
 
-#include <cctype>
 #include <new>
 
 namespace tessaroc {
@@ -57,6 +56,9 @@ size_t ByteOffset(std::string_view text, int64_t index) {
   return i;
 }
 
+unsigned char AsciiUpper(unsigned char c) { return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; }
+unsigned char AsciiLower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; }
+
 template <class F>
 String MapBytes(std::string_view text, F f) {
   if (text.empty()) return String();
@@ -103,13 +105,9 @@ String String::GetPartByCount(int64_t from, int64_t count) const {
   return GetPart(from, end);
 }
 
-String String::ToUpper() const {
-  return MapBytes(view(), [](unsigned char c) { return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; });
-}
+String String::ToUpper() const { return MapBytes(view(), AsciiUpper); }
 
-String String::ToLower() const {
-  return MapBytes(view(), [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; });
-}
+String String::ToLower() const { return MapBytes(view(), AsciiLower); }
 
 Result String::Replace(const String& search, const String& replace) {
   const String find = search;  // either may be this very handle
@@ -149,11 +147,13 @@ bool Url::CheckSuffix(std::string_view suffix) const {
   std::string_view name = GetName();
   size_t dot = name.find_last_of('.');
   if (dot == std::string_view::npos) return false;
-  std::string_view s = name.substr(dot + 1);
-  if (s.size() != suffix.size()) return false;
-  for (size_t i = 0; i < s.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(s[i])) != std::tolower(static_cast<unsigned char>(suffix[i])))
-      return false;
+  return EqualNoCase(name.substr(dot + 1), suffix);
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (AsciiLower(static_cast<unsigned char>(a[i])) != AsciiLower(static_cast<unsigned char>(b[i]))) return false;
   return true;
 }
 

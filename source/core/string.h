@@ -85,6 +85,11 @@ class String {
 
 static_assert(sizeof(String) == sizeof(void*));
 
+// Whether two texts are equal when ASCII letters are compared without case;
+// other bytes must match exactly. Port ids, enumeration values and file
+// suffixes are compared this way.
+bool EqualNoCase(std::string_view a, std::string_view b);
+
 // A resource locator: a path or file url. Shares its text like String.
 class Url {
  public:

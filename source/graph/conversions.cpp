@@ -118,8 +118,8 @@ Result ConvertLiteral(const DataType& from, const void* value, const DataType& t
         return fail("number out of range");
       *static_cast<int32_t*>(out.Emplace(&to)) = static_cast<int32_t>(v);
     } else {
-      if (v < 0 || v > std::numeric_limits<uint32_t>::max()) return fail("number out of range");
-      *static_cast<uint32_t*>(out.Emplace(&to)) = static_cast<uint32_t>(v);
+      // As a host converts: the low 32 bits, so a seed of -1 is 4294967295.
+      *static_cast<uint32_t*>(out.Emplace(&to)) = static_cast<uint32_t>(static_cast<uint64_t>(v));
     }
     return Result::Ok();
   }

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "core/registry.h"
+#include "core/string.h"
 #include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"
@@ -19,13 +20,6 @@ namespace tessaroc::graph {
 using json = nlohmann::ordered_json;
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
-}
 
 bool ValidName(const std::string& s) {
   if (s.empty()) return false;
@@ -42,12 +36,46 @@ std::string Join(const std::vector<std::string>& items) {
   return s;
 }
 
+// The edit distance of two texts, letters compared without regard to case.
+size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      const size_t above = row[j];
+      const bool same =
+          std::tolower(static_cast<unsigned char>(a[i - 1])) == std::tolower(static_cast<unsigned char>(b[j - 1]));
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (same ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// "did you mean" for an enumeration value, naming values by their last
+// dotted part: the nearest, or all of them when none is near.
+std::string DidYouMean(std::string_view text, const std::vector<std::string>& values) {
+  std::vector<std::string> names, nearest;
+  size_t best = std::string::npos;
+  for (const std::string& v : values) {
+    std::string name = v.substr(v.rfind('.') + 1);
+    const size_t d = Distance(text, name);
+    if (d < best) nearest.clear(), best = d;
+    if (d == best) nearest.push_back("\"" + name + "\"");
+    names.push_back(std::move(name));
+  }
+  if (best <= std::max<size_t>(2, text.size() / 3)) return "did you mean " + Join(nearest) + "?";
+  return "did you mean one of " + Join(names) + "?";
+}
+
 // Whether a core port belongs to the node's own machinery: private state and
 // value types nobody can write or read from outside.
 bool IsPrivateCorePort(const Port& p) {
   if (p.flags & MicroNode::FLAGS::PERMANENT) return true;
   const DataType* t = p.dataType->IsFunction() ? p.dataType->functionResult : p.dataType;
-  return host::TypeName(*t) == t->id.str();  // no short name: a node record
+  return !host::HasShortName(*t);
 }
 
 // The type a literal of no declared type has (for the pass-through node).
@@ -87,6 +115,24 @@ const DocumentPort* DocumentNode::FindPort(std::string_view id, bool output) con
     if (p.output == output && EqualNoCase(p.id, id)) return &p;
   return nullptr;
 }
+
+namespace {
+
+// Hidden ports are a node's private state: a document neither names nor links them.
+const DocumentPort* FirstVisibleOutput(const DocumentNode& node) {
+  for (const DocumentPort& p : node.ports)
+    if (p.output && !p.hidden) return &p;
+  return nullptr;
+}
+
+std::vector<std::string> VisiblePortIds(const DocumentNode& node, bool output) {
+  std::vector<std::string> ids;
+  for (const DocumentPort& p : node.ports)
+    if (p.output == output && !p.hidden) ids.push_back(p.id);
+  return ids;
+}
+
+}  // namespace
 
 Result ResolveNodeType(const std::string& name, DocumentNode& node) {
   if (name == "passthrough" || name == kPassThroughId) {
@@ -139,6 +185,9 @@ class DocumentReader {
 
   Result Fail(const std::string& path, const std::string& why) {
     return Result::Fail(errors::kIllegalArgument, origin_ + ": " + path + ": " + why);
+  }
+  void Warn(const std::string& path, const std::string& why) {
+    doc_.warnings_.push_back(origin_ + ": " + path + ": " + why);
   }
 
   Result Read(const json& top) {
@@ -239,9 +288,7 @@ class DocumentReader {
         const DocumentPort* port = node->FindPort(it.key(), false);
         if (port == nullptr) {
           if (node->FindPort(it.key(), true)) return Fail(path, "\"" + it.key() + "\" is an output, not an input");
-          std::vector<std::string> known;
-          for (const DocumentPort& p : node->ports)
-            if (!p.output && !p.hidden) known.push_back(p.id);
+          const std::vector<std::string> known = VisiblePortIds(*node, false);
           return Fail(path, "unknown port; " + node->name + " has " + (known.empty() ? "no inputs" : Join(known)));
         }
         if (port->type == &kShadingContextType && !IsLink(it.value()))
@@ -303,21 +350,14 @@ class DocumentReader {
       if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"");
       const DocumentPort* fromPort = nullptr;
       if (dot == std::string::npos) {
-        for (const DocumentPort& p : from->ports)
-          if (p.output && !p.hidden) {
-            fromPort = &p;
-            break;
-          }
+        fromPort = FirstVisibleOutput(*from);
         if (fromPort == nullptr) return Fail(path, "node \"" + fromName + "\" has no output");
       } else {
         const std::string portName = text.substr(dot + 1);
         fromPort = from->FindPort(portName, true);
         if (fromPort == nullptr || fromPort->hidden) {
-          std::vector<std::string> outs;
-          for (const DocumentPort& p : from->ports)
-            if (p.output && !p.hidden) outs.push_back(p.id);
-          return Fail(path,
-                      "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " + Join(outs));
+          return Fail(path, "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " +
+                                Join(VisiblePortIds(*from, true)));
         }
       }
       links_.push_back({path, &node, graphPortId, &port, from, fromPort});
@@ -333,17 +373,19 @@ class DocumentReader {
       return Result::Ok();
     }
     json value = v;
+    // An empty or unknown enumeration value is no mistake: the node takes
+    // the branch it has for it. An unknown one is passed on with a warning.
     if (port.description && !port.description->values.empty() && v.is_string()) {
       const std::string text = v.get<std::string>();
       const auto& values = port.description->values;
-      if (std::find(values.begin(), values.end(), text) == values.end()) {
+      if (!text.empty() && std::find(values.begin(), values.end(), text) == values.end()) {
         // Values that share a dotted prefix also go by their last part.
         auto full = std::find_if(values.begin(), values.end(), [&](const std::string& x) {
           return x.size() > text.size() && x.compare(x.size() - text.size(), text.size(), text) == 0 &&
                  x[x.size() - text.size() - 1] == '.';
         });
-        if (full == values.end()) return Fail(path, "unknown value \"" + text + "\"; valid values are " + Join(values));
-        value = *full;
+        if (full != values.end()) value = *full;
+        else Warn(path, "unknown value \"" + text + "\", passed on as it is; " + DidYouMean(text, values));
       }
     }
     std::string why;
@@ -445,16 +487,8 @@ class DocumentReader {
     const size_t dot = text.find('.');
     DocumentNode* node = Node(text.substr(0, dot));
     if (node == nullptr) return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"");
-    const DocumentPort* port = nullptr;
-    if (dot == std::string::npos) {
-      for (const DocumentPort& p : node->ports)
-        if (p.output && !p.hidden) {
-          port = &p;
-          break;
-        }
-    } else {
-      port = node->FindPort(text.substr(dot + 1), true);
-    }
+    const DocumentPort* port =
+        dot == std::string::npos ? FirstVisibleOutput(*node) : node->FindPort(text.substr(dot + 1), true);
     if (port == nullptr || port->hidden)
       return Fail(path, "node \"" + node->name + "\" has no output \"" +
                             text.substr(dot == std::string::npos ? text.size() : dot + 1) + "\"");
@@ -535,9 +569,7 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
   for (const auto& [port, value] : settings) {
     const DocumentPort* p = probe.FindPort(port, false);
     if (p == nullptr) {
-      std::vector<std::string> known;
-      for (const DocumentPort& q : probe.ports)
-        if (!q.output && !q.hidden) known.push_back(q.id);
+      const std::vector<std::string> known = VisiblePortIds(probe, false);
       return Result::Fail(errors::kIllegalArgument, "--set " + port + ": unknown port; " + node + " has " +
                                                         (known.empty() ? "no inputs" : Join(known)));
     }
@@ -546,22 +578,16 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
     inputs[p->id] = v;
   }
   doc["nodes"]["node"] = {{"node", node}, {"inputs", inputs}};
-  const DocumentPort* first = nullptr;
-  for (const DocumentPort& p : probe.ports)
-    if (p.output && !p.hidden) {
-      first = &p;
-      break;
-    }
+  const DocumentPort* first = FirstVisibleOutput(probe);
   if (first == nullptr) return Result::Fail(errors::kIllegalArgument, node + " has no output to evaluate");
   doc["output"] = {{"link", "node." + first->id}};
   Result parsed = Parse(doc.dump(), "--node " + node, out);
-  if (parsed.failed()) {
-    // Name the setting, not the document made from it.
-    std::string m(parsed.message());
-    const std::string prefix = "--node " + node + ": /nodes/node/inputs/";
-    if (m.rfind(prefix, 0) == 0) m = "--set " + m.substr(prefix.size());
-    return Result::Fail(parsed.id(), m);
-  }
+  // Name the setting, not the document made from it.
+  auto setting = [prefix = "--node " + node + ": /nodes/node/inputs/"](std::string m) {
+    return m.rfind(prefix, 0) == 0 ? "--set " + m.substr(prefix.size()) : m;
+  };
+  if (parsed.failed()) return Result::Fail(parsed.id(), setting(std::string(parsed.message())));
+  for (std::string& w : out->warnings_) w = setting(w);
   return Result::Ok();
 }
 

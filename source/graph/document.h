@@ -2,7 +2,7 @@
 // command line reads. Loading builds the graph model, checks every node, port,
 // value and link against the description resources and the core nodes, and
 // reports the first mistake as one line with the document path of the
-// offending value.
+// offending value. What is odd but not wrong is kept as warnings.
 #pragma once
 
 #include <map>
@@ -61,6 +61,9 @@ class Document {
   const DocumentPort* normalPort() const { return normalPort_; }
   // The folder the document was read from (for relative file names).
   const std::string& folder() const { return folder_; }
+  // What is odd but not wrong, one line each with the document path: an
+  // enumeration value the node does not list, passed on as it stands.
+  const std::vector<std::string>& warnings() const { return warnings_; }
 
   // Builds a one-node document for `tessaroc eval --node`: every input at
   // its default, then the settings given (port id -> JSON literal).
@@ -76,6 +79,7 @@ class Document {
   const DocumentNode* normalNode_ = nullptr;
   const DocumentPort* normalPort_ = nullptr;
   std::string folder_;
+  std::vector<std::string> warnings_;
   friend class DocumentReader;
 };
 

@@ -1,22 +1,17 @@
 #include "graph/material.h"
 
+#include <algorithm>
 #include <cctype>
 #include <map>
 
 #include "core/registry.h"
+#include "core/string.h"
 #include "graph/conversions.h"
 #include "graph/material_setup.h"
 
 namespace tessaroc::graph {
 
 namespace {
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
-}
 
 // The base id and element number of "color#3"; -1 for a plain id.
 std::pair<std::string, int64_t> SplitElement(std::string_view id) {
@@ -86,7 +81,8 @@ class Compiler {
   }
 
  private:
-  enum class Kind { kUnset, kLiteral, kContext, kLink };
+  // kSearchPaths: where the material's bakes look files up, set at Prepare.
+  enum class Kind { kUnset, kLiteral, kContext, kLink, kSearchPaths };
   struct Source {
     int inst = -1;  // -1 with a literal: a pass-through of a value
     int port = -1;
@@ -289,6 +285,7 @@ class Compiler {
         GraphPort* gp = nullptr;
         TESSAROC_RETURN_IF_FAILED(n.graphNode->inputs().FindChild(ports[i].id, gp));
         TESSAROC_RETURN_IF_FAILED(FromGraphPort(gp, b, decided));
+        if (!decided && ports[i].dataType == &kSearchPathsType) b.kind = Kind::kSearchPaths;
         continue;
       }
       // An asset: a wire inside it, then the published port that feeds it.
@@ -315,7 +312,9 @@ class Compiler {
         TESSAROC_RETURN_IF_FAILED(n.graphNode->inputs().FindChild(Id(std::string_view(gid)), gp));
         TESSAROC_RETURN_IF_FAILED(FromGraphPort(gp, b, decided));
         if (decided) continue;
-        if (pub->defaultIsContext) {
+        if (ports[i].dataType == &kSearchPathsType) {
+          b.kind = Kind::kSearchPaths;
+        } else if (pub->defaultIsContext) {
           b.kind = Kind::kContext;
         } else if (pub->hasDefault) {
           b.kind = Kind::kLiteral;
@@ -325,8 +324,10 @@ class Compiler {
         }
         continue;
       }
-      // A core port no published port names: the node's own context.
+      // A core port no published port names: the node's own context, or the
+      // material's search paths.
       if (ports[i].dataType == &kShadingContextType) b.kind = Kind::kContext;
+      if (ports[i].dataType == &kSearchPathsType) b.kind = Kind::kSearchPaths;
     }
     return Result::Ok();
   }
@@ -366,6 +367,12 @@ class Compiler {
       switch (b.kind) {
         case Kind::kUnset: break;
         case Kind::kContext: TESSAROC_RETURN_IF_FAILED(plan.BindContext(out, port.id)); break;
+        case Kind::kSearchPaths: {
+          SearchPathsType none;  // until Prepare knows the render's
+          TESSAROC_RETURN_IF_FAILED(plan.SetValue(out, port.id, ValueSlot{&kSearchPathsType, &none}));
+          m_.searchPathInputs_.emplace_back(out, port.id);
+          break;
+        }
         case Kind::kLiteral: {
           Data converted;
           Result r = ConvertLiteral(*b.literal->type(), b.literal->get(), valueType, converted);
@@ -443,6 +450,13 @@ Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& ou
 }
 
 Result Material::Prepare(const ShadingContext& priming) {
+  SearchPathsType paths;
+  if (priming.searchpaths) paths = *priming.searchpaths;
+  const Url folder(document_->folder());
+  if (!folder.IsEmpty() && std::find(paths.urls.begin(), paths.urls.end(), folder) == paths.urls.end())
+    paths.urls.push_back(folder);
+  for (const auto& [node, port] : searchPathInputs_)
+    TESSAROC_RETURN_IF_FAILED(prototype_->SetInput(node, port, ValueSlot{&kSearchPathsType, &paths}));
   TESSAROC_RETURN_IF_FAILED(prototype_->Prepare());
   TESSAROC_RETURN_IF_FAILED(prototype_->Clone(uniform_));
   prepared_ = true;

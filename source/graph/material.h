@@ -33,6 +33,8 @@ class Material {
 
   // Runs the uniform nodes once, then one evaluation at `priming`, so that
   // state nodes build at their first sample is there before threads copy it.
+  // Bakes (cache, blur) see no render context: they look files up in the
+  // search paths of `priming`, then in the document's folder.
   Result Prepare(const ShadingContext& priming = ShadingContext());
   bool prepared() const { return prepared_; }
   // Builds the first-sample state afresh at `priming`, keeping the uniform
@@ -71,6 +73,8 @@ class Material {
   std::vector<Output> outputs_;
   Output normal_;
   std::vector<Output> extra_;  // id: "NODE.PORT" as asked for
+  // The search-path inputs the document leaves to the material.
+  std::vector<std::pair<NodeRef, Id>> searchPathInputs_;
   size_t mainIndex_ = 0;
   bool prepared_ = false;
   bool primed_ = false;

@@ -113,6 +113,13 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
       EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c << ": " << r.err;
     }
   }
+  // An unknown enumeration value is no mistake: one warning, and the node's own answer (no noise).
+  Outcome odd = Tool("eval --node noise --set noisetype=turbulense");
+  EXPECT_EQ(odd.status, 0) << odd.err;
+  EXPECT_EQ(odd.err,
+            "tessaroc: warning: --set noisetype: unknown value \"turbulense\", passed on as it is; did you "
+            "mean \"turbulence\"?\n");
+  EXPECT_EQ(odd.out, "{\"result\":0.0}\n");
 }
 
 TEST(Cli, RenderWritesTheImageAndSaysWhere) {

@@ -1,5 +1,6 @@
 // The text operations of String: lengths and parts in characters of UTF-8
-// text, ASCII case mapping, appending and replacing on the handle's own text.
+// text, ASCII case mapping and comparing, appending and replacing on the
+// handle's own text.
 #include <gtest/gtest.h>
 
 #include "core/string.h"
@@ -33,12 +34,23 @@ TEST(StringOps, PartsAreClampedAndShareTheWholeText) {
   EXPECT_TRUE(s.GetPartByCount(1, -3).IsNull());
 }
 
-TEST(StringOps, CaseMappingTouchesAsciiLettersOnly) {
+TEST(StringOps, CaseMappingAndComparingTouchAsciiLettersOnly) {
   const String s("hELLo, W\xc3\xa9rld 42");
   EXPECT_EQ(s.ToUpper().view(), "HELLO, W\xc3\xa9RLD 42");
   EXPECT_EQ(s.ToLower().view(), "hello, w\xc3\xa9rld 42");
   EXPECT_EQ(s.view(), "hELLo, W\xc3\xa9rld 42");  // the original is untouched
   EXPECT_TRUE(String().ToUpper().IsNull());
+
+  struct Pair {
+    const char *a, *b;
+    bool equal;
+  };
+  const Pair pairs[] = {{"Color#3", "cOLOR#3", true},
+                        {"", "", true},
+                        {"srgb", "srgbx", false},
+                        {"[@", "{`", false},               // neighbours of the letters
+                        {"\xc3\xa9", "\xc3\x89", false}};  // e-acute and E-acute: not ASCII
+  for (const Pair& p : pairs) EXPECT_EQ(EqualNoCase(p.a, p.b), p.equal) << p.a << " vs " << p.b;
 }
 
 TEST(StringOps, AppendCopiesASharedTextFirst) {

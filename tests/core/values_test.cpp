@@ -64,7 +64,7 @@ TEST(ShadingContextDefaults, FromScratch) {
   EXPECT_EQ(c.carried26, 1);
   EXPECT_EQ(c.carried27, 1);
   EXPECT_EQ(c.uvw, Vector{});
-  EXPECT_EQ(c.wrapmodeu, 0);
+  EXPECT_EQ(c.wrapmodeu, kWrapExtend);
   EXPECT_EQ(c.imageflag, 0);
   EXPECT_EQ(c.searchpaths, nullptr);
   EXPECT_EQ(c.messagesink, nullptr);

@@ -8,7 +8,9 @@
 #include "core/registry.h"
 #include "graph/document.h"
 #include "graph/material.h"
+#include "graph/render.h"
 #include "host/host_services.h"
+#include "host/resources/values.h"
 #include "register.h"
 #include "test_nodes.h"
 
@@ -78,6 +80,12 @@ TEST_F(DocumentTest, AGoodDocumentCompilesAndEvaluates) {
   EXPECT_DOUBLE_EQ(c.g, 0.75);
   EXPECT_DOUBLE_EQ(c.b, 1.0);
   EXPECT_EQ(c.a, 1.0);  // maskalpha defaults to false: alpha untouched
+
+  // A link or output without a port takes the node's first output.
+  std::string bare = kGood;
+  bare.replace(bare.find("uv.result"), 9, "uv");
+  bare.replace(bare.find("flip.result"), 11, "flip");
+  EXPECT_EQ(Eval(bare, ctx), c);
 }
 
 struct Mistake {
@@ -101,7 +109,7 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
       {"link to a missing node", R"({"link": "uv.result"})", R"({"link": "uvw.result"})",
        "doc.json: /nodes/grade/inputs/color: link to a missing node \"uvw\""},
       {"link to a missing port", R"({"link": "uv.result"})", R"({"link": "uv.colour"})",
-       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv"},
+       "doc.json: /nodes/grade/inputs/color: link to a missing port \"colour\" of uv; its outputs are result"},
       {"type mismatch", R"("maskalpha": false)", R"("maskblend": {"link": "grade.result"})",
        "doc.json: /nodes/flip/inputs/maskblend: type mismatch: grade.result is colora, maskblend takes float"},
       {"cycle", R"({"link": "uv.result"})", R"({"link": "flip.result"})", "cycle: "},
@@ -132,20 +140,57 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
   }
 }
 
-TEST_F(DocumentTest, UnknownEnumerationValueListsTheValidOnes) {
-  const char* text = R"({"tessaroc": 1, "nodes": {
-      "place": {"node": "placement2d", "inputs": {"localmodeu": "wrap"}}},
-      "output": {"link": "place.result"}})";
-  Result r = Compile(text);
-  ASSERT_TRUE(r.failed());
-  EXPECT_NE(r.message().find("/nodes/place/inputs/localmodeu: unknown value \"wrap\"; valid values are clamp, extend, "
-                             "repeat, mirror"),
-            std::string_view::npos)
-      << r.message();
-  // A dotted value also answers to its last part.
-  const char* noise = R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": "turbulence"}}},
-      "output": {"link": "n.result"}})";
-  EXPECT_TRUE(Compile(noise).ok());
+TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
+  auto noise = [](const std::string& type) {
+    return R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": ")" + type +
+           R"("}}}, "output": {"link": "n.result"}})";
+  };
+  const ShadingContext ctx = SurfaceContext({0.31, 0.47, 0}, {0.31, 0.47, 0}, {0.31, 0.47, 0});
+  struct Case {
+    std::string type, warning;  // no warning expected when empty
+    std::string like;           // the class it evaluates as; none: 0 (no noise)
+  } cases[] = {
+      {"turbulence", "", "net.zovan.render.rendernoiseclass.turbulence"},  // by its last part
+      {"", "", ""},
+      {"turbulense", R"(unknown value "turbulense", passed on as it is; did you mean "turbulence"?)", ""},
+      {"xyzzy", R"(unknown value "xyzzy", passed on as it is; did you mean one of perlin, fbm, turbulence,)", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.type);
+    Ready r = Prepared(noise(c.type));
+    const auto& warnings = r.material->document().warnings();
+    if (c.warning.empty()) {
+      EXPECT_TRUE(warnings.empty());
+    } else {
+      ASSERT_EQ(warnings.size(), 1u);
+      EXPECT_EQ(warnings[0].rfind("doc.json: /nodes/n/inputs/noisetype: " + c.warning, 0), 0u) << warnings[0];
+    }
+    EXPECT_EQ(r.Eval<double>(ctx), c.like.empty() ? 0.0 : Eval<double>(noise(c.like), ctx));
+  }
+  // The unknown id reaches the node as it was written.
+  Ready unknown = Prepared(noise("turbulense"));
+  const DocumentNode* n = unknown.material->document().FindNode("n");
+  GraphPort* port = nullptr;
+  ASSERT_TRUE(n->graphNode->inputs().FindChild("noisetype", port).ok());
+  EXPECT_EQ(host::ValueToJson(*port->value().type(), port->value().get()), "turbulense");
+  // A setting of `eval --node` names itself.
+  std::unique_ptr<Document> doc;
+  ASSERT_TRUE(Document::ForNode("placement2d", {{"localmodeu", "wrap"}}, doc).ok());
+  ASSERT_EQ(doc->warnings().size(), 1u);
+  EXPECT_EQ(doc->warnings()[0].rfind("--set localmodeu: unknown value \"wrap\"", 0), 0u) << doc->warnings()[0];
+}
+
+TEST_F(DocumentTest, WholeNumbersForA32BitUnsignedPortKeepTheirLow32Bits) {
+  // The published seed is an Int; the noise's own is a UInt32.
+  auto noise = [](const char* seed) {
+    return std::string(R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"seed": )") + seed +
+           R"(}}}, "output": {"link": "n.result"}})";
+  };
+  const ShadingContext ctx = SurfaceContext({0.31, 0.47, 0}, {0.31, 0.47, 0}, {0.31, 0.47, 0});
+  const std::pair<const char*, const char*> same[] = {{"-1", "4294967295"}, {"4294967301", "5"}, {"-4294967291", "5"}};
+  for (const auto& [given, low] : same)
+    EXPECT_EQ(Eval<double>(noise(given), ctx), Eval<double>(noise(low), ctx)) << given;
+  EXPECT_NE(Eval<double>(noise("5"), ctx), Eval<double>(noise("6"), ctx));
 }
 
 TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
@@ -182,6 +227,18 @@ TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeC
   std::string second = text;
   second.replace(second.find(R"("link": "call.result")"), 21, R"("link": "call2.result")");
   EXPECT_EQ(Eval(second), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
+}
+
+TEST_F(DocumentTest, AFunctionCalledWhilePreparingSeesTheUniformValueItReturns) {
+  // The baked blur calls its colour at prepare time; the colour is made once,
+  // in the main plan, and must be ready before the blur bakes it.
+  const char* text = R"({"tessaroc": 1, "nodes": {
+      "sum": {"node": "test.add", "inputs": {"a": 0.25, "b": 0.5}},
+      "soft": {"node": "blur", "inputs": {"color": {"link": "sum.result"}, "mode": "baked", "resolution": 16}}},
+      "output": {"link": "soft.result"}})";
+  const ColorA c = Eval(text);
+  EXPECT_NEAR(c.r, 0.75, 1e-12);
+  EXPECT_NEAR(c.a, 1.0, 1e-12);
 }
 
 TEST_F(DocumentTest, VectorsFlowIntoColours) {
@@ -275,6 +332,83 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   EXPECT_EQ(c.r, 0.1);
   EXPECT_EQ(c.g, 1e-310);
   EXPECT_TRUE(std::signbit(c.b));
+}
+
+// A value of each type in the command line's notation, as `--set` gives it.
+// clang-format off
+const std::pair<const DataType*, const char*> kSettings[] = {
+    {&kFloat64Type, "0.25"}, {&kFloat32Type, "0.5"}, {&kBoolType, "true"}, {&kInt32Type, "3"},
+    {&kUInt32Type, "5"}, {&kInt64Type, "7"}, {&kColorAType, "0.1,0.2,0.3,0.4"}, {&kColorType, "0.1,0.2,0.3"},
+    {&kVectorType, "0.5,0.25,0.125"}, {&kVector2dType, "0.5,0.25"}, {&kVector4dType, "1,2,3,4"},
+    {&kStringType, "text"}, {&kUrlType, "no-such-file.png"}, {&kIdType, "linear"}, {&kInternedIdType, "linear"},
+    {&kTimeValueType, "0.5"}, {&kRenderModeType, "2"},
+};
+// clang-format on
+
+const char* SettingFor(const DataType& type) {
+  for (const auto& [t, text] : kSettings)
+    if (t == &type) return text;
+  return nullptr;
+}
+
+TEST_F(DocumentTest, EveryCorePortIsDescribedSettableAndReadable) {
+  // Over the whole catalogue: every port that is not the node's private state
+  // is listed, takes a value from a document and shows in an evaluation.
+  int nodes = 0;
+  for (const CoreNodeDefinition* def : CoreNodes().Entries()) {
+    const std::string id = def->id().str();
+    if (id.rfind("net.zovan.", 0) != 0) continue;  // the test nodes
+    SCOPED_TRACE(id);
+    ++nodes;
+    DocumentNode probe;
+    ASSERT_TRUE(ResolveNodeType(id, probe).ok());
+    const auto& ports = probe.group->ports();
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::vector<std::string> outputs;
+    for (const DocumentPort& p : probe.ports) {
+      const Port& core = ports[static_cast<size_t>(p.corePort)];
+      const bool record = (core.flags & MicroNode::FLAGS::PERMANENT) || !host::HasShortName(*p.type);
+      EXPECT_EQ(p.hidden, record) << p.id;
+      if (record) continue;
+      if (p.output) outputs.push_back(p.id);
+      else if (const char* text = SettingFor(*p.type)) settings.emplace_back(p.id, text);
+    }
+    if (outputs.empty()) continue;  // a pre node: it feeds its node only
+    std::unique_ptr<Document> doc;
+    Result r = Document::ForNode(id, settings, doc);
+    ASSERT_TRUE(r.ok()) << r.ToString();
+    std::unique_ptr<Material> m;
+    r = Material::Compile(std::move(doc), m);
+    ASSERT_TRUE(r.ok()) << r.ToString();
+    // The inputs hold the values set, read back the way `eval` prints them.
+    const NodeRef node = m->mainOutput().node;
+    for (const auto& [port, text] : settings) {
+      const ValueSlot slot = m->prototype().PortValue(node, Id(std::string_view(port)), true);
+      ASSERT_NE(slot.type, nullptr) << port;
+      Data got;
+      const DataType* type = slot.type;
+      if (type->IsFunction()) {
+        type = type->functionResult;
+        const FunctionRef fn = *static_cast<const FunctionRef*>(slot.value);
+        ASSERT_NE(fn, nullptr) << port;
+        ASSERT_TRUE(fn->GetConstantValue(ValueSlot{type, got.Emplace(type)})) << port;
+      } else {
+        type->copyAssign(got.Emplace(type), slot.value);
+      }
+      Data want;
+      std::string why;
+      ASSERT_TRUE(host::ValueFromJson(host::JsonFromNotation(text), *type, want, why)) << port << ": " << why;
+      EXPECT_EQ(host::ValueToJson(*type, got.get()), host::ValueToJson(*type, want.get())) << port;
+    }
+    // Every output is one that `eval` prints.
+    std::vector<std::string> shown;
+    for (const Material::Output& o : m->outputs()) {
+      shown.push_back(o.id);
+      EXPECT_NE(m->OutputValue(m->prototype(), o).value, nullptr) << o.id;
+    }
+    EXPECT_EQ(shown, outputs);
+  }
+  EXPECT_EQ(nodes, 77);
 }
 
 }  // namespace

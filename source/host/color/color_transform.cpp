@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <mutex>
 
-#include "host/imageio/image_writer.h"
+#include "core/srgb.h"
 
 namespace tessaroc::host {
 
@@ -68,7 +68,6 @@ bool BuiltInGamma(const std::string& name, double& gamma) {
   return end == number.c_str() + number.size() && std::isfinite(gamma) && gamma > 0;
 }
 
-float SrgbCurve(float v) { return v <= 0.0031308f ? v * 12.92f : 1.055f * std::pow(v, 1.0f / 2.4f) - 0.055f; }
 float Rec709Curve(float v) { return v < 0.018f ? v * 4.5f : 1.099f * std::pow(v, 0.45f) - 0.099f; }
 
 std::string Join(const std::vector<std::string>& names) {
@@ -176,16 +175,10 @@ void ColorTransform::Apply(float* pixels, size_t count, int stride) const {
   for (size_t p = 0; p < count; ++p)
     for (int c = 0; c < 3; ++c) {
       float& v = pixels[p * stride + c];
-      if (curve_ == Curve::kSrgb) v = SrgbCurve(v);
+      if (curve_ == Curve::kSrgb) v = LinearToSrgb32(v);
       else if (curve_ == Curve::kRec709) v = Rec709Curve(v);
       else if (v > 0) v = std::pow(v, inverse);
     }
-}
-
-float EncodeSrgb(float v) {
-  if (!(v > 0.0f)) return 0.0f;
-  if (v >= 1.0f) return 1.0f;
-  return SrgbCurve(v);
 }
 
 }  // namespace tessaroc::host

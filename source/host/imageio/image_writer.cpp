@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "core/srgb.h"
 #include "host/color/color_transform.h"
 #include "host/imageio/output_file.h"
 
@@ -21,8 +22,6 @@ std::string Extension(const std::string& path) {
   std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
   return ext;
 }
-
-float DecodeSrgb(float v) { return v <= 0.04045f ? v / 12.92f : std::pow((v + 0.055f) / 1.055f, 2.4f); }
 
 const char* DepthName(Depth d) {
   switch (d) {
@@ -312,6 +311,12 @@ bool WritesEightBit(const std::string& path) {
          ext == ".gif" || ext == ".heic" || ext == ".heif" || ext == ".avif";
 }
 
+float EncodeSrgb(float v) {
+  if (!(v > 0.0f)) return 0.0f;
+  if (v >= 1.0f) return 1.0f;
+  return LinearToSrgb32(v);
+}
+
 Result CheckImageWriter(const std::string& path, const WriteOptions& options) {
   auto out = OIIO::ImageOutput::create(path);
   if (!out)
@@ -378,7 +383,7 @@ Result ReadImage(const std::string& path, Image& out) {
   const bool integer = layout.format == OIIO::TypeDesc::UINT8 || layout.format == OIIO::TypeDesc::UINT16;
   if (OIIO::Strutil::iequals(space, "sRGB") || (space.empty() && integer))
     for (size_t i = 0; i < out.pixels.size(); ++i)
-      if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = DecodeSrgb(out.pixels[i]);
+      if (static_cast<int>(i % out.channels) < 3) out.pixels[i] = SrgbToLinear32(out.pixels[i]);
   return Result::Ok();
 }
 

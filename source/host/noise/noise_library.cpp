@@ -29,6 +29,25 @@ class LibraryNoiseClass final : public RenderNoiseClass {
   const NoiseClassInfo& info_;
 };
 
+// The default object class, for a class id the registry does not know: its
+// objects are no noise, and a noise node reading one gives 0.
+class NoNoise final : public RenderNoiseInterface {
+ public:
+  Result Init(uint32_t, int32_t, const DataDictionary&) override { return Result::Ok(); }
+  float Noise(float, float, float, bool, float, float, float) const override { return 0.0f; }
+  float Noise(float, float, bool, float, float, float) const override { return 0.0f; }
+};
+
+class NoNoiseClass final : public RenderNoiseClass {
+ public:
+  Result Create(RenderNoiseRef& out) const override {
+    auto* object = new (std::nothrow) NoNoise;
+    if (object == nullptr) return Result::Fail(errors::kOutOfMemory, "no memory for a noise object");
+    out = RenderNoiseRef::Adopt(object);
+    return Result::Ok();
+  }
+};
+
 // A NoiseInterface object: the seeded tables behind Voronoi.
 class VoronoiObject final : public NoiseObject {
  public:
@@ -92,6 +111,8 @@ Result InstallNoiseClasses() {
     if (existing == &classes[i]) continue;
     TESSAROC_RETURN_IF_FAILED(registry.Register(Id(std::string_view(id)), &classes[i]));
   }
+  static const NoNoiseClass fallback;
+  SetDefaultRenderNoiseClass(&fallback);
   SetHostNoiseInterface(&LibraryNoiseInterface());
   return Result::Ok();
 }

@@ -9,8 +9,9 @@
 namespace tessaroc::host {
 
 // Registers every noise class under `net.zovan.render.rendernoiseclass.<name>`
-// in declared order and installs the NoiseInterface. Safe to call more than
-// once; call it before anything renders.
+// in declared order, installs the NoiseInterface, and a default class for
+// unknown class ids whose objects give 0. Safe to call more than once; call
+// it before anything renders.
 Result InstallNoiseClasses();
 
 // The installed NoiseInterface (the same object every time).

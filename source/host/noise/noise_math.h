@@ -169,10 +169,11 @@ inline double Gradient4(const Tables& t, double x, double y, double z, double w)
 // ---- Cell noise
 
 // A random value in [0, 1) per unit cube, cross-faded between integer times.
+// Time 0 is the first of those values like any other time, so that an
+// animation starting there moves smoothly.
 inline double CellValue(const Tables& t, double x, double y, double z, double time) {
   const int64_t ix = FloorToInt(x), iy = FloorToInt(y), iz = FloorToInt(z);
   const uint32_t h = HashCell(ix, iy, iz, t.key);
-  if (time == 0.0) return ToUnit(h);
   const int64_t it = FloorToInt(time);
   const double f = Fade(time - static_cast<double>(it));
   const double a = ToUnit(Mix32(h ^ (static_cast<uint32_t>(it) * 0x27D4EB2Fu)));

@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "core/string.h"
 #include "host/resources/values.h"
 
 #ifndef TESSAROC_RESOURCE_DIR
@@ -26,13 +27,6 @@ namespace {
 bool IsInteger(const DataType& t) {
   const DataType* s = t.Storage();
   return s == &kInt64Type || s == &kInt32Type || s == &kUInt32Type;
-}
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
-  return true;
 }
 
 // Collects the first mistake of a file with its JSON path.

@@ -111,6 +111,8 @@ std::string TypeName(const DataType& type) {
   return type.id.str();
 }
 
+bool HasShortName(const DataType& type) { return TypeFromName(TypeName(type)) == &type; }
+
 std::string TypeNameList() {
   std::string s;
   for (const NamedType& n : kNames) {

@@ -14,6 +14,9 @@ namespace tessaroc::host {
 const DataType* TypeFromName(std::string_view name);
 // The name of a type, or its id when it has no short name.
 std::string TypeName(const DataType& type);
+// Whether the type has a short name: a value a document can give or read. A
+// node's private records (noise tables, baked images) have none.
+bool HasShortName(const DataType& type);
 // Every short type name, for messages.
 std::string TypeNameList();
 

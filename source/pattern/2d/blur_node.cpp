@@ -53,6 +53,16 @@ void BoxLine(const ColorA* src, ColorA* dst, int32_t R, int32_t r, double scale,
   }
 }
 
+}  // namespace
+
+int64_t KernelBlurHalfWidth(double sigma) {
+  constexpr double kBound = 2147483647.0;  // 2^31 - 1: (2 half)^2 still fits in 64 bits
+  const double half = std::ceil(2.57 * sigma);
+  return std::isnan(half) ? 0 : static_cast<int64_t>(std::clamp(half, -kBound, kBound));
+}
+
+namespace {
+
 // ---- blurpre
 
 enum PreAccess { kPreColor, kPreResolution, kPreRadius, kPreMode, kPreRenderMode, kPreSearchPaths, kPreImageData };
@@ -120,10 +130,7 @@ enum Access {
 Result KernelBlur(const FunctionInterface* fn, ShadingContext& local, double u, double v, int32_t R, double radius,
                   ColorA& out) {
   const double s = radius * R;
-  // The loop is (2 half + 1)^2 evaluations; a radius past any sensible size
-  // is held at a bound instead of overflowing the count.
-  const double halfReal = std::ceil(2.57 * s);
-  const int64_t half = std::isnan(halfReal) ? 0 : static_cast<int64_t>(std::clamp(halfReal, -1.0, 4096.0));
+  const int64_t half = KernelBlurHalfWidth(s);
   double fu = u - std::trunc(u);
   if (fu < 0) fu = fu + 1;
   double fv = v - std::trunc(v);

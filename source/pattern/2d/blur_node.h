@@ -28,6 +28,12 @@ void BoxBlurT(const ColorA* source, ColorA* target, int32_t R, int32_t r, double
 // for the second buffer fails and leaves the image as it was.
 Result ThreeBoxBlur(BakedImageData& image, double sigma);
 
+// Half the width of the "kernel" mode's window, in grid pixels, for a
+// Gaussian of `sigma` pixels: ceil(2.57 sigma), 0 for NaN. Only a window
+// whose squared distances would overflow is held at a bound; summing it would
+// never end.
+int64_t KernelBlurHalfWidth(double sigma);
+
 Result RegisterBlurNodes(CoreNodeRegistry& registry);
 
 }  // namespace tessaroc::pattern

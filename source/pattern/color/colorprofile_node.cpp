@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "core/srgb.h"
 #include "pattern/color/mask.h"
 
 namespace tessaroc::pattern {
@@ -21,7 +22,7 @@ Profile ProfileFromId(const InternedId& id) {
 
 double DecodeProfile(Profile p, double x, const ProfileParams& params) {
   switch (p) {
-    case Profile::kSrgb: return 0.04045 >= x ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
+    case Profile::kSrgb: return SrgbToLinear(x);
     case Profile::kGamma: return std::pow(x, params.gamma);
     case Profile::kRec709:
       // A product above the knee, not the inverse power of the encode: the
@@ -38,7 +39,7 @@ double DecodeProfile(Profile p, double x, const ProfileParams& params) {
 
 double EncodeProfile(Profile p, double x, const ProfileParams& params) {
   switch (p) {
-    case Profile::kSrgb: return 0.0031308 >= x ? x * 12.92 : std::pow(x, 0.4166666666666667) * 1.055 - 0.055;
+    case Profile::kSrgb: return LinearToSrgb(x);
     case Profile::kGamma: return params.gamma > 0.0 ? std::pow(x, 1.0 / params.gamma) : 0.0;
     case Profile::kRec709: return x >= 0.018 ? std::pow(x, 0.45) * 1.099 - 0.099 : x * 4.5;
     case Profile::kCineon:

@@ -26,9 +26,6 @@ struct Placement2dData {
 };
 extern const DataType kPlacement2dDataType;
 
-// Wrap codes as they stand in a context's wrapmodeu and wrapmodev.
-enum WrapCode : uint8_t { kWrapExtend = 0, kWrapClamp = 1, kWrapRepeat = 2, kWrapMirror = 3 };
-
 struct Placement2dParams {
   Vector2d offset;
   Vector2d length{1, 1};

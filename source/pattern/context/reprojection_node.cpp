@@ -124,8 +124,8 @@ ShadingContext Reproject(const ShadingContext& in, const ReprojectionSettings& s
     out.uvwdy = neighbour(in.uvwdy);
   }
   out.uvwvalid = 1;
-  out.wrapmodeu = 0;
-  out.wrapmodev = s.mirror ? 3 : (s.tile ? 2 : 0);
+  out.wrapmodeu = kWrapExtend;
+  out.wrapmodev = s.mirror ? kWrapMirror : (s.tile ? kWrapRepeat : kWrapExtend);
   return out;
 }
 

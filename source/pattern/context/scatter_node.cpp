@@ -1,7 +1,6 @@
 #include "pattern/context/scatter_node.h"
 
 #include <cmath>
-#include <limits>
 #include <new>
 
 #include "core/data_types.h"
@@ -59,11 +58,12 @@ bool Overlap(const Box& a0, const Box& b0) {
 
 Box BoxOf(const Splat& s) { return {s.minX, s.minY, s.maxX, s.maxY}; }
 
-// The box limit is written as the largest double rounded up, which is
-// infinity: it keeps every finite box as it is.
-constexpr double kBoxLimit = std::numeric_limits<double>::infinity();
-double Limit(double v) { return v < -kBoxLimit ? -kBoxLimit : (v > kBoxLimit ? kBoxLimit : v); }
+// The grid's cells per side, for arithmetic on coordinates.
+constexpr double kGrid = kScatterGrid;
 
+// The box of an item placed at (cx, cy). Its min and max are not clamped: the
+// box's limit, 1.79769313486232e+308, lies beyond the largest double and reads
+// as infinity, so an infinite corner stays infinite.
 Box PlacedBox(double cx, double cy, double angle, double sx, double sy) {
   const double s = std::sin(-angle);
   const double c = std::cos(angle);
@@ -85,7 +85,7 @@ Box PlacedBox(double cx, double cy, double angle, double sx, double sy) {
       if (x > box.maxX) box.maxX = x;
       if (y > box.maxY) box.maxY = y;
     }
-  return {Limit(box.minX), Limit(box.minY), Limit(box.maxX), Limit(box.maxY)};
+  return box;
 }
 
 struct NewSplat {
@@ -113,23 +113,25 @@ struct Builder {
   }
 };
 
-Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, ScatterSplats& splats) {
-  ShadingContext C = ports.In<ShadingContext>(kContext);
+}  // namespace
+
+Result BuildScatter(const ScatterSettings& settings, const ShadingContext& base, const ScatterItemFunctions& fn,
+                    ScatterBuckets& buckets, ScatterSplats& splats) {
+  const int64_t count = settings.count;
+  ShadingContext C = base;
   C.position = {0.0, 0.0, 0.0};
   C.geometricnormal = {0.0, 1.0, 0.0};
   C.carried11 = {0.0, 1.0, 0.0};
   C.shadingnormal = {0.0, 1.0, 0.0};
   LcgRandom rng;
-  rng.Init(static_cast<uint32_t>(ports.In<int32_t>(kSeed)));
-  const bool tile = ReadBool(ports, kTile);
+  rng.Init(static_cast<uint32_t>(settings.seed));
   try {
     splats.clear();
     splats.reserve(static_cast<size_t>(count));
     buckets.assign(kScatterGrid * kScatterGrid, ScatterCachedBucketData{});
-    for (ScatterCachedBucketData& b : buckets) b.reserve(static_cast<size_t>(tile ? 5 * count : count));
+    for (ScatterCachedBucketData& b : buckets) b.reserve(static_cast<size_t>(settings.tile ? 5 * count : count));
   } catch (const std::bad_alloc&) { return Result::Fail(errors::kOutOfMemory, "cannot reserve the scatter table"); }
 
-  const bool skipSet = ports.HasValue(kSkipProbability);
   for (int64_t n = 0; n < count; ++n) {
     const uint32_t item = static_cast<uint32_t>(n);
     const double cx = rng.Next01();
@@ -140,21 +142,21 @@ Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, Sc
     C.uvwdx = {std::fabs(old.x - oldDx.x) + cx, cy, 0.0};
     C.uvwdy = {cx, std::fabs(old.y - oldDy.y) + cy, 0.0};
 
-    if (skipSet) {
+    if (fn.skipProbability.set) {
       double p = 0.0;
-      TESSAROC_RETURN_IF_FAILED(InvokeFloat(ports.In<FunctionRef>(kSkipProbability), C, p));
+      TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.skipProbability.fn, C, p));
       const double d = rng.Next01();
       if (p > d) continue;
     }
     double rot = 0.0, rr = 0.0, ru = 0.0;
     Vector2d sc, rs;
     bool uniform = false;
-    TESSAROC_RETURN_IF_FAILED(InvokeFloat(ports.In<FunctionRef>(kRotation), C, rot));
-    TESSAROC_RETURN_IF_FAILED(InvokeFloat(ports.In<FunctionRef>(kRandomRotation), C, rr));
-    TESSAROC_RETURN_IF_FAILED(InvokeFunction(ports.In<FunctionRef>(kScale), kVector2dType, C, sc, Vector2d{}));
-    TESSAROC_RETURN_IF_FAILED(InvokeFunction(ports.In<FunctionRef>(kUniformScale), kBoolType, C, uniform, false));
-    TESSAROC_RETURN_IF_FAILED(InvokeFunction(ports.In<FunctionRef>(kRandomScale), kVector2dType, C, rs, Vector2d{}));
-    TESSAROC_RETURN_IF_FAILED(InvokeFloat(ports.In<FunctionRef>(kRandomScaleUniform), C, ru));
+    TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.rotation, C, rot));
+    TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.randomRotation, C, rr));
+    TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.scale, kVector2dType, C, sc, Vector2d{}));
+    TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.uniformScale, kBoolType, C, uniform, false));
+    TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.randomScale, kVector2dType, C, rs, Vector2d{}));
+    TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.randomScaleUniform, C, ru));
 
     double a, kx, ky, rx, ry;
     if (!uniform) {
@@ -180,9 +182,9 @@ Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, Sc
     const Box box = PlacedBox(cx, cy, angle, sx, sy);
     if (box.Valid() && !box.TouchesSquare()) continue;
 
-    Builder builder(splats, ReadBool(ports, kRemoveOverlaps));
+    Builder builder(splats, settings.removeOverlaps);
     TESSAROC_RETURN_IF_FAILED(builder.Offer(cx, cy, angle, sx, sy, item, box));
-    if (tile && box.Valid() && box.LeavesSquare()) {
+    if (settings.tile && box.Valid() && box.LeavesSquare()) {
       for (int ox = -1; ox <= 1; ++ox)
         for (int oy = -1; oy <= 1; ++oy) {
           if (ox == 0 && oy == 0) continue;
@@ -193,7 +195,7 @@ Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, Sc
     }
     for (int i = 0; i < kScatterGrid; ++i)
       for (int j = 0; j < kScatterGrid; ++j) {
-        const Box cell{i / 16.0, j / 16.0, i / 16.0 + kScatterCell, j / 16.0 + kScatterCell};
+        const Box cell{i / kGrid, j / kGrid, i / kGrid + kScatterCell, j / kGrid + kScatterCell};
         for (int k = 0; k < builder.addedCount; ++k) {
           const Box b = builder.added[k].box.OrPoint();
           if (b.minX <= cell.maxX && b.maxX >= cell.minX && b.minY <= cell.maxY && b.maxY >= cell.minY) {
@@ -211,38 +213,25 @@ Result Build(const PortAccess& ports, int64_t count, ScatterBuckets& buckets, Sc
   return Result::Ok();
 }
 
-void Kernel(Result& result, const MicroNodeImpl& impl, const PortAccess& ports) {
-  const int64_t count = static_cast<int64_t>(impl.user0);
-  if (count < 1) return;
-  const ShadingContext& local = ports.In<ShadingContext>(kContextLocal);
-  const double u = local.uvw.x, v = local.uvw.y;
-  ShadingContext& out = ports.Out<ShadingContext>(kResultContext);
-  out = local;
-
-  ScatterBuckets& buckets = ports.Out<ScatterBuckets>(kBuckets);
-  const ScatterSplats& splats = ports.Out<ScatterSplats>(kSplats);
-  if (buckets.empty()) {
-    result = Build(ports, count, buckets, ports.Out<ScatterSplats>(kSplats));
-    if (result.failed()) return;
-  }
-
-  // The lookup.
+Result LookupScatter(const ScatterBuckets& buckets, const ScatterSplats& splats, int32_t seed,
+                     const ShadingContext& base, double u, double v, const OptionalFunction& density,
+                     const OptionalFunction& shape, ScatterHit& out) {
   const double fu = u - std::floor(u);
   const double fv = v - std::floor(v);
-  const double col = std::floor(fu * 16.0);
-  const double row = std::floor(fv * 16.0);
-  const double bd = row * 16.0 + col;
+  const double col = std::floor(fu * kGrid);
+  const double row = std::floor(fv * kGrid);
+  const double bd = row * kGrid + col;
   const double size = static_cast<double>(buckets.size());
-  if (!(bd >= 0.0) || bd > size) return;
+  if (!(bd >= 0.0) || bd > size) {
+    out = {ScatterHit::kOutside, {}, 0, {}};
+    return Result::Ok();
+  }
   // fu can round up to 1 for u just below an integer; the bucket one past the
   // grid is then taken as empty.
   const size_t b = static_cast<size_t>(bd);
 
-  const int32_t seed = ports.In<int32_t>(kSeed);
-  const bool densitySet = ports.HasValue(kDensity);
-  const bool shapeSet = ports.HasValue(kShape);
-  ShadingContext D = ports.In<ShadingContext>(kContext);
-  if (b < buckets.size()) {
+  if (b < buckets.size() && !buckets[b].empty()) {
+    ShadingContext D = base;
     for (const int64_t e : buckets[b]) {
       LcgRandom rng;
       rng.Init(static_cast<uint32_t>(seed) + 123u + static_cast<uint32_t>(e) * 124u);
@@ -250,10 +239,9 @@ void Kernel(Result& result, const MicroNodeImpl& impl, const PortAccess& ports) 
       if (S.invScaleX == 0.0 || S.invScaleY == 0.0) continue;
       const Vector centre{S.centerX, S.centerY, 0.0};
       D.uvw = D.uvwdx = D.uvwdy = centre;
-      if (densitySet) {
+      if (density.set) {
         double d = 0.0;
-        result = InvokeFloat(ports.In<FunctionRef>(kDensity), D, d);
-        if (result.failed()) return;
+        TESSAROC_RETURN_IF_FAILED(InvokeFloat(density.fn, D, d));
         if (d == 0.0) continue;
         if (d < rng.Next01()) continue;
       }
@@ -267,26 +255,60 @@ void Kernel(Result& result, const MicroNodeImpl& impl, const PortAccess& ports) 
       const double pv = (((s * dx + c * dy) * S.invScaleY + S.centerY) - S.centerY) + 0.5;
       if (pu < 0.0 || pv < 0.0 || pu > 1.0 || pv > 1.0) continue;
       D.uvw = D.uvwdx = D.uvwdy = Vector{pu, pv, 0.0};
-      if (shapeSet) {
+      if (shape.set) {
         double m = 0.0;
-        result = InvokeFloat(ports.In<FunctionRef>(kShape), D, m);
-        if (result.failed()) return;
+        TESSAROC_RETURN_IF_FAILED(InvokeFloat(shape.fn, D, m));
         if (m < 0.5) continue;
       }
-      out.uvw = D.uvw;
-      out.uvwdx = D.uvwdx;
-      out.uvwdy = D.uvwdy;
-      out.uvwvalid = 1;
-      ports.Out<int64_t>(kIndex) = static_cast<int64_t>(S.item) + 1;
-      ports.Out<bool>(kMask) = true;
-      ports.Out<Vector2d>(kCenter) = {S.centerX, S.centerY};
-      return;
+      out = {ScatterHit::kHit, D.uvw, static_cast<int64_t>(S.item) + 1, {S.centerX, S.centerY}};
+      return Result::Ok();
     }
   }
-  out.uvwvalid = 0;
-  ports.Out<int64_t>(kIndex) = 0;
-  ports.Out<bool>(kMask) = false;
-  ports.Out<Vector2d>(kCenter) = {0.0, 0.0};
+  out = {ScatterHit::kMiss, {}, 0, {0.0, 0.0}};
+  return Result::Ok();
+}
+
+namespace {
+
+OptionalFunction Optional(const PortAccess& ports, int port) {
+  return {ports.HasValue(port), ports.In<FunctionRef>(port)};
+}
+
+// Reads the ports, builds the table at the first evaluation, looks the sample up.
+void Kernel(Result& result, const MicroNodeImpl& impl, const PortAccess& ports) {
+  const int64_t count = static_cast<int64_t>(impl.user0);
+  if (count < 1) return;
+  const ShadingContext& local = ports.In<ShadingContext>(kContextLocal);
+  const double u = local.uvw.x, v = local.uvw.y;
+  ShadingContext& out = ports.Out<ShadingContext>(kResultContext);
+  out = local;
+
+  const ShadingContext& base = ports.In<ShadingContext>(kContext);
+  const int32_t seed = ports.In<int32_t>(kSeed);
+  ScatterBuckets& buckets = ports.Out<ScatterBuckets>(kBuckets);
+  ScatterSplats& splats = ports.Out<ScatterSplats>(kSplats);
+  if (buckets.empty()) {
+    const ScatterSettings settings{count, seed, ReadBool(ports, kTile), ReadBool(ports, kRemoveOverlaps)};
+    const ScatterItemFunctions functions{.skipProbability = Optional(ports, kSkipProbability),
+                                         .rotation = ports.In<FunctionRef>(kRotation),
+                                         .randomRotation = ports.In<FunctionRef>(kRandomRotation),
+                                         .scale = ports.In<FunctionRef>(kScale),
+                                         .uniformScale = ports.In<FunctionRef>(kUniformScale),
+                                         .randomScale = ports.In<FunctionRef>(kRandomScale),
+                                         .randomScaleUniform = ports.In<FunctionRef>(kRandomScaleUniform)};
+    result = BuildScatter(settings, base, functions, buckets, splats);
+    if (result.failed()) return;
+  }
+
+  ScatterHit hit;
+  result = LookupScatter(buckets, splats, seed, base, u, v, Optional(ports, kDensity), Optional(ports, kShape), hit);
+  if (result.failed() || hit.kind == ScatterHit::kOutside) return;
+  const bool found = hit.kind == ScatterHit::kHit;
+  if (found) out.uvw = out.uvwdx = out.uvwdy = hit.uvw;
+  out.uvwvalid = found ? 1 : 0;
+  ports.Out<int64_t>(kIndex) = hit.index;
+  ports.Out<bool>(kMask) = found;
+  ports.Out<Vector2d>(kCenter) = hit.center;
 }
 
 using MicroNode::FLAGS::DONT_WRAP;

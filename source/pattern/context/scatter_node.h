@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "core/data_type.h"
+#include "core/data_types.h"
 #include "core/registry.h"
+#include "core/shading_context.h"
 
 namespace tessaroc::pattern {
 
@@ -32,6 +34,55 @@ using ScatterSplats = std::vector<Splat>;
 
 inline constexpr int kScatterGrid = 16;
 inline constexpr double kScatterCell = 0.0625;
+
+// A function port that may be left unset: then it is not called and no random
+// number is drawn for it. Set but holding no function, calling it fails.
+struct OptionalFunction {
+  bool set = false;
+  FunctionRef fn = nullptr;
+};
+
+struct ScatterSettings {
+  int64_t count = 0;
+  int32_t seed = 0;
+  bool tile = false;            // items leaving the square come back on the other side
+  bool removeOverlaps = false;  // an item overlapping an earlier one is left out
+};
+
+// The per-item functions of a build, called at each item's centre in this order.
+struct ScatterItemFunctions {
+  OptionalFunction skipProbability;
+  FunctionRef rotation = nullptr, randomRotation = nullptr;  // radians
+  FunctionRef scale = nullptr;                               // Vector2d
+  FunctionRef uniformScale = nullptr;                        // Bool: one random factor for both axes
+  FunctionRef randomScale = nullptr;                         // Vector2d, per axis
+  FunctionRef randomScaleUniform = nullptr;                  // when uniform
+};
+
+// Places the items over the UV square: fills `splats` and the grid of
+// `buckets`. The functions see `base` moved to each item's centre. On an error
+// the buckets exist and the items made so far stay.
+Result BuildScatter(const ScatterSettings& settings, const ShadingContext& base, const ScatterItemFunctions& functions,
+                    ScatterBuckets& buckets, ScatterSplats& splats);
+
+// What one sample finds.
+struct ScatterHit {
+  enum Kind {
+    kOutside,  // the sample's cell lies beyond the grid: the outputs stay as they are
+    kMiss,
+    kHit,
+  } kind = kMiss;
+  Vector uvw;         // for kHit, the item's own coordinates at the sample
+  int64_t index = 0;  // the item's number + 1
+  Vector2d center;
+};
+
+// The first splat of the sample's bucket, in order of creation, that covers
+// (u, v). `density` is called at the splat's centre and `shape` at the item's
+// coordinates, each in a copy of `base`.
+Result LookupScatter(const ScatterBuckets& buckets, const ScatterSplats& splats, int32_t seed,
+                     const ShadingContext& base, double u, double v, const OptionalFunction& density,
+                     const OptionalFunction& shape, ScatterHit& out);
 
 extern const DataType kScatterCachedBucketDataType;
 extern const DataType kScatterBucketsType;

@@ -14,7 +14,7 @@ namespace {
 // The coordinate inside its square pair: the last column for clamp (0.99999
 // keeps it inside), the fractional part for every other mode.
 double WrapAxis(double c, uint8_t mode) {
-  if (mode == 1) return c < 0.0 ? 0.0 : std::min(0.99999, c);
+  if (mode == kWrapClamp) return c < 0.0 ? 0.0 : std::min(0.99999, c);
   if (std::fabs(c) >= 4503599627370496.0) return c - c;
   return c - std::floor(c);
 }
@@ -22,7 +22,7 @@ double WrapAxis(double c, uint8_t mode) {
 // Clips an interval of a half-cell at the texture's border where the mode
 // does not continue the board (clamp, mirror); returns the kept width.
 double IntervalWidth(double x, uint8_t mode, double& lo, double& hi) {
-  if (mode != 1 && mode != 3) return hi - lo;
+  if (mode != kWrapClamp && mode != kWrapMirror) return hi - lo;
   if (x >= 0.5) {
     if (hi > 0.5) {
       hi = 0.5;

@@ -3,13 +3,13 @@
 #include <cmath>
 #include <cstring>
 #include <new>
-#include <source_location>
 #include <vector>
 
 #include "core/data_types.h"
 #include "core/function.h"
 #include "core/node_decl.h"
 #include "core/services.h"
+#include "core/srgb.h"
 #include "pattern/generator/crc32c.h"
 
 namespace tessaroc::pattern {
@@ -23,16 +23,11 @@ GradientSpace ClassifyGradientSpace(const Id& id) {
   return GradientSpace::kUnknown;
 }
 
-ColorA GradientLinearToSrgb(const ColorA& c) {
-  auto f = [](double x) { return 0.0031308 >= x ? x * 12.92 : std::pow(x, 0.4166666666666667) * 1.055 - 0.055; };
-  return {f(c.r), f(c.g), f(c.b), c.a};
-}
+ColorA GradientLinearToSrgb(const ColorA& c) { return {LinearToSrgb(c.r), LinearToSrgb(c.g), LinearToSrgb(c.b), c.a}; }
 
 ColorA GradientSrgbToLinear(const ColorA& c) {
-  auto f = [](double x) {
-    if (x <= 0.0) return x;
-    return 0.04045 >= x ? x * 0.07739938080495357 : std::pow((x + 0.055) * 0.9478672985781991, 2.4);
-  };
+  // Back to linear, a channel at or below zero stays as it is.
+  auto f = [](double x) { return x <= 0.0 ? x : SrgbToLinearByReciprocals(x); };
   return {f(c.r), f(c.g), f(c.b), c.a};
 }
 
@@ -54,9 +49,10 @@ uint32_t KnotPositionsCrc(std::span<const double> positions) {
 
 namespace {
 
-void ReportUnsupportedSpace(const Id& id) {
-  Logger* log = DefaultLogger();
-  if (log == nullptr) return;
+// A diagnostic for the render's messages, like the other nodes' reports; the
+// sample goes on, whether or not the sink takes it.
+void ReportUnsupportedSpace(const Id& id, MessageSink* messages) {
+  if (messages == nullptr) return;
   // Built on the stack: this can be reached per sample.
   char text[256];
   const size_t at = kUnsupportedColorSpaceText.find('@');
@@ -70,7 +66,7 @@ void ReportUnsupportedSpace(const Id& id) {
   append(kUnsupportedColorSpaceText.substr(0, at));
   append(name);
   append(kUnsupportedColorSpaceText.substr(at + 1));
-  log->Write(0, std::string_view(text, len), SourceLocation::From(std::source_location::current()), 0);
+  (void)messages->AddMessage(std::string_view(text, len));
 }
 
 // ---- gradientpre
@@ -135,7 +131,7 @@ class PortKnots final : public KnotAccessor {
       case GradientSpace::kLinear: break;
       case GradientSpace::kSrgbLookalike:
       case GradientSpace::kLinearLookalike: out = {1.0, 0.0, 1.0, 1.0}; break;
-      case GradientSpace::kUnknown: ReportUnsupportedSpace(spaceId_); break;
+      case GradientSpace::kUnknown: ReportUnsupportedSpace(spaceId_, ctx_.messagesink); break;
     }
     return Result::Ok();
   }
@@ -181,7 +177,7 @@ void GradientKernel(Result& result, const MicroNodeImpl& impl, const PortAccess&
     case GradientSpace::kSrgbLookalike:
     case GradientSpace::kLinearLookalike: break;  // left as it was
     case GradientSpace::kUnknown:
-      ReportUnsupportedSpace(spaceId);
+      ReportUnsupportedSpace(spaceId, ports.In<ShadingContext>(kContext).messagesink);
       out = c;
       break;
   }

@@ -16,7 +16,7 @@ namespace tessaroc::pattern {
 inline constexpr const char* kGradientPreId = "net.zovan.pattern.corenode.generator.gradientpre";
 inline constexpr const char* kGradientId = "net.zovan.pattern.corenode.generator.gradient";
 
-// The diagnostic written to the default logger for a colour space that is
+// The diagnostic given to the render's messages for a colour space that is
 // neither "srgb" nor "linear"; '@' stands for the id.
 inline constexpr std::string_view kUnsupportedColorSpaceText = "Stop: Unsupported color space in gradient: @";
 

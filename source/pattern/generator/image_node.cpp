@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 #include <string>
 
@@ -37,23 +36,11 @@ int AlphaNumber(const Id& id) {
   return kAlphaStraight;
 }
 
-bool IsRegularFile(const std::filesystem::path& path) {
-  std::error_code ec;
-  return std::filesystem::is_regular_file(path, ec);
-}
-
-// Whether the name is an existing file as it stands or, looked up the way the
-// texture service does, under one of the search paths.
+// Whether the name is an existing file, looked up by the texture service that
+// would load it. Without a service nothing can be loaded, so nothing is.
 bool IsExistingFile(const std::string& name, const SearchPathsType* searchPaths) {
-  const std::filesystem::path path(name);
-  if (IsRegularFile(path)) return true;
-  if (searchPaths == nullptr) return false;
-  for (const Url& dir : searchPaths->urls) {
-    if (dir.IsEmpty()) continue;
-    const std::filesystem::path base(dir.str());
-    if ((path.is_relative() && IsRegularFile(base / path)) || IsRegularFile(base / path.filename())) return true;
-  }
-  return false;
+  TextureService* service = GetTextureService();
+  return service != nullptr && service->FileExists(Url(name), searchPaths);
 }
 
 std::string Padded(int64_t frame, int width) {

@@ -44,9 +44,9 @@ Result ResolveMovieTime(const Playback& playback, double length, Url& url, TimeV
 // Replaces the last run of digits in the file name of `url` (not one at the
 // start of the name, nor the digit in the suffixes "mp4" and "b3d") with
 // `frame`, trying the widths from the number's own up to 9 digits, padded
-// with '0', until an existing file is hit. `hit` tells whether one was. A
-// relative name also counts as existing when it is found under one of the
-// search paths. With no number in the name: `found` (when given) is set false
+// with '0', until an existing file is hit. `hit` tells whether one was. The
+// texture service says which files exist, a relative name also under the
+// search paths; without a service none does. With no number in the name: `found` (when given) is set false
 // and the url stays; without `found` that is an I/O error.
 Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit,
                           const SearchPathsType* searchPaths = nullptr);

@@ -71,7 +71,7 @@ class ThreadedTexture {
   // Null when there is no image (nothing loaded, or the load failed).
   virtual const void* GetImage() const = 0;
   // uv in texture space (v up), delta the filter size in u and v, the wrap
-  // codes of the shading context (0 extend, 1 clamp, 2 repeat, 3 mirror).
+  // codes of the shading context (WrapCode; unknown codes extend).
   virtual ColorA Sample(double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV, int interpolation,
                         bool convertColors, int alpha, bool sampleAcrossTiles) const = 0;
   virtual Result GetDetails(TextureDetails& details) const = 0;
@@ -97,6 +97,9 @@ class TextureService {
   // A failure's message is meant for the user.
   virtual Result LoadTexture(const Url& url, const SearchPathsType* searchPaths, bool force32bit,
                              const LayerSet& layers, TimeValue& time, MovieTimeDelegate* delegate, TextureRef& out) = 0;
+  // Whether the url names an existing file, as it stands or under one of the
+  // search paths: the lookup LoadTexture makes.
+  virtual bool FileExists(const Url& url, const SearchPathsType* searchPaths) = 0;
   // An empty texture: a threaded texture made from it has no image.
   virtual Result AllocTexture(TextureRef& out) = 0;
   virtual Result AllocThreadedTexture(ThreadedTextureRef& out) = 0;

@@ -152,25 +152,52 @@ TEST_F(ImageFilesTest, AMissingFileShowsTheDefaultColourAndIsReportedOnce) {
   }
 }
 
-TEST_F(ImageFilesTest, AFileNextToTheDocumentIsFoundAndNothingIsReported) {
-  // The same document naming a picture in a folder beside it: not the
-  // default colour anywhere, and no message.
-  std::string text = kMissing;
-  text.replace(text.find("no-such-picture.png"), std::string("no-such-picture.png").size(), "images/test.png");
-  Scratch scratch;
-  fs::create_directories(scratch.path() / "images");
-  fs::copy_file(kRoot / "examples/images/test.png", scratch.path() / "images/test.png");
-  const fs::path doc = scratch.Write("found.json", text);
-  CountingSink sink;
-  host::Image image;
-  Result r = RenderFile(doc, 16, 2, 0.0, &sink, image);
-  ASSERT_TRUE(r.ok()) << r.ToString();
-  EXPECT_EQ(sink.calls.load(), 0);
-  int defaults = 0;
-  for (int p = 0; p < image.width * image.height; ++p)
-    defaults +=
-        image.pixels[static_cast<size_t>(p) * 4] == 0.25f && image.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
-  EXPECT_EQ(defaults, 0);
+TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
+  // A picture named relative to the document, read directly, under a cache
+  // and under a baked blur, whose bakes see no render context: found beside
+  // the document or in the render's search path, whatever the working folder.
+  const std::string image = R"("picture": {"node": "image", "inputs": {"url": "images/test.png",
+      "interpolation": "linear", "defaultcolor": [0.25, 0.5, 0.75, 1]}})";
+  const std::pair<const char*, std::string> readers[] = {
+      {"image", "{" + image + R"(}, "output": {"link": "picture.result"})"},
+      {"cache", "{" + image + R"(, "bake": {"node": "cache", "inputs": {"color": {"link": "picture.result"},
+          "width": 16, "height": 16}}}, "output": {"link": "bake.result"})"},
+      {"blur", "{" + image + R"(, "bake": {"node": "blur", "inputs": {"color": {"link": "picture.result"},
+          "mode": "baked", "resolution": 16, "radius": 0}}}, "output": {"link": "bake.result"})"},
+  };
+  enum Where { kBesideTheDocument, kInASearchPath, kBesideTheDocumentWithoutSearchPaths };
+  for (const auto& [name, nodes] : readers) {
+    for (Where where : {kBesideTheDocument, kInASearchPath, kBesideTheDocumentWithoutSearchPaths}) {
+      // A render that gives no search paths leaves sampled image nodes to its
+      // working folder; a bake still looks beside the document. (The blur
+      // also samples its input live, for the mask.)
+      if (where == kBesideTheDocumentWithoutSearchPaths && std::string(name) != "cache") continue;
+      SCOPED_TRACE(std::string(name) + " " + std::to_string(where));
+      Scratch scratch;
+      const fs::path pictures = scratch.path() / (where == kInASearchPath ? "library" : "documents");
+      fs::create_directories(pictures / "images");
+      fs::create_directories(scratch.path() / "documents");
+      fs::copy_file(kRoot / "examples/images/test.png", pictures / "images/test.png");
+      const fs::path doc = scratch.Write("documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
+      std::unique_ptr<Material> m;
+      ASSERT_TRUE(Material::FromFile(doc.string(), m).ok());
+      RenderSettings s;
+      s.width = s.height = 16;
+      s.threads = 2;
+      if (where != kBesideTheDocumentWithoutSearchPaths) s.searchPaths.urls.emplace_back(pictures.string());
+      CountingSink sink;
+      s.messages = &sink;
+      host::Image out;
+      Result r = Render(*m, s, out);
+      ASSERT_TRUE(r.ok()) << r.ToString();
+      EXPECT_EQ(sink.calls.load(), 0);
+      int defaults = 0;
+      for (int p = 0; p < out.width * out.height; ++p)
+        defaults +=
+            out.pixels[static_cast<size_t>(p) * 4] == 0.25f && out.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
+      EXPECT_EQ(defaults, 0);
+    }
+  }
 }
 
 TEST_F(ImageFilesTest, TheCommandLinePrintsTheMissingFileOnceAndSucceeds) {

@@ -158,6 +158,13 @@ TEST(NoiseRegistry, HoldsTheClassesInDeclaredOrderAndInstallingTwiceIsHarmless) 
     EXPECT_EQ(entries[i].id.view(), "net.zovan.render.rendernoiseclass." + kNames[i]);
   EXPECT_EQ(RenderNoiseClasses().id().view(), "net.zovan.render.registry.rendernoiseclasses");
   EXPECT_EQ(HostNoiseInterface(), &LibraryNoiseInterface());
+  // An id the registry does not know falls back to a class that is no noise.
+  const RenderNoiseClass* fallback = DefaultRenderNoiseClass();
+  ASSERT_NE(fallback, nullptr);
+  RenderNoiseRef none;
+  ASSERT_TRUE(fallback->Create(none).ok());
+  ASSERT_TRUE(none->Init(3, kNoiseTablePower, DataDictionary()).ok());
+  EXPECT_EQ(none->Noise(0.3f, 1.7f, 2.9f, false, 0.5f, 3.0f, 0.0f), 0.0f);
 }
 
 TEST(NoiseRegistry, EveryClassDiffersFromEveryOther) {
@@ -222,7 +229,7 @@ TEST_P(NoiseClassTest, SmallStepsInSpaceAndTimeGiveSmallChanges) {
   RenderNoiseRef n = Make(GetParam(), 3);
   const bool cellular = CellularByDesign(GetParam());
   float worst = 0.0f, worstInTime = 0.0f;
-  int jumps = 0;
+  int jumps = 0, jumpsInTime = 0;
   double moved = 0.0;
   const auto pts = Points(400, 8, 40.0);
   for (const Point& p : pts) {
@@ -230,9 +237,14 @@ TEST_P(NoiseClassTest, SmallStepsInSpaceAndTimeGiveSmallChanges) {
     const float w = n->Noise(p.x + 2e-4f, p.y - 2e-4f, p.z + 2e-4f, false, 0.0f, 3.0f, 0.0f);
     worst = std::max(worst, std::fabs(v - w));
     jumps += std::fabs(v - w) >= 0.1f;
+    // An animation's first step, from time 0, and one later on.
+    for (const auto& [t0, t1] : {std::pair{0.0f, 1e-4f}, {2.0f, 2.001f}}) {
+      const float a = n->Noise(p.x, p.y, p.z, false, t0, 3.0f, 0.0f);
+      const float b = n->Noise(p.x, p.y, p.z, false, t1, 3.0f, 0.0f);
+      worstInTime = std::max(worstInTime, std::fabs(a - b));
+      jumpsInTime += std::fabs(a - b) >= 0.05f;
+    }
     const float a = n->Noise(p.x, p.y, p.z, false, 2.0f, 3.0f, 0.0f);
-    const float b = n->Noise(p.x, p.y, p.z, false, 2.001f, 3.0f, 0.0f);
-    worstInTime = std::max(worstInTime, std::fabs(a - b));
     moved += std::fabs(a - n->Noise(p.x, p.y, p.z, false, 5.0f, 3.0f, 0.0f));
   }
   EXPECT_GT(moved / pts.size(), 0.3 * Measure(*n, pts, 3.0f, 0.0f, false, 2.0f).sd) << "time does not animate";
@@ -240,6 +252,7 @@ TEST_P(NoiseClassTest, SmallStepsInSpaceAndTimeGiveSmallChanges) {
     // Flat or ramped inside each tile: only steps across an edge jump. Cell
     // edges also sweep over fixed points as the feature points move in time.
     EXPECT_LE(jumps, 8);
+    EXPECT_LE(jumpsInTime, 8);
   } else {
     EXPECT_LT(worst, 0.1f);
     EXPECT_LT(worstInTime, 0.1f);

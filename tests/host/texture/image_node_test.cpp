@@ -39,7 +39,13 @@ class CountingSink final : public MessageSink {
 
 // ---- the frame-number search, on real files
 
-TEST(FrameNumberTest, FindsTheNarrowestExistingWidthOrKeepsTheNumbersOwn) {
+// The search asks the texture service which files exist.
+class FrameNumberTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { host::InstallTextureService(); }
+};
+
+TEST_F(FrameNumberTest, FindsTheNarrowestExistingWidthOrKeepsTheNumbersOwn) {
   TempFolder folder;
   for (const char* name : {"tex_3.png", "tex_003.png", "tex_00042.png", "shot5.mp4", "f_1234567890.png"})
     std::ofstream(folder.File(name)) << "x";
@@ -69,7 +75,7 @@ TEST(FrameNumberTest, FindsTheNarrowestExistingWidthOrKeepsTheNumbersOwn) {
   }
 }
 
-TEST(FrameNumberTest, NamesWithoutAUsableNumber) {
+TEST_F(FrameNumberTest, NamesWithoutAUsableNumber) {
   // No digits at all (the 3 of "b3d" does not count, nor those of a folder),
   // and a number at the very start of the name.
   TempFolder folder;
@@ -90,7 +96,7 @@ TEST(FrameNumberTest, NamesWithoutAUsableNumber) {
   }
 }
 
-TEST(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
+TEST_F(FrameNumberTest, RelativeNamesAreLookedUpInTheSearchPaths) {
   TempFolder folder;
   std::ofstream(folder.File("plate_0007.exr")) << "x";
   SearchPathsType paths;

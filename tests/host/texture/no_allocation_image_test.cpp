@@ -44,7 +44,7 @@ TEST(NoAllocationImage, SamplingALoadedFileAllocatesNothing) {
     ctx.uvw = {0.3, 0.6, 0};
     ctx.uvwdx = {0.32, 0.6, 0};
     ctx.uvwdy = {0.3, 0.61, 0};
-    ctx.wrapmodeu = 2;
+    ctx.wrapmodeu = kWrapRepeat;
     // The first pass loads the file and fills the caches with every tile and
     // MIP level the walk touches; the second pass repeats the walk.
     auto walk = [&] {

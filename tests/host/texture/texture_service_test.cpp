@@ -2,6 +2,7 @@
 // filter, and a minified checker that must not alias.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 
 #include <OpenImageIO/imagebufalgo.h>
 
+#include "host/texture/box_filter.h"
 #include "host/texture/texture_service.h"
 #include "test_images.h"
 
@@ -26,15 +28,13 @@ using pattern::kInterpSat;
 using tessaroc::testing::TempFolder;
 using tessaroc::testing::WriteImage;
 
-enum Wrap : uint8_t { kExtend = 0, kClamp = 1, kRepeat = 2, kMirror = 3 };
-
 class TextureServiceTest : public ::testing::Test {
  protected:
-  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false) {
+  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false, const LayerSet& layers = {}) {
     pattern::TextureService& service = OiioTextureService();
     pattern::TextureRef texture;
     TimeValue time = 0;
-    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, LayerSet{}, time, nullptr, texture);
+    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, layers, time, nullptr, texture);
     EXPECT_TRUE(r.ok()) << r.ToString();
     pattern::ThreadedTextureRef threaded;
     EXPECT_TRUE(service.AllocThreadedTexture(threaded).ok());
@@ -50,8 +50,8 @@ class TextureServiceTest : public ::testing::Test {
               "");
     return Load("ramp4.exr");
   }
-  static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kExtend,
-                   uint8_t wv = kExtend, double du = 0, double dv = 0) {
+  static ColorA At(const pattern::ThreadedTexture& t, double u, double v, int interp, uint8_t wu = kWrapExtend,
+                   uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
     return t.Sample(u, v, du, dv, wu, wv, interp, false, pattern::kAlphaStraight, false);
   }
   TempFolder folder_;
@@ -73,7 +73,7 @@ TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUpAndBilinearMixesNeighbo
   EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpBilinear).r, 0.375, 1e-6);
   EXPECT_NEAR(At(*t, 0.3125, 0.5, kInterpBilinear).r, 0.4375, 1e-6);
   // Repeat mixes the last column with the first across the edge.
-  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kRepeat).r, (1.0 + 0.25) / 2, 1e-6);
+  EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpBilinear, kWrapRepeat).r, (1.0 + 0.25) / 2, 1e-6);
 }
 
 TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
@@ -81,19 +81,50 @@ TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
   // u = 1.375: repeat lands on column 1, mirror on column 2, extend holds
   // column 3, clamp is black.
   const double u = 1.375, v = 0.5;
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kExtend).r, 1.0);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kClamp).r, 0.0);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kRepeat).r, 0.5);
-  EXPECT_EQ(At(*t, u, v, kInterpClosest, kMirror).r, 0.75);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapExtend).r, 1.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapClamp).r, 0.0);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapRepeat).r, 0.5);
+  EXPECT_EQ(At(*t, u, v, kInterpClosest, kWrapMirror).r, 0.75);
   // Negative u, and the v axis on its own.
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kRepeat).r, 1.0);
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kMirror).r, 0.25);
-  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kExtend).r, 0.25);
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kRepeat).g, 1.0);   // past the top: bottom row
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kMirror).g, 0.25);  // mirrored: top row
-  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kRepeat, kClamp).g, 0.0);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapRepeat).r, 1.0);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapMirror).r, 0.25);
+  EXPECT_EQ(At(*t, -0.125, v, kInterpClosest, kWrapExtend).r, 0.25);
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapRepeat).g, 1.0);   // past the top: bottom row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapMirror).g, 0.25);  // mirrored: top row
+  EXPECT_EQ(At(*t, 0.5, 1.125, kInterpClosest, kWrapRepeat, kWrapClamp).g, 0.0);
   // Unknown codes extend.
   EXPECT_EQ(At(*t, u, v, kInterpClosest, 7).r, 1.0);
+}
+
+TEST_F(TextureServiceTest, ClampIsTransparentOutsideImagesWithoutAlpha) {
+  // Three channels and one: as if the file had an alpha of 1, which every
+  // filter fades with the colour across the edge.
+  ASSERT_EQ(WriteImage(folder_.File("grey4.exr"), 4, 4, 1, [](int, int, int) { return 0.5f; }), "");
+  // A layer with channels after it: there is none to fill, so alpha says
+  // whether the point is on the image.
+  ASSERT_EQ(WriteImage(folder_.File("two.exr"), 4, 4, 6, [](int, int, int c) { return 0.25f * c; },
+                       OIIO::TypeDesc::FLOAT, {"a.R", "a.G", "a.B", "b.R", "b.G", "b.B"}),
+            "");
+  auto layer = Load("two.exr", false, LayerSet{{String("a")}});
+  for (int interp : {kInterpClosest, kInterpSat}) {
+    EXPECT_EQ(At(*layer, 1.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0, 0, 0})) << interp;
+    EXPECT_EQ(At(*layer, 0.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0.25, 0.5, 1})) << interp;
+  }
+  for (auto t : {Ramp4(), Load("grey4.exr")}) {
+    for (int interp : {kInterpClosest, kInterpBilinear, kInterpMip, kInterpAniso, kInterpSat, kInterpBicubic}) {
+      SCOPED_TRACE(interp);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kWrapClamp, kWrapClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.5, -0.375, interp, kWrapExtend, kWrapClamp), (ColorA{0, 0, 0, 0}));
+      EXPECT_EQ(At(*t, 0.375, 0.5, interp, kWrapClamp, kWrapClamp).a, 1.0);
+      EXPECT_EQ(At(*t, 1.375, 0.5, interp, kWrapRepeat, kWrapClamp).a, 1.0);
+    }
+    // On the edge a one-pixel filter is half inside: half the last column, half covered.
+    for (int interp : {kInterpBilinear, kInterpSat}) {
+      const ColorA edge = At(*t, 1.0, 0.5, interp, kWrapClamp, kWrapClamp);
+      EXPECT_NEAR(edge.a, 0.5, 1e-6) << interp;
+      EXPECT_NEAR(edge.b, At(*t, 0.9, 0.5, kInterpClosest).b * 0.5, 1e-6) << interp;
+    }
+  }
 }
 
 TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
@@ -111,21 +142,29 @@ TEST_F(TextureServiceTest, BicubicReproducesARampInside) {
   EXPECT_EQ(c.a, 1.0);
 }
 
-TEST_F(TextureServiceTest, SatBoxAveragesPixelsUnderEachWrapMode) {
-  auto t = Ramp4();
+TEST(BoxFilterTest, AveragesPixelsUnderEachWrapModeWithoutAnImageFile) {
+  // The 4 x 4 ramp of Ramp4 in memory: red = (column + 1) / 4, green = (row from the top + 1) / 4.
+  std::vector<float> pixels;
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) pixels.insert(pixels.end(), {(x + 1) / 4.0f, (y + 1) / 4.0f, 0.0f});
+  const texture::SummedAreaTable table = texture::SummedAreaTable::Build(pixels.data(), 4, 4, 3);
+  auto at = [&](double u, double v, uint8_t wu = kWrapExtend, uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
+    float px[3] = {-1, -1, -1};
+    texture::BoxFilter(table, u, v, du, dv, wu, wv, 3, px);
+    return std::array<double, 2>{px[0], px[1]};
+  };
   // A box over columns 0 and 1 and all rows.
-  ColorA c = At(*t, 0.25, 0.5, kInterpSat, kExtend, kExtend, 0.5, 1.0);
-  EXPECT_NEAR(c.r, 0.375, 1e-9);
-  EXPECT_NEAR(c.g, 0.625, 1e-9);
+  EXPECT_NEAR(at(0.25, 0.5, kWrapExtend, kWrapExtend, 0.5, 1.0)[0], 0.375, 1e-9);
+  EXPECT_NEAR(at(0.25, 0.5, kWrapExtend, kWrapExtend, 0.5, 1.0)[1], 0.625, 1e-9);
   // A box over the right edge: columns 2, 3 and two columns beyond.
   const double want[] = {(0.75 + 1 + 1 + 1) / 4, (0.75 + 1 + 0 + 0) / 4, (0.75 + 1 + 0.25 + 0.5) / 4,
                          (0.75 + 1 + 1 + 0.75) / 4};
   for (uint8_t wrap = 0; wrap < 4; ++wrap)
-    EXPECT_NEAR(At(*t, 1.0, 0.5, kInterpSat, wrap, kExtend, 1.0, 0.25).r, want[wrap], 1e-9) << int(wrap);
+    EXPECT_NEAR(at(1.0, 0.5, wrap, kWrapExtend, 1.0, 0.25)[0], want[wrap], 1e-9) << int(wrap);
   // Two whole periods of repeat average the whole image.
-  EXPECT_NEAR(At(*t, 3.0, 0.5, kInterpSat, kRepeat, kExtend, 2.0, 0.25).r, 0.625, 1e-9);
+  EXPECT_NEAR(at(3.0, 0.5, kWrapRepeat, kWrapExtend, 2.0, 0.25)[0], 0.625, 1e-9);
   // With no footprint the box is one pixel wide: the bilinear value.
-  EXPECT_NEAR(At(*t, 0.25, 0.5, kInterpSat).r, 0.375, 1e-9);
+  EXPECT_NEAR(at(0.25, 0.5)[0], 0.375, 1e-9);
 }
 
 // The mean and variance of the red channel over many lookups in a region,
@@ -136,7 +175,8 @@ void Stats(const pattern::ThreadedTexture& t, int interp, double footprint, doub
   double sum = 0, sum2 = 0;
   const int n = 400;
   for (int i = 0; i < n; ++i) {
-    const double r = t.Sample(pos(gen), pos(gen), footprint, footprint, kRepeat, kRepeat, interp, false, 0, false).r;
+    const double r =
+        t.Sample(pos(gen), pos(gen), footprint, footprint, kWrapRepeat, kWrapRepeat, interp, false, 0, false).r;
     sum += r;
     sum2 += r * r;
   }
@@ -170,8 +210,8 @@ TEST_F(TextureServiceTest, AnisotropicKeepsTheSharpAxisSharp) {
             "");
   auto t = Load("stripes.exr");
   const double u = (8 * 5 + 4) / 256.0;  // the middle of a white stripe
-  EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
-  EXPECT_LT(At(*t, u, 0.5, kInterpMip, kRepeat, kRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
+  EXPECT_GT(At(*t, u, 0.5, kInterpAniso, kWrapRepeat, kWrapRepeat, 1.0 / 256, 16.0 / 256).r, 0.9);
+  EXPECT_LT(At(*t, u, 0.5, kInterpMip, kWrapRepeat, kWrapRepeat, 1.0 / 256, 16.0 / 256).r, 0.8);
 }
 
 TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
@@ -188,11 +228,12 @@ TEST_F(TextureServiceTest, ThreadsSharingATextureSeeWhatOneThreadSees) {
     for (int k = 0; k < 4; ++k)
       threads.emplace_back([&, k] {
         got[k].resize(n);
-        for (int i = 0; i < n; ++i) got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+        for (int i = 0; i < n; ++i)
+          got[k][i] = At(*t, i * 0.00731, i * 0.00419, interp, kWrapRepeat, kWrapMirror, 0.02, 0.01);
       });
     for (std::thread& th : threads) th.join();
     for (int i = 0; i < n; ++i) {
-      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kRepeat, kMirror, 0.02, 0.01);
+      const ColorA one = At(*t, i * 0.00731, i * 0.00419, interp, kWrapRepeat, kWrapMirror, 0.02, 0.01);
       for (int k = 0; k < 4; ++k) ASSERT_EQ(got[k][i], one) << interp << " " << i;
     }
   }
@@ -271,14 +312,15 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
       SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
       auto t = Load(name, force32bit);
       auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
-        return t->Sample(0.5, 0.5, du, 0, kExtend, kExtend, interp, convert, alpha, false).r;
+        return t->Sample(0.5, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false).r;
       };
       EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
       EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
       // Minified to one texel, the MIP level holds the mean light too.
       EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
       // Single texels are decoded exactly.
-      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kExtend, kExtend, kInterpClosest, true, 0, false).r, decode(code), 1e-6);
+      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpClosest, true, 0, false).r, decode(code),
+                  1e-6);
       // Unconverted reads filter the codes; colours premultiplied in the file's
       // encoding are filtered as stored and decoded after.
       EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
@@ -286,18 +328,59 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
     }
 
   // A file tagged with a gamma of 2.2: the same columns, decoded by the power.
-  {
-    const std::string path = folder_.File("gamma.png");
-    auto out = OIIO::ImageOutput::create(path);
+  // The library names the gamma of a file's gamma chunk "Gamma2.2".
+  for (const char* space : {"GammaCorrected2.2", "Gamma2.2"}) {
+    SCOPED_TRACE(space);
+    const std::string name = std::string(space) + ".png";
+    auto out = OIIO::ImageOutput::create(folder_.File(name));
     ASSERT_TRUE(out);
     OIIO::ImageSpec layout(4, 2, 1, OIIO::TypeDesc::UINT8);
-    layout.attribute("oiio:ColorSpace", "GammaCorrected2.2");
+    layout.attribute("oiio:ColorSpace", space);
     const unsigned char codes[8] = {0, 0, 128, 128, 0, 0, 128, 128};
-    ASSERT_TRUE(out->open(path, layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) && out->close());
+    ASSERT_TRUE(out->open(folder_.File(name), layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) &&
+                out->close());
+    auto gamma = Load(name);
+    const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
+    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).r, powered,
+                1e-6);
   }
-  auto gamma = Load("gamma.png");
-  const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
-  EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kExtend, kExtend, kInterpBilinear, true, 0, false).r, powered, 1e-6);
+}
+
+TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
+  // 8-bit sRGB texels of colour (255, 200, 0) and alpha 128, stored straight.
+  {
+    auto out = OIIO::ImageOutput::create(folder_.File("straight.png"));
+    ASSERT_TRUE(out);
+    OIIO::ImageSpec layout(2, 2, 4, OIIO::TypeDesc::UINT8);
+    layout.attribute("oiio:UnassociatedAlpha", 1);
+    std::vector<unsigned char> codes;
+    for (int i = 0; i < 4; ++i) codes.insert(codes.end(), {255, 200, 0, 128});
+    ASSERT_TRUE(out->open(folder_.File("straight.png"), layout) &&
+                out->write_image(OIIO::TypeDesc::UINT8, codes.data()) && out->close());
+  }
+  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+  const double a = 128 / 255.0;
+  struct Case {
+    int alpha;
+    double r, g;
+  } cases[] = {
+      {pattern::kAlphaStraight, 1.0, decode(200 / 255.0)},
+      // Divided by alpha after decoding, or before it in the file's encoding.
+      {pattern::kAlphaPremultiplied, 1.0 / a, decode(200 / 255.0) / a},
+      {pattern::kAlphaPremultipliedColorSpace, decode(1.0 / a), decode(200 / 255.0 / a)},
+  };
+  for (bool force32bit : {false, true}) {
+    auto t = Load("straight.png", force32bit);
+    for (const Case& c : cases) {
+      for (int interp : {kInterpClosest, kInterpBilinear}) {
+        SCOPED_TRACE(::testing::Message() << force32bit << " alpha " << c.alpha << " interp " << interp);
+        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, interp, true, c.alpha, false);
+        EXPECT_NEAR(got.r, c.r, 1e-6);
+        EXPECT_NEAR(got.g, c.g, 1e-6);
+        EXPECT_NEAR(got.a, a, 1e-6);
+      }
+    }
+  }
 }
 
 TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTile) {
@@ -327,7 +410,7 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   ASSERT_TRUE(service.AllocThreadedTexture(t).ok());
   ASSERT_TRUE(t->Init(texture).ok());
   auto across = [&](double u, double v, int interp = kInterpClosest) {
-    return t->Sample(u, v, 0, 0, kRepeat, kRepeat, interp, false, pattern::kAlphaStraight, true);
+    return t->Sample(u, v, 0, 0, kWrapRepeat, kWrapRepeat, interp, false, pattern::kAlphaStraight, true);
   };
   EXPECT_EQ(across(0.3, 0.5).r, 0.25);
   EXPECT_EQ(across(1.5, 0.5).r, 0.5);
@@ -337,7 +420,9 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   // Held at the tile's edge whatever the wrap codes say.
   EXPECT_EQ(across(0.02, 0.5, kInterpBilinear).r, 0.25);
   // Not across tiles: the first tile, repeated by the wrap codes.
-  EXPECT_EQ(t->Sample(1.5, 0.5, 0, 0, kRepeat, kRepeat, kInterpClosest, false, pattern::kAlphaStraight, false).r, 0.25);
+  EXPECT_EQ(
+      t->Sample(1.5, 0.5, 0, 0, kWrapRepeat, kWrapRepeat, kInterpClosest, false, pattern::kAlphaStraight, false).r,
+      0.25);
   pattern::TextureDetails d;
   ASSERT_TRUE(t->GetDetails(d).ok());
   EXPECT_EQ(d.width, 4);

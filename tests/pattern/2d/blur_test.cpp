@@ -40,6 +40,16 @@ TEST(ThreeBoxTest, BoxVariancesAddUpToTheGaussian) {
   }
 }
 
+TEST(KernelWindowTest, HalfWidthIsCeilOf2Point57SigmaAtAnySize) {
+  // Wide windows are expensive but not cut: 2000 pixels reach 5140 either side.
+  const std::pair<double, int64_t> cases[] = {{0, 0},         {0.1, 1},     {1, 3},       {8, 21},
+                                              {1593.7, 4096}, {1594, 4097}, {2000, 5140}, {-3, -7}};
+  for (const auto& [sigma, half] : cases) EXPECT_EQ(KernelBlurHalfWidth(sigma), half) << sigma;
+  EXPECT_EQ(KernelBlurHalfWidth(std::nan("")), 0);
+  EXPECT_EQ(KernelBlurHalfWidth(HUGE_VAL), KernelBlurHalfWidth(1e300));  // held where distances would overflow
+  EXPECT_GT(KernelBlurHalfWidth(1e300), int64_t{1} << 30);
+}
+
 TEST(BoxBlurTest, RunningSumMatchesAWindowAverageWithExtendedEdges) {
   const int32_t R = 23;
   std::mt19937 gen(3);

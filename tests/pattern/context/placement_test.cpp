@@ -308,7 +308,7 @@ TEST(Placement3d, DisabledIsACopyAndEnabledMovesOnlyTheCoordinates) {
   // The position moves the coordinate the other way.
   ShadingContext in = busy;
   in.uvwvalid = 0;
-  in.wrapmodeu = 2;
+  in.wrapmodeu = kWrapRepeat;
   const ShadingContext out = Run3d({.position = {1, 0, 0}, .pivot = {0.5, 0.5, 0.5}}, in);
   EXPECT_EQ(out.uvw.x, 0.3 - 1.0);
   EXPECT_EQ(out.uvw.y, 0.6);

@@ -73,14 +73,14 @@ TEST(Reprojection, TileMirrorAndWrapModes) {
   c.uvw = {0.8, 0.5, 0};
   ShadingContext r = Place(c, {.mode = "circular", .tile = true, .mirror = true, .repetitions = 3.0});
   ExpectUv(r.uvw, 0.39999999999999947, 0.0);
-  EXPECT_EQ(r.wrapmodev, 3);
+  EXPECT_EQ(r.wrapmodev, kWrapMirror);
   r = Place(c, {.mode = "circular", .tile = true, .repetitions = 2.5});
-  EXPECT_EQ(r.wrapmodev, 2);
+  EXPECT_EQ(r.wrapmodev, kWrapRepeat);
   c.uvw = {0.9, 0.6, 0};
   ExpectUv(Place(c, {.mode = "circular", .tile = true, .repetitions = 2.5}).uvw, 0.06155281280883074, 0.0);
   r = Place(c, {.mode = "circular"});
-  EXPECT_EQ(r.wrapmodeu, 0);
-  EXPECT_EQ(r.wrapmodev, 0);
+  EXPECT_EQ(r.wrapmodeu, kWrapExtend);
+  EXPECT_EQ(r.wrapmodev, kWrapExtend);
   // Zero repetitions put every sample at x = 0.
   for (double u : {0.1, 0.5, 0.93}) EXPECT_EQ(At(u, 0.2, {.mode = "box", .tile = true, .repetitions = 0.0}).x, 0.0);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -135,7 +136,7 @@ TEST(ScatterBuild, RepeatableForASeedAndBuiltOnce) {
   EXPECT_EQ(a.Splats()[0].centerX, first);
 }
 
-TEST(ScatterBuild, SkippedAndZeroScaledItemsMakeNoSplat) {
+TEST(ScatterBuild, SkippedAndZeroScaledItemsMakeNoSplatAndInfiniteBoxesStay) {
   ConstantFunction<double> always(kFloat64Type, 1.0), never(kFloat64Type, 0.0);
   Scatter skipped({.skip = &always});
   skipped.At(0.5, 0.5);
@@ -152,6 +153,15 @@ TEST(ScatterBuild, SkippedAndZeroScaledItemsMakeNoSplat) {
   Scatter flat({.scale = {0.0, 0.1}});
   flat.At(0.5, 0.5);
   EXPECT_TRUE(flat.Splats().empty());
+
+  // An infinitely wide item keeps its infinite box, unclamped, and with
+  // 1/sx = 0 it never answers.
+  const double inf = std::numeric_limits<double>::infinity();
+  Scatter wide({.count = 1, .scale = {inf, 0.1}});
+  EXPECT_FALSE(wide.At(0.7750897959340364, 0.6771153681911528).mask);
+  ASSERT_EQ(wide.Splats().size(), 1u);
+  EXPECT_EQ(wide.Splats()[0].minX, -inf);
+  EXPECT_EQ(wide.Splats()[0].maxX, inf);
 }
 
 TEST(ScatterBuild, TiledCopiesAndOverlapRemoval) {
@@ -206,6 +216,11 @@ TEST(ScatterLookup, HitGivesTheItemsOwnCoordinatesAndCoordinatesWrap) {
   EXPECT_EQ(hit.context.uvwdx, hit.context.uvw);  // no footprint inside an item
   EXPECT_EQ(hit.context.uvwvalid, 1);
   EXPECT_EQ(hit.context.pixelx, 42);  // the rest of the sample's context
+  // A sample off the grid (NaN) passes its context on and leaves the rest.
+  const Hit off = s.At(std::nan(""), 0.5);
+  EXPECT_TRUE(std::isnan(off.context.uvw.x));
+  EXPECT_EQ(off.index, 1);
+  EXPECT_EQ(off.center, hit.center);
 
   const Hit miss = s.At(0.95, 0.3);
   EXPECT_FALSE(miss.mask);

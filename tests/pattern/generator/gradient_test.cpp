@@ -34,6 +34,15 @@ class CapturingLogger final : public Logger {
   std::vector<std::string> lines;
 };
 
+class CapturingSink final : public MessageSink {
+ public:
+  Result AddMessage(std::string_view text) override {
+    lines.emplace_back(text);
+    return Result::Ok();
+  }
+  std::vector<std::string> lines;
+};
+
 // A ramp in a plan of its own: the pre node's table wired to the gradient.
 class Ramp {
  public:
@@ -79,10 +88,11 @@ class Ramp {
     EXPECT_TRUE(plan_.SetFunction(main_, Id::Owned(port), fns_.back().get()).ok());
   }
 
-  Result Evaluate(double t, uint8_t uvwvalid = 1) {
+  Result Evaluate(double t, uint8_t uvwvalid = 1, MessageSink* messages = nullptr) {
     ShadingContext ctx;
     ctx.uvw = {t, 0.25, 0.0};
     ctx.uvwvalid = uvwvalid;
+    ctx.messagesink = messages;
     return inst_->Evaluate(ctx);
   }
   ColorA At(double t) {
@@ -299,15 +309,19 @@ TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
   EXPECT_DOUBLE_EQ(GradientSrgbToLinear(GradientLinearToSrgb({-0.5, 0, 0, 1})).r, -0.5 * 12.92);
 }
 
-TEST(GradientColorSpace, UnknownSpaceReportsAndStaysUnconverted) {
+TEST(GradientColorSpace, UnknownSpaceReportsToTheRenderAndStaysUnconverted) {
+  // Only the print node writes to the logger; the render's messages get this.
   CapturingLogger log;
   SetDefaultLogger(&log);
+  CapturingSink messages;
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("aces"));
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.5);
+  ASSERT_TRUE(ramp.Evaluate(0.5, 1, &messages).ok());
+  EXPECT_DOUBLE_EQ(ramp.instance().OutputAs<ColorA>().r, 0.5);
+  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.5);  // without a sink: nothing to tell
   SetDefaultLogger(nullptr);
-  ASSERT_FALSE(log.lines.empty());
-  for (const std::string& line : log.lines) EXPECT_EQ(line, "Stop: Unsupported color space in gradient: aces");
-  EXPECT_EQ(log.lines.size(), 3u);  // two knot colours and the way back
+  EXPECT_TRUE(log.lines.empty());
+  ASSERT_EQ(messages.lines.size(), 3u);  // two knot colours and the way back
+  for (const std::string& line : messages.lines) EXPECT_EQ(line, "Stop: Unsupported color space in gradient: aces");
 }
 
 TEST(GradientColorSpace, LookalikeIdGivesMagentaKnotsAndLeavesTheResult) {

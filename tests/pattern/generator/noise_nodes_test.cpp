@@ -188,6 +188,8 @@ TEST_F(NoiseNodesTest, EmptyTypeLeavesNoObjectAndBothEvaluatorsGiveZero) {
 }
 
 TEST_F(NoiseNodesTest, UnknownTypeFailsUnlessTheHostGivesADefaultClassAndAFailedInitKeepsItsObject) {
+  const RenderNoiseClass* hostDefault = DefaultRenderNoiseClass();
+  SetDefaultRenderNoiseClass(nullptr);
   Build(kNoiseId, "net.zovan.render.rendernoiseclass.nosuch");
   Result r = inst_->Prepare();
   EXPECT_TRUE(r.Is(errors::kNullPtr));
@@ -196,7 +198,7 @@ TEST_F(NoiseNodesTest, UnknownTypeFailsUnlessTheHostGivesADefaultClassAndAFailed
 
   SetDefaultRenderNoiseClass(&Recording());
   ASSERT_TRUE(inst_->Prepare().ok());
-  SetDefaultRenderNoiseClass(nullptr);
+  SetDefaultRenderNoiseClass(hostDefault);
   EXPECT_EQ(Recording().created, 1);
   EXPECT_EQ(Eval(), 0.25);
 

@@ -1,0 +1,82 @@
+#include "host/texture/oiio_texture.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "host/texture/clips_and_layers.h"
+#include "host/texture/linear_reader.h"
+#include "host/texture/texture_caches.h"
+
+namespace tessaroc::host::texture {
+
+const SummedAreaTable& OiioTexture::Sat(bool linear) const {
+  Table& table = tables_[linear ? 1 : 0];
+  std::call_once(table.once,
+                 [&] { table.sums = linear ? BuildSat(Caches().sharedCache, linearName) : BuildSat(cache, filename); });
+  return table.sums;
+}
+
+SummedAreaTable OiioTexture::BuildSat(OIIO::ImageCache* from, OIIO::ustring name) const {
+  const size_t W = static_cast<size_t>(width), H = static_cast<size_t>(height), C = static_cast<size_t>(channels);
+  std::vector<float> pixels(W * H * C);
+  if (!from->get_pixels(name, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1, firstChannel,
+                        firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
+    (void)from->geterror();
+    return SummedAreaTable{width, height, channels, {}};
+  }
+  return SummedAreaTable::Build(pixels.data(), width, height, channels);
+}
+
+Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers, const TimeValue& time,
+                std::shared_ptr<OiioTexture>& out) {
+  Systems& caches = Caches();
+  OIIO::TextureSystem* ts = force32bit ? caches.floats : caches.shared;
+  auto t = std::make_shared<OiioTexture>();
+  t->ts = ts;
+  t->cache = force32bit ? caches.floatCache : caches.sharedCache;
+  t->filename = OIIO::ustring(path);
+  t->handle = ts->get_texture_handle(t->filename);
+  const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+  if (layout && force32bit && (layout->width == 1) != (layout->height == 1)) {
+    // OpenImageIO 2.4 aborts on bilinear lookups into a one-row or one-column
+    // image held as floats; such strips are read in their own format.
+    t->ts = ts = caches.shared;
+    t->cache = caches.sharedCache;
+    t->handle = ts->get_texture_handle(t->filename);
+    layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
+  }
+  if (!layout) {
+    std::string why = ts->geterror();
+    if (why.empty()) why = "unknown format or unreadable file";
+    return Result::Fail(errors::kIo, "Cannot read image file \"" + path + "\": " + why);
+  }
+  const Clip clip = ClipOf(ts, t->handle, *layout);
+  if (clip.movie) {
+    const int64_t frame = FrameNumber(time, clip.fps);
+    t->subimage = static_cast<int>(std::clamp<int64_t>(frame, 0, clip.frames - 1));
+    layout = ts->imagespec(t->handle, nullptr, t->subimage);
+    if (!layout)
+      return Result::Fail(
+          errors::kIo, "Cannot read frame " + std::to_string(t->subimage) + " of \"" + path + "\": " + ts->geterror());
+  }
+  t->channels = std::min(layout->nchannels, 4);
+  TESSAROC_RETURN_IF_FAILED(SelectLayer(ts, *t, layers, clip, layout));
+  if (t->channels < 1) return Result::Fail(errors::kIo, "Image file \"" + path + "\" has no channels.");
+  t->coverage = (t->channels == 1 || t->channels == 3) && t->firstChannel + t->channels == layout->nchannels;
+  t->width = layout->width;
+  t->height = layout->height;
+  t->xOrigin = layout->x;
+  t->yOrigin = layout->y;
+  t->fps = clip.fps;
+  t->length = clip.length;
+  t->encoding = EncodingOf(*layout, t->gamma);
+  if (t->encoding != Encoding::kLinear) {
+    // Without its linear reading the file still works, converted after filtering.
+    t->linearHandle = OpenLinearReading(path, t->encoding, t->gamma, t->subimage, t->linearName);
+  }
+  t->hasImage = t->width > 0 && t->height > 0;
+  out = std::move(t);
+  return Result::Ok();
+}
+
+}  // namespace tessaroc::host::texture
