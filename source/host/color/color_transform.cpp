@@ -125,6 +125,18 @@ Result ColorTransform::ToColorSpace(const std::string& name, std::unique_ptr<Col
   return Result::Ok();
 }
 
+std::shared_ptr<const ColorTransform> ColorTransform::FromConfigSpace(const std::string& name) {
+  OIIO::ColorConfig* config = nullptr;
+  if (name.empty() || Config(config).failed() || config == nullptr) return nullptr;
+  const std::vector<std::string> spaces = config->getColorSpaceNames();
+  if (std::find(spaces.begin(), spaces.end(), name) == spaces.end()) return nullptr;
+  auto handle = config->createColorProcessor(name, "scene_linear");
+  if (!handle || handle->isNoOp()) return nullptr;
+  std::shared_ptr<ColorTransform> decoding(new ColorTransform(Curve::kConfig, "linear"));
+  decoding->processor_ = std::make_shared<Processor>(Processor{handle});
+  return decoding;
+}
+
 Result ColorTransform::ToDisplay(const std::string& display, const std::string& view,
                                  std::unique_ptr<ColorTransform>& out) {
   OIIO::ColorConfig* config = nullptr;

@@ -1,6 +1,7 @@
-// Colour management for what a render writes: the render's linear values
-// turned into a file's encoding, by a built-in curve or by an OpenColorIO
-// transform of the process's colour config.
+// Colour management: the render's linear values turned into a file's
+// encoding, by a built-in curve or by an OpenColorIO transform of the
+// process's colour config, and files in a colour space of the config decoded
+// to linear.
 #pragma once
 
 #include <cstddef>
@@ -29,6 +30,10 @@ class ColorTransform {
   // "Rec709", "GammaG" (any positive G, e.g. "Gamma2.2"). Names of the
   // config win over the built-in ones.
   static Result ToColorSpace(const std::string& name, std::unique_ptr<ColorTransform>& out);
+  // From a colour space of the config to the render's linear values, for
+  // files tagged with it; null when there is no config, the config has no
+  // such space, or it is the linear space itself.
+  static std::shared_ptr<const ColorTransform> FromConfigSpace(const std::string& name);
   // Through a display's view of the config, as a viewer shows the image.
   static Result ToDisplay(const std::string& display, const std::string& view, std::unique_ptr<ColorTransform>& out);
   // The sRGB encode that integer files get by default.
