@@ -188,10 +188,6 @@ TEST(ImageWriter, OptionsAFormatCannotTakeAreRefusedBeforeWriting) {
     ASSERT_TRUE(r.failed()) << c.file << " " << c.compression;
     EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
   }
-  Depth depth;
-  EXPECT_TRUE(ParseDepth("16", depth).ok());
-  EXPECT_EQ(depth, Depth::kUint16);
-  EXPECT_TRUE(ParseDepth("32", depth).failed());
 }
 
 }  // namespace
