@@ -35,13 +35,13 @@ Result ParseSize(const std::string& text, int& width, int& height) {
   auto number = [](const std::string& s, int& out) {
     if (s.empty() || s.size() > 6 || s.find_first_not_of("0123456789") != std::string::npos) return false;
     out = std::stoi(s);
-    return out >= 1;
+    return out >= 1 && out <= graph::kMaxImageSide;
   };
   const bool ok = x == std::string::npos ? number(text, width) && number(text, height)
                                          : number(text.substr(0, x), width) && number(text.substr(x + 1), height);
   if (!ok)
-    return Result::Fail(errors::kIllegalArgument,
-                        "--size: expected W or WxH with whole numbers from 1, got \"" + text + "\"");
+    return Result::Fail(errors::kIllegalArgument, "--size: expected W or WxH with whole numbers from 1 to " +
+                                                      std::to_string(graph::kMaxImageSide) + ", got \"" + text + "\"");
   return Result::Ok();
 }
 
@@ -98,8 +98,11 @@ void PrintWarnings(const graph::Document& document) {
   for (const std::string& w : document.warnings()) std::fprintf(stderr, "tessaroc: warning: %s\n", w.c_str());
 }
 
-void PrintMessages(const host::CollectingMessageSink& sink) {
-  for (const std::string& m : sink.Messages()) std::fprintf(stderr, "tessaroc: %s\n", m.c_str());
+// Prints the messages after the first `printed` ones; returns how many there are.
+size_t PrintMessages(const host::CollectingMessageSink& sink, size_t printed = 0) {
+  const std::vector<std::string> messages = sink.Messages();
+  for (size_t i = printed; i < messages.size(); ++i) std::fprintf(stderr, "tessaroc: %s\n", messages[i].c_str());
+  return messages.size();
 }
 
 }  // namespace
@@ -145,18 +148,19 @@ Result ParseBackground(const std::string& text, graph::Background& background) {
 int RunRender(const RenderOptions& o) {
   graph::RenderSettings s;
   if (Result r = ParseSize(o.size, s.width, s.height); r.failed()) return Fail(r);
-  if (Result r = host::CheckImageWriter(o.output); r.failed()) return Fail(r);
+  OutputPlan out;
+  if (Result r = PlanOutputs(o.output, o.frame, o.out, s, out); r.failed()) return Fail(r);
   if (Result r = ParseView(o.view, s.view); r.failed()) return Fail(r);
   if (Result r = ParseBackground(o.background, s.view.background); r.failed()) return Fail(r);
   s.view.lit = o.lit;
-  // Float images keep misses transparent for compositing; 8-bit ones are for
-  // looking at, so the background shows.
-  s.view.background.alpha = host::WritesEightBit(o.output) ? 1.0 : 0.0;
+  // Float images keep misses transparent for compositing; integer ones are
+  // for looking at, so the background shows.
+  s.view.background.alpha = out.opaque ? 1.0 : 0.0;
   s.threads = o.threads;
   // Bakes (cache, blur) run on the parallel loop: the same thread limit.
   if (o.threads > 0) host::InstallJobService(o.threads);
   s.fps = o.fps;
-  s.time = o.frame ? static_cast<double>(*o.frame) / o.fps : o.time;
+  s.time = o.time;
   const std::string folder = std::filesystem::path(o.graph).parent_path().string();
   s.searchPaths.urls.emplace_back(folder.empty() ? "." : folder);
   host::CollectingMessageSink sink;
@@ -164,22 +168,40 @@ int RunRender(const RenderOptions& o) {
   ProgressBar bar(!o.quiet && isatty(STDERR_FILENO));
   s.progress = [&](double share) { bar.Update(share); };
 
-  const auto start = std::chrono::steady_clock::now();
+  // One material for every frame: compiled and prepared once.
   std::unique_ptr<graph::Material> material;
-  if (Result r = graph::Material::FromFile(o.graph, material); r.failed()) return Fail(r);
+  if (Result r = graph::Material::FromFile(o.graph, material, out.extraOutputs); r.failed()) return Fail(r);
   PrintWarnings(material->document());
   host::Image image;
-  Result r = graph::Render(*material, s, image);
-  bar.Finish();
-  PrintMessages(sink);
-  if (r.failed()) return Fail(r);
-  if (Result w = host::WriteImage(o.output, image); w.failed()) return Fail(w);
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (!o.quiet) {
-    const double samples = static_cast<double>(s.width) * s.height;
-    std::printf("rendered %dx%d in %.2f s (%.2f M samples/s) -> %s\n", s.width, s.height, seconds,
-                samples / seconds / 1e6, o.output.c_str());
-  }
+  size_t printed = 0;
+  auto renderOne = [&](std::optional<int64_t> frame) {
+    if (frame) s.time = static_cast<double>(*frame) / o.fps;
+    const auto start = std::chrono::steady_clock::now();
+    Result r = graph::Render(*material, s, image);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    bar.Finish();
+    printed = PrintMessages(sink, printed);
+    if (r.failed()) return Fail(r);
+    double writeSeconds = 0;
+    std::string files;
+    if (Result w = WriteOutputs(out, frame, image, writeSeconds, files); w.failed()) return Fail(w);
+    if (!o.quiet) {
+      const std::string window = image.width == s.width && image.height == s.height
+                                     ? ""
+                                     : fmt::format(" at {},{} of {}x{}", image.x, image.y, s.width, s.height);
+      const double samples = static_cast<double>(image.width) * image.height;
+      std::printf("rendered %dx%d%s in %.2f s (%.2f M samples/s), wrote in %.2f s -> %s\n", image.width, image.height,
+                  window.c_str(), seconds, samples / seconds / 1e6, writeSeconds, files.c_str());
+      std::fflush(stdout);
+    }
+    return 0;
+  };
+  if (out.frames.empty()) return renderOne(std::nullopt);
+  for (const FrameRange& range : out.frames)
+    for (int64_t frame = range.first;; frame += range.step) {
+      if (int status = renderOne(frame); status != 0) return status;
+      if (range.last - frame < range.step) break;
+    }
   return 0;
 }
 

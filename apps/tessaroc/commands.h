@@ -10,6 +10,7 @@
 #include "core/result.h"
 #include "core/shading_context.h"
 #include "graph/preview/view.h"
+#include "output.h"
 
 namespace tessaroc::app {
 
@@ -32,6 +33,7 @@ struct RenderOptions {
   ViewOptions view;
   std::string background = "checker";
   bool lit = false;
+  OutputOptions out;
 };
 
 struct EvalOptions {

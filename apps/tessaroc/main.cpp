@@ -1,6 +1,8 @@
 // tessaroc: render and evaluate material graphs, list and describe nodes.
 #include <CLI/CLI.hpp>
 
+#include <csignal>
+
 #include "commands.h"
 #include "host/host_services.h"
 #include "register.h"
@@ -49,6 +51,7 @@ int main(int argc, char** argv) {
   r->add_flag("--lit", render.lit,
               "Show the output as the colour of a diffuse surface under a key light, shaded with the document's "
               "normal when it names one");
+  app::AddOutputOptions(*r, render.out);
 
   app::EvalOptions eval;
   CLI::App* e = app.add_subcommand("eval", "Evaluate one sample and print every output as JSON");
@@ -78,6 +81,9 @@ int main(int argc, char** argv) {
   d->add_option("node", node, "Asset id, alias or core node id")->required();
 
   CLI11_PARSE(app, argc, argv);
+  // A file size limit makes writes fail rather than end the process: the
+  // writer then reports it and keeps the previous file.
+  std::signal(SIGXFSZ, SIG_IGN);
 
   if (Result ok = host::InstallHostServices(); ok.failed()) return app::Fail(ok);
   if (Result ok = module::LoadModule(); ok.failed()) return app::Fail(ok);

@@ -45,7 +45,7 @@ class LiteralFunction final : public FunctionInterface {
 // every input a constant, a link, the context or a function body.
 class Compiler {
  public:
-  explicit Compiler(Material& m) : m_(m), doc_(*m.document_) {}
+  Compiler(Material& m, const std::vector<std::string>& extra) : m_(m), doc_(*m.document_), extra_(extra) {}
 
   Result Run() {
     for (const auto& n : doc_.nodes()) TESSAROC_RETURN_IF_FAILED(Expand(*n));
@@ -73,7 +73,9 @@ class Compiler {
     if (m_.outputs_.empty() || m_.outputs_[m_.mainIndex_].id != doc_.outputPort()->id)
       return Result::Fail(errors::kIllegalArgument, "the output " + doc_.outputNode()->name + "." +
                                                         doc_.outputPort()->id + " has no node behind it to evaluate");
-    if (doc_.normalNode()) TESSAROC_RETURN_IF_FAILED(RequestNormal());
+    if (doc_.normalNode())
+      TESSAROC_RETURN_IF_FAILED(RequestNamed(*doc_.normalNode(), doc_.normalPort()->id, "the normal", m_.normal_));
+    for (const std::string& nodePort : extra_) TESSAROC_RETURN_IF_FAILED(RequestExtra(nodePort));
     TESSAROC_RETURN_IF_FAILED(m_.plan_->Finish());
     return PlanInstance::Create(*m_.plan_, m_.prototype_);
   }
@@ -187,19 +189,40 @@ class Compiler {
     return Result::Ok();
   }
 
-  // The document's normal, read beside the main output.
-  Result RequestNormal() {
-    const DocumentNode& n = *doc_.normalNode();
-    const std::string& id = doc_.normalPort()->id;
+  // A document node's output read beside the main output: the normal, or an
+  // extra one asked for by "NODE.PORT". `where` names it in messages.
+  Result RequestNamed(const DocumentNode& n, const std::string& id, const std::string& where, Material::Output& out) {
     Source src;
     TESSAROC_RETURN_IF_FAILED(ResolveOutput(n, id, src));
     if (src.inst < 0)
-      return Result::Fail(errors::kIllegalArgument, "the normal " + n.name + "." + id + " has no node behind it");
+      return Result::Fail(errors::kIllegalArgument, where + " " + n.name + "." + id + " has no node behind it");
     NodeRef ref;
     TESSAROC_RETURN_IF_FAILED(Materialize(src.inst, 0, ref));
     const Port& port = insts_[src.inst].group->ports()[src.port];
     TESSAROC_RETURN_IF_FAILED(m_.plan_->RequestOutput(ref, port.id));
-    m_.normal_ = {id, port.dataType, ref, port.id};
+    out = {id, port.dataType, ref, port.id};
+    return Result::Ok();
+  }
+
+  Result RequestExtra(const std::string& nodePort) {
+    const size_t dot = nodePort.rfind('.');
+    const DocumentNode* n = dot == std::string::npos ? nullptr : doc_.FindNode(nodePort.substr(0, dot));
+    if (n == nullptr)
+      return Result::Fail(errors::kIllegalArgument,
+                          "output " + nodePort + ": expected NODE.PORT with a node of the document");
+    const DocumentPort* p = n->FindPort(nodePort.substr(dot + 1), true);
+    if (p == nullptr || p->hidden) {
+      std::string ports;
+      for (const DocumentPort& q : n->ports)
+        if (q.output && !q.hidden) ports += (ports.empty() ? "" : ", ") + q.id;
+      return Result::Fail(errors::kIllegalArgument, "output " + nodePort + ": " + n->name + " has no output " +
+                                                        nodePort.substr(dot + 1) +
+                                                        (ports.empty() ? "" : "; it has " + ports));
+    }
+    Material::Output out;
+    TESSAROC_RETURN_IF_FAILED(RequestNamed(*n, p->id, "the output", out));
+    out.id = nodePort;
+    m_.extra_.push_back(out);
     return Result::Ok();
   }
 
@@ -402,25 +425,28 @@ class Compiler {
 
   Material& m_;
   const Document& doc_;
+  const std::vector<std::string>& extra_;
   std::vector<Inst> insts_;
 };
 
 Material::~Material() = default;
 
-Result Material::Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out) {
+Result Material::Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out,
+                         const std::vector<std::string>& extra) {
   std::unique_ptr<Material> m(new Material());
   m->document_ = std::move(document);
   TESSAROC_RETURN_IF_FAILED(SetupMaterial(m->document_->root()));
-  Compiler compiler(*m);
+  Compiler compiler(*m, extra);
   TESSAROC_RETURN_IF_FAILED(compiler.Run());
   out = std::move(m);
   return Result::Ok();
 }
 
-Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& out) {
+Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& out,
+                          const std::vector<std::string>& extra) {
   std::unique_ptr<Document> doc;
   TESSAROC_RETURN_IF_FAILED(Document::Load(path, doc));
-  return Compile(std::move(doc), out);
+  return Compile(std::move(doc), out, extra);
 }
 
 Result Material::Prepare(const ShadingContext& priming) {
@@ -432,16 +458,31 @@ Result Material::Prepare(const ShadingContext& priming) {
   for (const auto& [node, port] : searchPathInputs_)
     TESSAROC_RETURN_IF_FAILED(prototype_->SetInput(node, port, ValueSlot{&kSearchPathsType, &paths}));
   TESSAROC_RETURN_IF_FAILED(prototype_->Prepare());
+  TESSAROC_RETURN_IF_FAILED(prototype_->Clone(uniform_));
+  prepared_ = true;
+  return Prime(priming);
+}
+
+Result Material::Prime(const ShadingContext& priming) {
+  if (!prepared_) return Result::Fail(errors::kIllegalState, "prepare the material before priming it");
+  if (primed_) TESSAROC_RETURN_IF_FAILED(uniform_->Clone(prototype_));
   // Priming builds first-sample state; an error here is the sample's own and
   // shows again when that sample is evaluated.
   (void)prototype_->Evaluate(priming);
-  prepared_ = true;
+  primedAt_ = priming;
+  primed_ = true;
   return Result::Ok();
 }
 
 Result Material::NewEvaluator(std::unique_ptr<PlanInstance>& out) const {
   if (!prepared_) return Result::Fail(errors::kIllegalState, "prepare the material before evaluating it");
   return prototype_->Clone(out);
+}
+
+const Material::Output* Material::extraOutput(std::string_view nodePort) const {
+  for (const Output& o : extra_)
+    if (o.id == nodePort) return &o;
+  return nullptr;
 }
 
 ValueSlot Material::OutputValue(const PlanInstance& instance, const Output& output) const {

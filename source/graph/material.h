@@ -23,9 +23,12 @@ class Material {
   };
 
   // Runs material setup on the document's graph, as a host would, and
-  // compiles it.
-  static Result Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out);
-  static Result FromFile(const std::string& path, std::unique_ptr<Material>& out);
+  // compiles it. `extra` names more outputs to evaluate with every sample,
+  // as "NODE.PORT" of the document (a render's extra images).
+  static Result Compile(std::unique_ptr<Document> document, std::unique_ptr<Material>& out,
+                        const std::vector<std::string>& extra = {});
+  static Result FromFile(const std::string& path, std::unique_ptr<Material>& out,
+                         const std::vector<std::string>& extra = {});
   ~Material();
 
   // Runs the uniform nodes once, then one evaluation at `priming`, so that
@@ -34,6 +37,12 @@ class Material {
   // search paths of `priming`, then in the document's folder.
   Result Prepare(const ShadingContext& priming = ShadingContext());
   bool prepared() const { return prepared_; }
+  // Builds the first-sample state afresh at `priming`, keeping the uniform
+  // results: what a new picture of the same material needs when that state
+  // depends on the sample (the frame a sequence shows at the time).
+  Result Prime(const ShadingContext& priming);
+  // The time and frame rate of the last priming.
+  const ShadingContext& primedAt() const { return primedAt_; }
 
   // A copy of the primed instance, for one thread. It must not outlive the material.
   Result NewEvaluator(std::unique_ptr<PlanInstance>& out) const;
@@ -45,6 +54,8 @@ class Material {
   // The vector the document names as its normal (lit previews shade with
   // it), evaluated with every sample; null when it names none.
   const Output* normalOutput() const { return normal_.type ? &normal_ : nullptr; }
+  // An output compiled in as `extra`, by its "NODE.PORT"; null if it was not.
+  const Output* extraOutput(std::string_view nodePort) const;
 
   const Document& document() const { return *document_; }
   const Plan& plan() const { return *plan_; }
@@ -56,13 +67,17 @@ class Material {
   std::unique_ptr<Document> document_;
   std::unique_ptr<Plan> plan_;
   std::unique_ptr<PlanInstance> prototype_;
+  std::unique_ptr<PlanInstance> uniform_;  // the block after the uniform nodes, before priming
+  ShadingContext primedAt_;
   std::vector<std::unique_ptr<FunctionInterface>> constants_;  // literals given to Function ports
   std::vector<Output> outputs_;
   Output normal_;
+  std::vector<Output> extra_;  // id: "NODE.PORT" as asked for
   // The search-path inputs the document leaves to the material.
   std::vector<std::pair<NodeRef, Id>> searchPathInputs_;
   size_t mainIndex_ = 0;
   bool prepared_ = false;
+  bool primed_ = false;
 };
 
 }  // namespace tessaroc::graph

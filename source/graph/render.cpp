@@ -4,8 +4,10 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "host/jobs/job_service.h"
+#include "host/system/memory.h"
 
 namespace tessaroc::graph {
 
@@ -66,6 +68,83 @@ bool Renderable(const DataType& type) {
          t == &kVector4dType || t == &kBoolType || t == &kInt64Type || t == &kInt32Type || t == &kFloat32Type;
 }
 
+namespace {
+
+// The channels of an extra image of this type: RGBA for four values, RGB for
+// two or three, one for a number.
+int LayerChannels(const DataType& type) {
+  const DataType* t = type.Storage();
+  if (t == &kColorAType || t == &kVector4dType) return 4;
+  if (t == &kColorType || t == &kVectorType || t == &kVector2dType) return 3;
+  return 1;
+}
+
+std::string Megabytes(double bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.0f MB", bytes / 1e6);
+  return text;
+}
+
+// The window, the layers and the checks made before the pixels are allocated.
+Result PlanImage(const Material& material, const RenderSettings& settings, Window& window,
+                 std::vector<const Material::Output*>& aovs, host::Image& out) {
+  if (settings.width < 1 || settings.height < 1)
+    return Result::Fail(errors::kIllegalArgument, "the image size must be at least 1x1");
+  if (settings.width > kMaxImageSide || settings.height > kMaxImageSide)
+    return Result::Fail(errors::kIllegalArgument, "the image size " + std::to_string(settings.width) + "x" +
+                                                      std::to_string(settings.height) + " is larger than " +
+                                                      std::to_string(kMaxImageSide) + " pixels a side");
+  window = settings.window.value_or(Window{0, 0, settings.width, settings.height});
+  if (window.x0 < 0 || window.y0 < 0 || window.x1 > settings.width || window.y1 > settings.height ||
+      window.x0 >= window.x1 || window.y0 >= window.y1)
+    return Result::Fail(errors::kIllegalArgument,
+                        "the window " + std::to_string(window.x0) + "," + std::to_string(window.y0) + "," +
+                            std::to_string(window.x1) + "," + std::to_string(window.y1) + " is not a part of the " +
+                            std::to_string(settings.width) + "x" + std::to_string(settings.height) + " image");
+  out.layers.assign(1, {"", 0, 4, true});
+  int channels = 4;
+  aovs.clear();
+  for (const RenderAov& aov : settings.aovs) {
+    const Material::Output* output = material.extraOutput(aov.output);
+    if (output == nullptr)
+      return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + ": the material was not compiled with " +
+                                                        aov.output + " as an extra output");
+    if (!Renderable(*output->type))
+      return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + ": " + aov.output + " is a " +
+                                                        output->type->id.str() + ", which has no colour");
+    for (const host::ImageLayer& layer : out.layers)
+      if (layer.name == aov.name) return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + " is named twice");
+    const DataType* t = output->type->Storage();
+    const int count = LayerChannels(*output->type);
+    out.layers.push_back({aov.name, channels, count, t == &kColorAType || t == &kColorType});
+    channels += count;
+    aovs.push_back(output);
+  }
+  out.width = window.x1 - window.x0;
+  out.height = window.y1 - window.y0;
+  out.channels = channels;
+  out.x = window.x0;
+  out.y = window.y0;
+  out.fullWidth = settings.width;
+  out.fullHeight = settings.height;
+  // Refused before allocating rather than failing in it (or swapping).
+  const double bytes = static_cast<double>(out.width) * out.height * channels * sizeof(float);
+  const size_t available = host::AvailableMemory();
+  if (available > 0 && bytes > static_cast<double>(available))
+    return Result::Fail(errors::kOutOfMemory, "the " + std::to_string(out.width) + "x" + std::to_string(out.height) +
+                                                  " image needs " + Megabytes(bytes) + " and " +
+                                                  Megabytes(static_cast<double>(available)) +
+                                                  " are available; render it in parts (a window) or smaller");
+  try {
+    out.pixels.assign(static_cast<size_t>(out.width) * out.height * channels, 0.0f);
+  } catch (const std::bad_alloc&) {
+    return Result::Fail(errors::kOutOfMemory, "no memory for the " + Megabytes(bytes) + " image");
+  }
+  return Result::Ok();
+}
+
+}  // namespace
+
 ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
   ShadingContext c = PlaneContext(x, y, s.width, s.height);
   SampleFields(x, y, s, c);
@@ -79,30 +158,29 @@ bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings&
 }
 
 Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
-  if (settings.width < 1 || settings.height < 1)
-    return Result::Fail(errors::kIllegalArgument, "the image size must be at least 1x1");
   const DataType& type = *material.mainOutput().type;
   if (!Renderable(type))
     return Result::Fail(errors::kIllegalArgument,
                         "the output " + material.mainOutput().id + " is a " + type.id.str() + ", which has no colour");
+  Window window;
+  std::vector<const Material::Output*> aovs;
+  TESSAROC_RETURN_IF_FAILED(PlanImage(material, settings, window, aovs, out));
   ViewSampler sampler;
   TESSAROC_RETURN_IF_FAILED(ViewSampler::Create(settings.view, settings.width, settings.height, sampler));
-  if (!material.prepared()) {
-    ShadingContext priming;
-    if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
-      priming = PixelContext(settings.width / 2, settings.height / 2, settings);
-    TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
-  }
+  // Primed at the centre of the whole picture whatever the window, so that
+  // the parts of a picture are rendered by the same material; primed again
+  // for a picture at another time (the next frame), as its own render would be.
+  ShadingContext priming;
+  if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
+    priming = PixelContext(settings.width / 2, settings.height / 2, settings);
+  if (!material.prepared()) TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
+  else if (material.primedAt().time != priming.time || material.primedAt().framerate != priming.framerate)
+    TESSAROC_RETURN_IF_FAILED(material.Prime(priming));
   // Lighting reads the document's normal where it names one.
   const Material::Output* normal = settings.view.lit ? material.normalOutput() : nullptr;
 
-  out.width = settings.width;
-  out.height = settings.height;
-  out.channels = 4;
-  out.pixels.assign(static_cast<size_t>(settings.width) * settings.height * 4, 0.0f);
-
-  const int tilesX = (settings.width + kTile - 1) / kTile;
-  const int tilesY = (settings.height + kTile - 1) / kTile;
+  const int tilesX = (out.width + kTile - 1) / kTile;
+  const int tilesY = (out.height + kTile - 1) / kTile;
   const int tiles = tilesX * tilesY;
   std::atomic<int> next{0};
   std::atomic<int> done{0};
@@ -114,19 +192,20 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   // Each worker takes the next tile until none is left, with an evaluator of
   // its own. Every pixel depends on its context alone, so which worker renders
   // a tile never changes the picture.
-  auto renderTile = [&](PlanInstance& ev, int tile) {
-    const int x0 = (tile % tilesX) * kTile, y0 = (tile / tilesX) * kTile;
-    const int x1 = std::min(x0 + kTile, settings.width), y1 = std::min(y0 + kTile, settings.height);
+  // `values` holds the AOVs' values in the evaluator, found once per worker.
+  auto renderTile = [&](PlanInstance& ev, const std::vector<const void*>& values, int tile) {
+    const int x0 = window.x0 + (tile % tilesX) * kTile, y0 = window.y0 + (tile / tilesX) * kTile;
+    const int x1 = std::min(x0 + kTile, window.x1), y1 = std::min(y0 + kTile, window.y1);
     const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
     ShadingContext ctx;
     double c[4];
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
-        float* px = &out.pixels[(static_cast<size_t>(y) * settings.width + x) * 4];
+        float* px = &out.pixels[(static_cast<size_t>(y - window.y0) * out.width + (x - window.x0)) * out.channels];
         if (!ViewContext(sampler, x, y, settings, ctx)) {
           sampler.BackgroundPixel(x, y, c);
           for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
-          continue;
+          continue;  // the AOVs stay 0
         }
         Result r = ev.Evaluate(ctx);
         if (r.failed()) {
@@ -140,6 +219,11 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
         ToColor(type, ev.Output().value, c);
         if (settings.view.lit) sampler.Light(ctx, normalValue, c);
         for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+        for (size_t a = 0; a < aovs.size(); ++a) {
+          const host::ImageLayer& layer = out.layers[a + 1];
+          ToColor(*aovs[a]->type, values[a], c);
+          for (int i = 0; i < layer.count; ++i) px[layer.first + i] = static_cast<float>(c[i]);
+        }
       }
     // Counted under the lock so that progress never goes backwards.
     std::lock_guard<std::mutex> lock(progressMutex);
@@ -148,6 +232,7 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   };
   auto work = [&](int) {
     std::unique_ptr<PlanInstance> ev;
+    std::vector<const void*> values;
     for (int tile = next.fetch_add(1, std::memory_order_relaxed); tile < tiles && !failed.load();
          tile = next.fetch_add(1, std::memory_order_relaxed)) {
       if (!ev) {
@@ -158,8 +243,9 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           failed = true;
           return;
         }
+        for (const Material::Output* aov : aovs) values.push_back(material.OutputValue(*ev, *aov).value);
       }
-      renderTile(*ev, tile);
+      renderTile(*ev, values, tile);
     }
   };
   struct Thunk {

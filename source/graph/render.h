@@ -5,12 +5,29 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "graph/material.h"
 #include "graph/preview/view.h"
 #include "host/imageio/image_writer.h"
 
 namespace tessaroc::graph {
+
+// The largest image side a render takes, in pixels; a render also needs its
+// window's pixels to fit in the memory available.
+inline constexpr int kMaxImageSide = 65536;
+
+// Pixels of the picture: columns x0 to x1 and rows y0 to y1, ends excluded.
+struct Window {
+  int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+};
+
+// An image written beside the main one: `output` ("NODE.PORT") must be one
+// of the material's extra outputs (Material::Compile).
+struct RenderAov {
+  std::string name;
+  std::string output;
+};
 
 struct RenderSettings {
   int width = 512;
@@ -24,6 +41,12 @@ struct RenderSettings {
   std::function<void(double)> progress;
   // What the pixels show: the plane by default.
   View view;
+  // The part of the picture to render, whose pixels are those of the whole
+  // picture, bit for bit; none: all of it.
+  std::optional<Window> window;
+  // Extra images, as layers after the main RGBA: colours unlit, values as
+  // they are, zero where a shape is missed.
+  std::vector<RenderAov> aovs;
 };
 
 // The context of the centre of pixel (x, y) of the plane, whatever the view:
@@ -37,8 +60,9 @@ ShadingContext PixelContext(int x, int y, const RenderSettings& settings);
 // search paths of the settings. False when the pixel shows the background.
 bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings& settings, ShadingContext& out);
 
-// Prepares the material (primed at the image's centre) if it is not, renders
-// it, and converts the output to RGBA floats.
+// Prepares the material (primed at the picture's centre) if it is not,
+// renders the window, and converts the outputs to floats: RGBA, then each
+// AOV's layer.
 Result Render(Material& material, const RenderSettings& settings, host::Image& out);
 
 // Whether a value of this type can become a pixel.

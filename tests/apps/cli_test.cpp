@@ -5,14 +5,19 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
+#include <Imath/half.h>
+#include <cstring>
 
+#include "../host/imageio/ocio_test_config.h"
 #include "host/imageio/image_writer.h"
 
 #ifndef TESSAROC_TOOL
@@ -29,9 +34,11 @@ struct Outcome {
   std::string err;
 };
 
-Outcome Tool(const std::string& args) {
+// Runs the tool with `args`; `shell` goes before it in the same shell (a
+// limit, a variable).
+Outcome Tool(const std::string& args, const std::string& shell = "") {
   const fs::path errFile = fs::temp_directory_path() / ("tessaroc_cli_err_" + std::to_string(::getpid()));
-  const std::string cmd = std::string(TESSAROC_TOOL) + " " + args + " 2>" + errFile.string();
+  const std::string cmd = shell + std::string(TESSAROC_TOOL) + " " + args + " 2>" + errFile.string();
   Outcome run{};
   FILE* p = popen(cmd.c_str(), "r");
   std::array<char, 4096> buf{};
@@ -191,6 +198,241 @@ TEST(Cli, NodesListsTheCatalogue) {
   const auto doc = nlohmann::json::parse(j.out);
   EXPECT_GE(doc["assets"].size(), 40u);
   EXPECT_EQ(doc["corenodes"].size(), 77u);
+}
+
+// A folder of its own for one test's documents and images.
+class Scratch {
+ public:
+  explicit Scratch(const std::string& name)
+      : dir_(fs::temp_directory_path() / ("tessaroc_cli_" + name + "_" + std::to_string(::getpid()))) {
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  ~Scratch() { fs::remove_all(dir_); }
+  std::string operator/(const std::string& name) const { return (dir_ / name).string(); }
+  std::string Write(const std::string& name, const std::string& text) const {
+    std::ofstream(dir_ / name) << text;
+    return *this / name;
+  }
+  size_t Files() const { return std::distance(fs::directory_iterator(dir_), {}); }
+
+ private:
+  fs::path dir_;
+};
+
+// A noise through a placement into a checkerboard: every pixel different.
+const char* kBoard = R"({"tessaroc": 1, "nodes": {
+    "place": {"node": "placement2d", "inputs": {"localrepetitions": [3, 2], "localrotation": 0.3}},
+    "grain": {"node": "noise", "inputs": {"noisetype": "fbm", "contextlocal": {"link": "place.result"}}},
+    "board": {"node": "checkerboard", "inputs": {"color1": {"link": "grain.result"}, "color2": [0.1, 0.2, 0.6, 0.5],
+                                                 "contextlocal": {"link": "place.result"}}}},
+    "output": {"link": "board.result"}})";
+
+tessaroc::host::Image Read(const std::string& path) {
+  tessaroc::host::Image image;
+  EXPECT_TRUE(tessaroc::host::ReadImage(path, image).ok()) << path;
+  return image;
+}
+
+bool SameBits(const tessaroc::host::Image& a, const tessaroc::host::Image& b) {
+  return a.pixels.size() == b.pixels.size() &&
+         std::memcmp(a.pixels.data(), b.pixels.data(), a.pixels.size() * sizeof(float)) == 0;
+}
+
+// A farm renders bands or windows on different machines; pasted at their
+// data windows (here and with oiiotool) they are the whole picture, bit for bit.
+TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
+  Scratch dir("tiles");
+  const std::string graph = dir.Write("g.json", kBoard);
+  const std::string size = " --size 50x37 -q";
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "full.exr") + size).status, 0);
+  const auto full = Read(dir / "full.exr");
+  std::vector<float> pasted(full.pixels.size(), -1.0f);
+  std::vector<std::string> parts;
+  for (int i = 1; i <= 4; ++i) parts.push_back("--tile " + std::to_string(i) + "/4");
+  parts.push_back("--crop 7,3,40,30");
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const std::string& part = parts[i];
+    const std::string file = dir / ("part" + std::to_string(i + 1) + ".exr");
+    Outcome r = Tool("render " + graph + " -o " + file + size + " " + part);
+    ASSERT_EQ(r.status, 0) << part << ": " << r.err;
+    const auto tile = Read(file);
+    EXPECT_EQ(tile.fullWidth, 50);
+    EXPECT_EQ(tile.fullHeight, 37);
+    for (int y = 0; y < tile.height; ++y)
+      std::memcpy(&pasted[((y + tile.y) * 50 + tile.x) * 4], &tile.pixels[y * tile.width * 4],
+                  tile.width * 4 * sizeof(float));
+    if (part == parts[3]) {  // the four bands: every row once
+      EXPECT_EQ(std::memcmp(pasted.data(), full.pixels.data(), pasted.size() * sizeof(float)), 0);
+      std::fill(pasted.begin(), pasted.end(), -1.0f);
+    }
+  }
+  // The window again, where nothing else was pasted.
+  for (int y = 0; y < 37; ++y)
+    for (int x = 0; x < 50; ++x)
+      for (int c = 0; c < 4; ++c) {
+        const bool inside = x >= 7 && x < 40 && y >= 3 && y < 30;
+        ASSERT_EQ(pasted[(y * 50 + x) * 4 + c], inside ? full.pixels[(y * 50 + x) * 4 + c] : -1.0f) << x << "," << y;
+      }
+  // What docs/cli.md says to paste them with.
+  std::string paste = "oiiotool " + (dir / "part1.exr") + " --create 50x37 4 --paste -";
+  for (int i = 2; i <= 4; ++i) paste += " " + (dir / ("part" + std::to_string(i) + ".exr")) + " --swap --paste -";
+  ASSERT_EQ(std::system((paste + " -d float -o " + (dir / "pasted.exr")).c_str()), 0) << paste;
+  EXPECT_TRUE(SameBits(Read(dir / "pasted.exr"), full));
+  // Other formats hold the window alone.
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "part.png") + size + " --tile 2/4").status, 0);
+  const auto band = Read(dir / "part.png");
+  EXPECT_EQ(band.width, 50);
+  EXPECT_EQ(band.height, 37 * 2 / 4 - 37 / 4);
+  EXPECT_EQ(band.fullHeight, band.height);
+}
+
+// A frame range compiles once and writes each frame as its own --frame
+// render would; the sequence example shows a different picture each frame.
+TEST(Cli, FrameRangesWriteEachFrameAtItsTime) {
+  Scratch dir("frames");
+  const std::string graph = std::string(TESSAROC_SOURCE_DIR) + "/examples/sequence.json";
+  Outcome r = Tool("render " + graph + " -o " + (dir / "f.####.exr") + " --size 16 --fps 2 --frames 1-4x2,7");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3) << r.out;
+  EXPECT_NE(r.out.find("-> " + (dir / "f.0007.exr")), std::string::npos) << r.out;
+  std::vector<tessaroc::host::Image> frames;
+  for (const char* n : {"1", "3", "7"}) {
+    ASSERT_TRUE(fs::exists(dir / ("f.000" + std::string(n) + ".exr"))) << n;
+    ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "one.exr") + " --size 16 --fps 2 -q --frame " + n).status, 0);
+    frames.push_back(Read(dir / ("f.000" + std::string(n) + ".exr")));
+    EXPECT_TRUE(SameBits(frames.back(), Read(dir / "one.exr"))) << n;
+  }
+  EXPECT_EQ(dir.Files(), 4u);                    // no frame 2, 4 or 5
+  EXPECT_FALSE(SameBits(frames[0], frames[1]));  // the frames are pictures of their times
+  // printf's form, with as many digits as it says.
+  r = Tool("render " + graph + " -o " + (dir / "g.%03d.png") + " --size 8 --frames=-1-0 -q");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(fs::exists(dir / "g.-01.png"));
+  EXPECT_TRUE(fs::exists(dir / "g.000.png"));
+}
+
+// Two AOVs become channels of the EXR beside RGBA; the picture of an AOV is
+// that of the output it names.
+TEST(Cli, AovsAreChannelsOfTheExrAndFilesBesideOthers) {
+  Scratch dir("aovs");
+  const std::string graph = dir.Write("g.json", kBoard);
+  std::string grain = kBoard;
+  grain.replace(grain.rfind("board.result"), 12, "grain.result");  // the output
+  const std::string grainGraph = dir.Write("grain.json", grain);
+  const std::string aovs = " --aov height=grain.result --aov tint=board.result --size 20x12";
+  Outcome r = Tool("render " + graph + " -o " + (dir / "a.exr") + aovs);
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(Tool("render " + grainGraph + " -o " + (dir / "grain.exr") + " --size 20x12 -q").status, 0) << grain;
+  const auto image = Read(dir / "a.exr");
+  const auto height = Read(dir / "grain.exr");
+  const std::vector<std::string> names = {"R", "G", "B", "A", "height.Y", "tint.R", "tint.G", "tint.B", "tint.A"};
+  ASSERT_EQ(image.channelNames.size(), names.size());
+  std::map<std::string, int> at;
+  for (size_t c = 0; c < names.size(); ++c) at[image.channelNames[c]] = static_cast<int>(c);
+  for (const std::string& n : names) ASSERT_TRUE(at.count(n)) << n;
+  for (int p = 0; p < 20 * 12; ++p) {
+    const float* px = &image.pixels[p * image.channels];
+    ASSERT_EQ(px[at["height.Y"]], height.pixels[p * 4]) << p;
+    for (const char* c : {"R", "G", "B", "A"}) ASSERT_EQ(px[at[std::string("tint.") + c]], px[at[c]]) << p;
+  }
+  r = Tool("render " + graph + " -o " + (dir / "a.png") + aovs);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("-> " + (dir / "a.png") + ", " + (dir / "a.height.png") + ", " + (dir / "a.tint.png")),
+            std::string::npos)
+      << r.out;
+  EXPECT_EQ(Read(dir / "a.height.png").channels, 1);
+}
+
+// Half floats are the float render rounded to half; the OpenColorIO config's
+// transforms give the values worked out by hand, from --ocio or $OCIO.
+TEST(Cli, DepthAndColourManagementGiveTheValuesAskedFor) {
+  Scratch dir("colour");
+  const std::string graph = dir.Write("g.json", kBoard);
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "float.exr") + " --size 9 -q").status, 0);
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "half.exr") + " --size 9 -q --depth half").status, 0);
+  const auto single = Read(dir / "float.exr"), half = Read(dir / "half.exr");
+  ASSERT_EQ(single.pixels.size(), half.pixels.size());
+  for (size_t i = 0; i < single.pixels.size(); ++i)
+    ASSERT_EQ(half.pixels[i], static_cast<float>(Imath::half(single.pixels[i]))) << i;
+  EXPECT_LT(fs::file_size(dir / "half.exr"), fs::file_size(dir / "float.exr"));
+
+  const std::string flat = dir.Write(
+      "flat.json",
+      R"({"tessaroc": 1, "nodes": {"c": {"node": "composecolora", "inputs": {"rgb": [0.2, 0.4, 0.3], "alpha": 0.5}}},
+          "output": {"link": "c.result"}})");
+  const std::string config = dir.Write("test.ocio", tessaroc::testing::kOcioConfig);
+  const auto want = tessaroc::testing::Mixed(0.2, 0.4, 0.3);
+  const struct {
+    std::string shell, args;
+  } cases[] = {{"", "--ocio " + config + " --colorspace mixed"},
+               {"", "--ocio " + config + " --display screen --view half-gamma"},
+               {"OCIO=" + config + " ", "--colorspace mixed"}};
+  for (const auto& c : cases) {
+    Outcome r = Tool("render " + flat + " -o " + (dir / "c.exr") + " --size 2 -q " + c.args, c.shell);
+    ASSERT_EQ(r.status, 0) << c.args << ": " << r.err;
+    const auto image = Read(dir / "c.exr");
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(image.pixels[i], want[i], 1e-5) << c.args;
+    EXPECT_EQ(image.pixels[3], 0.5f);
+  }
+}
+
+// A write that fails (here at a file size limit) leaves the file that was
+// there as it was, removes its temporary file and says so on one line.
+TEST(Cli, FailedWritesKeepThePreviousFile) {
+  Scratch dir("full");
+  const std::string graph = dir.Write("g.json", kBoard);
+  for (const char* ext : {".png", ".exr", ".jpg", ".tif"}) {
+    const std::string out = dir / (std::string("out") + ext);
+    ASSERT_EQ(Tool("render " + graph + " -o " + out + " --size 8 -q").status, 0) << ext;
+    std::ifstream before(out, std::ios::binary);
+    const std::string previous((std::istreambuf_iterator<char>(before)), std::istreambuf_iterator<char>());
+    // 8 blocks of 512 bytes: far less than the picture needs.
+    Outcome r = Tool("render " + graph + " -o " + out + " --size 200 -q", "ulimit -f 8; ");
+    EXPECT_EQ(r.status, 1) << ext;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: " + out + ": writing failed: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find("the previous file is left as it was\n"), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    std::ifstream after(out, std::ios::binary);
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(after)), std::istreambuf_iterator<char>()), previous) << ext;
+  }
+  EXPECT_EQ(dir.Files(), 5u);  // the document and the four pictures
+}
+
+TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
+  Scratch dir("mistakes");
+  const std::string graph = dir.Write("g.json", kBoard);
+  std::string many;  // more than any machine's memory at the largest size
+  for (int i = 0; i < 20; ++i) many += " --aov a" + std::to_string(i) + "=board.result";
+  const struct {
+    std::string args, message;
+  } cases[] = {
+      {"-o x.exr --size 70000", "--size: expected W or WxH with whole numbers from 1 to 65536"},
+      {"-o x.exr --size 65536" + many, "are available; render it in parts"},
+      {"-o x.exr --frames 5-1", "the range 5-1 ends before it starts"},
+      {"-o x.exr --frames 1-3", "several frames need a frame number in the file name"},
+      {"-o x.####.exr", "give --frame or --frames"},
+      {"-o x.exr --size 8 --tile 0/4", "--tile 0/4: expected I/N with 1 <= I <= N <= 8"},
+      {"-o x.exr --size 8 --crop 0,0,0,5", "--crop 0,0,0,5: expected X0,Y0,X1,Y1"},
+      {"-o x.exr --aov =board.result", "expected NAME=NODE.PORT"},
+      {"-o x.exr --aov a=board.result --aov a=grain.result", "--aov a is given twice"},
+      {"-o x.exr --aov a=nosuch.result", "output nosuch.result: expected NODE.PORT with a node of the document"},
+      {"-o x.exr --aov a=board.nosuch", "board has no output nosuch; it has result"},
+      {"-o x.exr --depth 12", "--depth: unknown depth \"12\"; half, float, 8 or 16"},
+      {"-o x.jpg --depth 16", "x.jpg: JPEG files take no depth 16; 8"},
+      {"-o x.exr --compression fast", "compression \"fast\": EXR files take none, rle"},
+      {"-o x.exr --colorspace nosuch", "--colorspace: unknown colour space \"nosuch\""},
+      {"-o x.exr --display screen --view raw", "--display: a display and view come from an OpenColorIO config"},
+      {"-o nosuchfolder/x.exr", "there is no folder"},
+  };
+  for (const auto& c : cases) {
+    Outcome r = Tool("render " + graph + " -q " + c.args, "cd " + (dir / "") + " && ");
+    EXPECT_EQ(r.status, 1) << c.args;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c.args << ": " << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
+  }
+  EXPECT_EQ(dir.Files(), 1u);  // the document alone
 }
 
 }  // namespace

@@ -73,8 +73,8 @@ TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
   EXPECT_NE(sum, 0.0);
 }
 
-// A whole render on a lit torus, with the document's bump normal, on the
-// calling thread: nine times the pixels, the same allocations (the
+// A whole render on a lit torus, with the document's bump normal and an AOV,
+// on the calling thread: nine times the pixels, the same allocations (the
 // evaluator, the workers), so none per pixel, hit or miss.
 TEST(NoAllocation, RenderingAShapeAllocatesTheSameForAnyNumberOfPixels) {
   ASSERT_TRUE(host::InstallHostServices().ok());
@@ -86,8 +86,9 @@ TEST(NoAllocation, RenderingAShapeAllocatesTheSameForAnyNumberOfPixels) {
   std::unique_ptr<graph::Document> doc;
   ASSERT_TRUE(graph::Document::Parse(text, "torus.json", doc).ok());
   std::unique_ptr<graph::Material> m;
-  ASSERT_TRUE(graph::Material::Compile(std::move(doc), m).ok());
+  ASSERT_TRUE(graph::Material::Compile(std::move(doc), m, {"bump.result"}).ok());
   graph::RenderSettings s;
+  s.aovs = {{"normal", "bump.result"}};
   s.threads = 1;
   s.view.shape = graph::Shape::kTorus;
   s.view.lit = true;

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "graph/render.h"
 #include "host/host_services.h"
@@ -21,14 +24,16 @@ class RenderTest : public ::testing::Test {
   }
   static void TearDownTestSuite() { (void)module::UnloadModule(); }
 
-  static host::Image RenderText(const char* text, int threads, int size = 64, const View& view = {}) {
+  static host::Image RenderText(const char* text, int threads, int size = 64, const View& view = {}, int width = 0,
+                                int height = 0) {
     std::unique_ptr<Document> doc;
     EXPECT_TRUE(Document::Parse(text, "render.json", doc).ok());
     std::unique_ptr<Material> m;
     Result r = Material::Compile(std::move(doc), m);
     EXPECT_TRUE(r.ok()) << r.ToString();
     RenderSettings s;
-    s.width = s.height = size;
+    s.width = width ? width : size;
+    s.height = height ? height : size;
     s.threads = threads;
     s.view = view;
     host::Image image;
@@ -187,6 +192,118 @@ TEST_F(RenderTest, ViewsThatCannotBeSeenAreRefused) {
     ASSERT_TRUE(r.failed()) << c.message;
     EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
   }
+}
+
+// A window of the picture, and the extra images beside it, are the pixels
+// the whole picture has there, bit for bit: a farm that renders parts and
+// pastes them gets the picture. An AOV is the picture that output would
+// give as the main one, unlit.
+TEST_F(RenderTest, WindowsAndAovsAreThePixelsOfTheWholePicture) {
+  const std::vector<std::string> extra = {"dots.mask", "board.result"};
+  std::string dotsMain = kBumped;
+  const std::string board = "\"link\": \"board.result\"}";
+  dotsMain.replace(dotsMain.find(board), board.size(), "\"link\": \"dots.mask\"}");
+  for (const View& view : {View{}, ShapeView(Shape::kSphere, true)}) {
+    std::unique_ptr<Document> doc;
+    ASSERT_TRUE(Document::Parse(kBumped, "render.json", doc).ok());
+    std::unique_ptr<Material> m;
+    ASSERT_TRUE(Material::Compile(std::move(doc), m, extra).ok());
+    RenderSettings s;
+    s.width = 70;
+    s.height = 50;
+    s.threads = 2;
+    s.view = view;
+    s.aovs = {{"dots", "dots.mask"}, {"board", "board.result"}};
+    host::Image whole;
+    ASSERT_TRUE(Render(*m, s, whole).ok());
+    ASSERT_EQ(whole.channels, 4 + 1 + 4);
+    ASSERT_EQ(whole.layers.size(), 3u);
+    EXPECT_FALSE(whole.layers[1].color);  // a float is data
+    EXPECT_TRUE(whole.layers[2].color);
+
+    // The main picture does not change with AOVs; each AOV is its own picture.
+    View unlit = view;
+    unlit.lit = false;
+    const host::Image plain = RenderText(kBumped, 1, 0, view, 70, 50);
+    const host::Image boardOnly = RenderText(kBumped, 1, 0, unlit, 70, 50);
+    const host::Image dots = RenderText(dotsMain.c_str(), 1, 0, unlit, 70, 50);
+    ViewSampler sampler;
+    ASSERT_TRUE(ViewSampler::Create(view, 70, 50, sampler).ok());
+    int differ = 0;
+    for (int p = 0; p < 70 * 50; ++p) {
+      const float* px = &whole.pixels[static_cast<size_t>(p) * whole.channels];
+      ShadingContext ctx;
+      const bool hit = ViewContext(sampler, p % 70, p / 70, s, ctx);
+      for (int c = 0; c < 4; ++c) {
+        ASSERT_EQ(px[c], plain.pixels[p * 4 + c]) << p;
+        ASSERT_EQ(px[5 + c], hit ? boardOnly.pixels[p * 4 + c] : 0.0f) << p;
+      }
+      ASSERT_EQ(px[4], hit ? dots.pixels[p * 4] : 0.0f) << p;
+      differ += px[4] != px[0];
+    }
+    EXPECT_GT(differ, 100);  // the layers hold different pictures
+
+    for (const Window w :
+         {Window{0, 0, 70, 50}, Window{31, 7, 66, 41}, Window{69, 49, 70, 50}, Window{0, 25, 70, 50}}) {
+      std::unique_ptr<Document> again;
+      ASSERT_TRUE(Document::Parse(kBumped, "render.json", again).ok());
+      std::unique_ptr<Material> fresh;  // a farm's machine compiles its own
+      ASSERT_TRUE(Material::Compile(std::move(again), fresh, extra).ok());
+      s.window = w;
+      host::Image part;
+      ASSERT_TRUE(Render(*fresh, s, part).ok());
+      ASSERT_EQ(part.width, w.x1 - w.x0);
+      ASSERT_EQ(part.height, w.y1 - w.y0);
+      EXPECT_EQ(part.x, w.x0);
+      EXPECT_EQ(part.y, w.y0);
+      for (int y = 0; y < part.height; ++y) {
+        const float* got = &part.pixels[static_cast<size_t>(y) * part.width * part.channels];
+        const float* want = &whole.pixels[(static_cast<size_t>(y + w.y0) * 70 + w.x0) * whole.channels];
+        ASSERT_EQ(std::memcmp(got, want, part.width * part.channels * sizeof(float)), 0) << y + w.y0;
+      }
+    }
+  }
+}
+
+// What a render refuses before it allocates anything.
+TEST_F(RenderTest, ImpossibleImagesAreRefusedBeforeAllocating) {
+  std::unique_ptr<Document> doc;
+  ASSERT_TRUE(Document::Parse(kGraph, "render.json", doc).ok());
+  std::unique_ptr<Material> m;
+  ASSERT_TRUE(Material::Compile(std::move(doc), m, {"board.result"}).ok());
+  std::vector<RenderAov> many;
+  for (int i = 0; i < 20; ++i) many.push_back({"b" + std::to_string(i), "board.result"});
+  const struct {
+    int width, height;
+    std::optional<Window> window;
+    std::vector<RenderAov> aovs;
+    const char* message;
+  } cases[] = {
+      {kMaxImageSide + 1, 8, {}, {}, "65536 pixels a side"},
+      {16, 16, Window{0, 0, 17, 16}, {}, "not a part of the 16x16 image"},
+      {16, 16, Window{4, 4, 4, 8}, {}, "not a part"},
+      {16, 16, {}, {{"g", "grain.result"}}, "not compiled with grain.result"},
+      {16, 16, {}, {{"b", "board.result"}, {"b", "board.result"}}, "named twice"},
+      // Over a terabyte: no machine has it available.
+      {kMaxImageSide, kMaxImageSide, {}, many, "are available"},
+  };
+  for (const auto& c : cases) {
+    RenderSettings s;
+    s.width = c.width;
+    s.height = c.height;
+    s.window = c.window;
+    s.aovs = c.aovs;
+    host::Image image;
+    Result r = Render(*m, s, image);
+    ASSERT_TRUE(r.failed()) << c.message;
+    EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
+    EXPECT_LE(image.pixels.capacity(), 0u) << c.message;
+  }
+  std::unique_ptr<Document> again;
+  ASSERT_TRUE(Document::Parse(kGraph, "render.json", again).ok());
+  Result r = Material::Compile(std::move(again), m, {"board.nosuch"});
+  ASSERT_TRUE(r.failed());
+  EXPECT_NE(r.message().find("board has no output nosuch; it has result"), std::string_view::npos) << r.message();
 }
 
 TEST_F(RenderTest, PixelContextsHaveDifferentialsFromTheNeighbours) {

@@ -21,9 +21,16 @@ class LinearInput final : public OIIO::ImageInput {
   bool open(const std::string& name, OIIO::ImageSpec& newspec, const OIIO::ImageSpec& config) override {
     if (!OIIO::Strutil::ends_with(name, kLinearSuffix)) return false;
     const std::string how = config.get_string_attribute("tessaroc:encoding");
-    if (how != "srgb" && how != "gamma") return false;
-    encoding_ = how == "srgb" ? Encoding::kSrgb : Encoding::kGamma;
-    gamma_ = config.get_float_attribute("tessaroc:gamma", 1.0f);
+    if (how == "config") {
+      encoding_ = Encoding::kConfig;
+      config_ = ColorTransform::FromConfigSpace(config.get_string_attribute("tessaroc:colorspace"));
+      if (!config_) return false;
+    } else if (how == "srgb" || how == "gamma") {
+      encoding_ = how == "srgb" ? Encoding::kSrgb : Encoding::kGamma;
+      gamma_ = config.get_float_attribute("tessaroc:gamma", 1.0f);
+    } else {
+      return false;
+    }
     // Colour is decoded as stored: a reader that associated alpha first would
     // decode premultiplied codes.
     OIIO::ImageSpec straight;
@@ -79,12 +86,7 @@ class LinearInput final : public OIIO::ImageInput {
       }
       std::copy_n(band_.data() + row * static_cast<size_t>(y - top), row, px);
     }
-    for (int x = 0; x < m_spec.width; ++x)
-      for (int c = 0; c < n; ++c)
-        if (c != m_spec.alpha_channel) {
-          float& v = px[static_cast<size_t>(x) * n + c];
-          v = static_cast<float>(Decode(encoding_, gamma_, v));
-        }
+    DecodePixels(encoding_, gamma_, config_.get(), px, m_spec.width, n, m_spec.alpha_channel);
     return true;
   }
 
@@ -116,17 +118,21 @@ class LinearInput final : public OIIO::ImageInput {
   std::vector<float> band_;
   Encoding encoding_ = Encoding::kLinear;
   double gamma_ = 1;
+  std::shared_ptr<const ColorTransform> config_;
 };
 
 }  // namespace
 
 OIIO::TextureSystem::TextureHandle* OpenLinearReading(const std::string& path, Encoding encoding, double gamma,
-                                                      int subimage, OIIO::ustring& name) {
+                                                      const std::string& space, int subimage, OIIO::ustring& name) {
   OIIO::TextureSystem* native = Caches().shared;
   name = OIIO::ustring(path + std::string(kLinearSuffix));
   OIIO::ImageSpec how;
-  how.attribute("tessaroc:encoding", encoding == Encoding::kSrgb ? "srgb" : "gamma");
+  how.attribute("tessaroc:encoding", encoding == Encoding::kConfig ? "config"
+                                     : encoding == Encoding::kSrgb ? "srgb"
+                                                                   : "gamma");
   how.attribute("tessaroc:gamma", static_cast<float>(gamma));
+  how.attribute("tessaroc:colorspace", space);
   OIIO::TextureSystem::TextureHandle* handle = nullptr;
   if (Caches().sharedCache->add_file(name, &LinearInput::Create, &how)) handle = native->get_texture_handle(name);
   if (handle != nullptr && native->imagespec(handle, nullptr, subimage) == nullptr) handle = nullptr;

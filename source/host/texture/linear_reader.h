@@ -1,4 +1,5 @@
-// The linear reading of an encoded file. An encoded file (sRGB, gamma) is
+// The linear reading of an encoded file. An encoded file (sRGB, gamma, a
+// colour space of the OpenColorIO config) is
 // also read through this reader, which hands the cache linear floats: filters
 // and MIP levels then average light, not code values. It stands behind a
 // name of its own, the file's path with kLinearSuffix, so that both readings
@@ -21,8 +22,9 @@ inline constexpr std::string_view kLinearSuffix = "#tessaroc-linear";
 
 // Adds the linear reading of the encoded file at `path` to the shared cache
 // and returns its handle, or null when the reading has no subimage
-// `subimage`. `name` is set to the reading's name.
+// `subimage`. `space` is the file's colour space, for kConfig. `name` is set
+// to the reading's name.
 OIIO::TextureSystem::TextureHandle* OpenLinearReading(const std::string& path, Encoding encoding, double gamma,
-                                                      int subimage, OIIO::ustring& name);
+                                                      const std::string& space, int subimage, OIIO::ustring& name);
 
 }  // namespace tessaroc::host::texture

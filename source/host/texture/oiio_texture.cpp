@@ -69,10 +69,15 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->yOrigin = layout->y;
   t->fps = clip.fps;
   t->length = clip.length;
-  t->encoding = EncodingOf(*layout, t->gamma);
+  t->encoding = EncodingOf(*layout, t->gamma, t->config);
   if (t->encoding != Encoding::kLinear) {
     // Without its linear reading the file still works, converted after filtering.
-    t->linearHandle = OpenLinearReading(path, t->encoding, t->gamma, t->subimage, t->linearName);
+    const std::string space = layout->get_string_attribute("oiio:ColorSpace");
+    t->linearHandle = OpenLinearReading(path, t->encoding, t->gamma, space, t->subimage, t->linearName);
+    // A config's decoding has no per-sample form (see SampleFile).
+    if (t->linearHandle == nullptr && t->encoding == Encoding::kConfig)
+      return Result::Fail(errors::kIo,
+                          "Cannot decode image file \"" + path + "\" from the colour config's space " + space + ".");
   }
   t->hasImage = t->width > 0 && t->height > 0;
   out = std::move(t);

@@ -35,6 +35,7 @@ class OiioTexture final : public pattern::Texture {
   double length = 0;
   Encoding encoding = Encoding::kLinear;
   double gamma = 1;
+  std::shared_ptr<const ColorTransform> config;  // for Encoding::kConfig
 
   // The linear reading of an encoded file, or null. It holds floats already,
   // so it lives in the native cache whatever the load asked for.

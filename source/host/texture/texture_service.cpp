@@ -48,8 +48,11 @@ OIIO::TextureOpt::Wrap WrapOf(uint8_t code) {
 ColorA SampleFile(const OiioTexture& t, double u, double v, double du, double dv, uint8_t wrapU, uint8_t wrapV,
                   int interpolation, bool convertColors, int alpha) {
   // Converted colours come from the linear reading, filtered in linear, except
-  // where alpha must be undone in the file's own encoding first.
-  const bool linear = convertColors && t.linearHandle != nullptr && alpha != pattern::kAlphaPremultipliedColorSpace;
+  // where alpha must be undone in the file's own encoding first. A colour
+  // config's decoding is only ever applied to whole rows of the reading (the
+  // library allocates per call): there alpha is undone after decoding.
+  const bool linear = convertColors && t.linearHandle != nullptr &&
+                      (alpha != pattern::kAlphaPremultipliedColorSpace || t.encoding == Encoding::kConfig);
   const int count = t.channels + (t.coverage ? 1 : 0);
   float px[5] = {0, 0, 0, 0, 0};
   if (interpolation == pattern::kInterpSat) {

@@ -40,14 +40,16 @@ class TempFolder {
 using PixelFn = std::function<float(int x, int y, int c)>;
 
 // Writes one image; the format follows the file's suffix. 8-bit formats get
-// the values scaled by 255 and rounded. Returns an empty text on success.
+// the values scaled by 255 and rounded; `colorSpace` tags the file. Returns an
+// empty text on success.
 inline std::string WriteImage(const std::string& path, int w, int h, int channels, const PixelFn& pixel,
                               OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
-                              const std::vector<std::string>& channelNames = {}) {
+                              const std::vector<std::string>& channelNames = {}, const std::string& colorSpace = "") {
   auto out = OIIO::ImageOutput::create(path);
   if (!out) return "no writer for " + path + ": " + OIIO::geterror();
   OIIO::ImageSpec layout(w, h, channels, format);
   if (!channelNames.empty()) layout.channelnames = channelNames;
+  if (!colorSpace.empty()) layout.attribute("oiio:ColorSpace", colorSpace);
   if (channels == 4 && channelNames.empty()) layout.alpha_channel = 3;
   std::vector<float> data(static_cast<size_t>(w) * h * channels);
   for (int y = 0; y < h; ++y)

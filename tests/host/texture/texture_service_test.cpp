@@ -12,6 +12,8 @@
 
 #include <OpenImageIO/imagebufalgo.h>
 
+#include "../imageio/ocio_test_config.h"
+#include "host/color/color_transform.h"
 #include "host/texture/box_filter.h"
 #include "host/texture/texture_service.h"
 #include "test_images.h"
@@ -344,6 +346,28 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
     EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).r, powered,
                 1e-6);
   }
+
+  // Tagged with a colour space of the OpenColorIO config: decoded through it
+  // (squared, then the inverse matrix mixes the channels), also where alpha
+  // was premultiplied in the file's space. Without the config, as stored.
+  ASSERT_EQ(WriteImage(
+                folder_.File("mixed.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
+                OIIO::TypeDesc::UINT8, {}, "mixed"),
+            "");
+  std::ofstream(folder_.File("test.ocio")) << testing::kOcioConfig;
+  ASSERT_TRUE(UseColorConfig(folder_.File("test.ocio")).ok());
+  auto mixed = Load("mixed.png");
+  ASSERT_TRUE(UseColorConfig("").ok());
+  const double squared = code * code;
+  for (int alpha : {pattern::kAlphaStraight, pattern::kAlphaPremultipliedColorSpace}) {
+    const ColorA c = mixed->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, alpha, false);
+    EXPECT_NEAR(c.r, 1.5 * squared / 2, 1e-5) << alpha;  // (2 - 0.25 * 2) v^2
+    EXPECT_NEAR(c.g, squared / 2, 1e-5) << alpha;
+    EXPECT_NEAR(c.b, 0.5 * squared / 2, 1e-5) << alpha;
+  }
+  auto plain = Load("mixed.png", true);  // a load without the config (force32bit: a reading of its own)
+  EXPECT_NEAR(plain->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).g, code / 2,
+              1e-6);
 }
 
 TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
