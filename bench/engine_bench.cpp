@@ -12,7 +12,7 @@
 #include "pattern/color/invert_color_node.h"
 #include "pattern/color/mask.h"
 #include "pattern/generator/checkerboard_node.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc {
 namespace {

@@ -3,7 +3,7 @@
 
 #include "commands.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 
 int main(int argc, char** argv) {
   using namespace tessaroc;

@@ -9,7 +9,7 @@
 
 #include "graph/render.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."

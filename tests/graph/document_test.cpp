@@ -9,7 +9,7 @@
 #include "graph/document.h"
 #include "graph/material.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {

@@ -4,7 +4,7 @@
 #include "graph/description_finalizers.h"
 #include "graph/material.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc::graph {
 namespace {

@@ -10,7 +10,7 @@
 #include "graph/passthrough_node.h"
 #include "host/resources/description_database.h"
 #include "pattern/catalogue.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "graph/render.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc::graph {
 namespace {

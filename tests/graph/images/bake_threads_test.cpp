@@ -9,7 +9,7 @@
 #include "graph/render.h"
 #include "host/host_services.h"
 #include "host/jobs/job_service.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc::graph {
 namespace {

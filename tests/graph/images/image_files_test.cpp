@@ -18,7 +18,7 @@
 #include "host/host_services.h"
 #include "host/messages/message_sink.h"
 #include "host/texture/texture_service.h"
-#include "register.h"
+#include "module/register.h"
 #include "test_images.h"
 
 #ifndef TESSAROC_SOURCE_DIR

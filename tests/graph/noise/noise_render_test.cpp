@@ -10,7 +10,7 @@
 #include "graph/material.h"
 #include "graph/render.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 
 namespace tessaroc::graph {
 namespace {

@@ -11,7 +11,7 @@
 #include "graph/material.h"
 #include "graph/render.h"
 #include "host/host_services.h"
-#include "register.h"
+#include "module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {

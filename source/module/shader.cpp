@@ -1,4 +1,4 @@
-#include "shader.h"
+#include "module/shader.h"
 
 #include "core/data_types.h"
 #include "pattern/2d/baked_image.h"
