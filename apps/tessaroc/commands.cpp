@@ -250,7 +250,7 @@ int RunDescribe(const std::string& name) {
         for (const std::string& v : values)
           if (v.compare(0, prefix.size(), prefix) != 0) prefix.clear();
         line += prefix.empty() ? "  values:" : "  values (" + prefix + "*):";
-        for (const std::string& v : values) line += " " + v.substr(prefix.size());
+        for (const std::string& v : values) line.append(" ").append(v, prefix.size());
       }
       if (p.description && !p.description->doc.empty()) line += "  - " + p.description->doc;
       fmt::print("{}\n", line);
