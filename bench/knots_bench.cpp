@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/context/scatter_node.h"
 #include "pattern/generator/cells_node.h"

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/document.h"
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "graph/render.h"
 #include "host/jobs/job_service.h"
 #include "host/messages/message_sink.h"

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/result.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::app {
 

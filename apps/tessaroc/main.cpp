@@ -2,8 +2,9 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
-#include "host/host_services.h"
-#include "module/register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/version.h"
+#include "tessaroc/module/register.h"
 
 int main(int argc, char** argv) {
   using namespace tessaroc;
@@ -11,7 +12,7 @@ int main(int argc, char** argv) {
       "Tessaroc: procedural shading patterns. Render a material graph, evaluate one sample, "
       "list and describe the nodes."};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "tessaroc 0.1.0");
+  app.set_version_flag("--version", "tessaroc " TESSAROC_VERSION_STRING);
 
   app::RenderOptions render;
   CLI::App* r = app.add_subcommand("render", "Render a material graph over the UV square to an image file");

@@ -9,7 +9,7 @@
 #include <set>
 #include <sstream>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"

@@ -1,9 +1,10 @@
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
+#include "graph/document.h"
 
 #include <cctype>
 #include <map>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/conversions.h"
 #include "graph/material_setup.h"
 
@@ -396,6 +397,12 @@ Result Material::Compile(std::unique_ptr<Document> document, std::unique_ptr<Mat
 Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& out) {
   std::unique_ptr<Document> doc;
   TESSAROC_RETURN_IF_FAILED(Document::Load(path, doc));
+  return Compile(std::move(doc), out);
+}
+
+Result Material::FromText(const std::string& text, const std::string& origin, std::unique_ptr<Material>& out) {
+  std::unique_ptr<Document> doc;
+  TESSAROC_RETURN_IF_FAILED(Document::Parse(text, origin, doc));
   return Compile(std::move(doc), out);
 }
 

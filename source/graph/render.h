@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "host/imageio/image_writer.h"
 
 namespace tessaroc::graph {

@@ -1,10 +1,10 @@
-#include "module/register.h"
+#include "tessaroc/module/register.h"
 
 #include <algorithm>
 #include <mutex>
 
-#include "core/data_types.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/registry.h"
 #include "module/datadescription_tessarocs.h"
 #include "graph/description_finalizers.h"
 #include "graph/material_setup.h"

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"

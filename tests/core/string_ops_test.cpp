@@ -2,7 +2,7 @@
 // text, ASCII case mapping, appending and replacing on the handle's own text.
 #include <gtest/gtest.h>
 
-#include "core/string.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc {
 namespace {

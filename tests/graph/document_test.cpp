@@ -5,11 +5,11 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/document.h"
-#include "graph/material.h"
-#include "host/host_services.h"
-#include "module/register.h"
+#include "tessaroc/graph/material.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {

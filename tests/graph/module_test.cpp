@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/description_database.h"
 #include "pattern/catalogue.h"
-#include "module/register.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc {
 namespace {

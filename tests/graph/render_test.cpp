@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "graph/document.h"
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "module/register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

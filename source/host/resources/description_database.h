@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "core/data.h"
-#include "core/data_types.h"
-#include "core/registry.h"
-#include "core/string.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc::host {
 

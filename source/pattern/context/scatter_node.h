@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -6,8 +6,8 @@
 #include <source_location>
 #include <vector>
 
-#include "core/data_types.h"
-#include "core/function.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
 #include "core/node_decl.h"
 #include "core/services.h"
 #include "pattern/generator/crc32c.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "core/services.h"
 #include "pattern/generator/crc32c.h"
 #include "pattern/generator/gradient_node.h"

@@ -10,7 +10,7 @@
 
 #include "../pattern_test_util.h"
 #include "allocation_counter.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "host/noise/noise_library.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/context/scatter_node.h"

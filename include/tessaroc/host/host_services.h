@@ -3,7 +3,7 @@
 // this once before loading the module.
 #pragma once
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::host {
 
