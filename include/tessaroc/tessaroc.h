@@ -20,6 +20,6 @@
 #include "tessaroc/core/shading_context.h"  // ShadingContext
 #include "tessaroc/core/value_types.h"      // ColorA, Color, Vector, ...
 #include "tessaroc/graph/material.h"        // graph::Material
-#include "tessaroc/host/host_services.h"    // host::InstallHostServices
+#include "tessaroc/host/host_services.h"    // host::InstallHostServices, host::SetResourceFolder
 #include "tessaroc/module/register.h"       // module::LoadModule, module::UnloadModule
 #include "tessaroc/version.h"               // TESSAROC_VERSION_STRING
