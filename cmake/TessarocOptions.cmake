@@ -12,7 +12,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   add_compile_options(-march=x86-64 -mtune=generic)
 endif()
 if(CMAKE_POSITION_INDEPENDENT_CODE)
-  # Position-independent code for the shared library;
+  # Position-independent code for the shared library and the Python module;
   # calls inside the library still inline as in a static build.
   add_compile_options(-fno-semantic-interposition)
 endif()
