@@ -1,11 +1,12 @@
 # Tessaroc: the two commands a newcomer needs.
 #   make demo   installs what is missing, builds, renders an example
-#   make test   installs what is missing, builds, runs every test
+#   make test   installs what is missing, builds, runs every test, checks the
+#               installed library and the Release build
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test tsan demo bench clean
+.PHONY: all deps configure build test unit-tests tsan installed release demo bench clean
 
 all: build
 
@@ -18,7 +19,10 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-test: build tsan
+test: unit-tests tsan installed release
+
+# Every suite of the build, the Python module's among them.
+unit-tests: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The runtime and rendering tests again under ThreadSanitizer.
@@ -33,6 +37,42 @@ tsan: deps
 	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $$exe --gtest_brief=1 || exit 1; \
 	done
 
+# The installed library and program, as a user gets them: install to a
+# temporary prefix, build examples/embedding against it with CMake and with
+# pkg-config and run it; then move the prefix, rename the build tree away and
+# check that the installed program renders an example as the build tree's did.
+STAGE = $(abspath $(BUILD))-installed
+QUIETLY = > $(STAGE)/log 2>&1 || { cat $(STAGE)/log; exit 1; }
+installed: build
+	@rm -rf $(STAGE) && mkdir -p $(STAGE)
+	@cmake --install $(BUILD) --prefix $(STAGE)/prefix $(QUIETLY)
+	@cmake -S examples/embedding -B $(STAGE)/embedding -G Ninja -DCMAKE_PREFIX_PATH=$(STAGE)/prefix $(QUIETLY)
+	@cmake --build $(STAGE)/embedding $(QUIETLY)
+	@$(STAGE)/embedding/embedding examples/road.json $(QUIETLY)
+	@export PKG_CONFIG_PATH=$$(dirname $$(find $(STAGE)/prefix -name tessaroc.pc)); \
+	  c++ -std=c++20 -Wall -Wextra -Wno-unused-variable examples/embedding/main.cpp -o $(STAGE)/embedding-pc \
+	    $$(pkg-config --cflags tessaroc) $$(pkg-config --libs --static tessaroc) $(QUIETLY)
+	@$(STAGE)/embedding-pc examples/road.json $(QUIETLY)
+	@$(BUILD)/apps/tessaroc/tessaroc render examples/road.json -o $(STAGE)/in-tree.exr --size 96 --quiet
+	@mv $(STAGE)/prefix $(STAGE)/moved
+	@mv $(BUILD) $(BUILD).away; cd /tmp && \
+	  $(STAGE)/moved/bin/tessaroc render $(CURDIR)/examples/road.json -o $(STAGE)/moved.exr --size 96 --quiet && \
+	  { [ ! -d $(STAGE)/moved/lib/python3* ] || \
+	    PYTHONPATH=$$(echo $(STAGE)/moved/lib/python3*/dist-packages) /usr/bin/python3 -c "import sys, tessaroc; tessaroc.Material.from_file(sys.argv[1]).render(8, 8)" \
+	      $(CURDIR)/examples/road.json; }; \
+	  status=$$?; cd $(CURDIR) && mv $(BUILD).away $(BUILD) && exit $$status
+	@idiff -fail 0 -warn 0 $(STAGE)/in-tree.exr $(STAGE)/moved.exr $(QUIETLY)
+	@echo "installed: library, headers, CMake package, pkg-config file, program and Python module work from a moved prefix"
+
+# Release is the build type users pick; it must build too (-O3 finds warnings
+# -O2 does not). The library and the program are enough.
+RELEASE_BUILD ?= build-release
+release: deps
+	@cmake -S . -B $(RELEASE_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTESSAROC_BUILD_TESTS=OFF \
+	  -DTESSAROC_BUILD_BENCH=OFF -DTESSAROC_PYTHON=OFF >/dev/null
+	@cmake --build $(RELEASE_BUILD) -j $(JOBS) --target tessaroc tessaroc_library
+	@echo "release: library and program build with -DCMAKE_BUILD_TYPE=Release"
+
 demo: build
 	@mkdir -p out
 	@$(BUILD)/apps/tessaroc/tessaroc render examples/road.json -o out/demo.png --size 512
@@ -42,4 +82,4 @@ bench: build
 	@for b in $(BUILD)/bench/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.2; done
 
 clean:
-	@rm -rf $(BUILD)
+	@rm -rf $(BUILD) $(STAGE) $(TSAN_BUILD) $(RELEASE_BUILD)

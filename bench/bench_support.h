@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 
 namespace tessaroc::pattern {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "host/blend/blend_modes.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/blend_node.h"

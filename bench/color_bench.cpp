@@ -3,7 +3,7 @@
 // (81 pow and exp per sample) and thin film at 32 and 81 wavelength bins.
 #include <benchmark/benchmark.h>
 
-#include "core/shading_context.h"
+#include "tessaroc/core/shading_context.h"
 #include "pattern/color/colorspace_node.h"
 #include "pattern/color/selectivecolorcorrection_node.h"
 #include "pattern/generator/blackbody_node.h"

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/bias_node.h"
 #include "pattern/color/colortemperature_node.h"

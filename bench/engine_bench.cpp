@@ -6,14 +6,15 @@
 #include <memory>
 #include <string>
 
+#include "graph/document.h"
 #include "graph/render.h"
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 #include "pattern/color/contrast_node.h"
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"
 #include "pattern/color/mask.h"
 #include "pattern/generator/checkerboard_node.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc {
 namespace {

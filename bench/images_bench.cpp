@@ -10,7 +10,7 @@
 
 #include <OpenImageIO/imageio.h>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "host/jobs/job_service.h"
 #include "host/texture/texture_service.h"
 #include "pattern/2d/baked_image.h"

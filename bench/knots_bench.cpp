@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/context/scatter_node.h"
 #include "pattern/generator/cells_node.h"
@@ -46,7 +46,7 @@ void BM_GradientSample(benchmark::State& state) {
   Check(plan.Set(ramp, "colorspace", CanonicalId("linear")));
   std::vector<std::unique_ptr<FunctionInterface>> fns;
   for (int64_t i = 0; i < n; ++i) {
-    const std::string k = "#" + std::to_string(i);
+    const std::string k = std::string("#").append(std::to_string(i));
     const double g = static_cast<double>(i) / static_cast<double>(n - 1);
     Check(plan.Set(pre, Id::Owned("position" + k), g));
     fns.push_back(std::make_unique<ConstantFunction<ColorA>>(kColorAType, ColorA{g, 1.0 - g, 0.5, 1.0}));

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/context/distort_node.h"
 #include "pattern/context/placement2d_node.h"

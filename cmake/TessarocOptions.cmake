@@ -1,24 +1,31 @@
-# Compile options every Tessaroc target shares. The order of floating-point
-# operations fixes the last bits of results, so contraction into fused
-# multiply-adds is off and fast-math is never used. Code is built for the
-# baseline x86-64 target so results agree across machines.
-add_library(tessaroc_options INTERFACE)
-target_compile_options(tessaroc_options INTERFACE
-  -Wall -Wextra -Werror
-  -ffp-contract=off
-  -fno-fast-math
-)
+# Compile options of Tessaroc's own targets. They are set for this directory
+# tree only, so a program that links Tessaroc::tessaroc never gets them.
+#
+# The order of floating-point operations fixes the last bits of results, so
+# contraction into fused multiply-adds is off and fast-math is never used.
+# Code is built for the baseline x86-64 target so results agree across machines.
+add_compile_options(-Wall -Wextra -ffp-contract=off -fno-fast-math)
+if(TESSAROC_WERROR)
+  add_compile_options(-Werror)
+endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-  target_compile_options(tessaroc_options INTERFACE -march=x86-64 -mtune=generic)
+  add_compile_options(-march=x86-64 -mtune=generic)
+endif()
+if(CMAKE_POSITION_INDEPENDENT_CODE)
+  # Position-independent code for the shared library and the Python module;
+  # calls inside the library still inline as in a static build.
+  add_compile_options(-fno-semantic-interposition)
 endif()
 if(TESSAROC_TSAN)
-  target_compile_options(tessaroc_options INTERFACE -fsanitize=thread -g)
-  target_link_options(tessaroc_options INTERFACE -fsanitize=thread)
+  add_compile_options(-fsanitize=thread -g)
+  add_link_options(-fsanitize=thread)
   # Workers on plain threads, whose hand-overs the sanitizer can see (see
   # source/host/jobs/job_service.h).
-  target_compile_definitions(tessaroc_options INTERFACE TESSAROC_PLAIN_THREADS)
+  add_compile_definitions(TESSAROC_PLAIN_THREADS)
 endif()
-target_include_directories(tessaroc_options INTERFACE ${PROJECT_SOURCE_DIR}/source)
+# Our own code reads the public headers from include/ and everything else
+# from source/; neither reaches a consumer through these settings.
+include_directories(${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include ${PROJECT_SOURCE_DIR}/source)
 
 # OpenImageIO as an imported target, found in the calling directory. Debian's
 # package names OpenCV's include folder, which only the OpenCV development

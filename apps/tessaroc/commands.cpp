@@ -7,13 +7,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/document.h"
-#include "graph/material.h"
-#include "graph/render.h"
+#include "tessaroc/graph/material.h"
+#include "graph/entry_points.h"
 #include "host/jobs/job_service.h"
 #include "host/messages/message_sink.h"
 #include "host/resources/description_database.h"
@@ -242,63 +242,27 @@ int RunEval(const EvalOptions& o) {
   } else if (view.view.shape != graph::Shape::kPlane) {
     return Fail("--shape " + o.view.shape + " needs --pixel X,Y: the sample is where that pixel's ray meets it");
   } else {
-    Vector at{0, 0, 0};
+    Vector2d uv{0, 0};
     if (o.uv) {
-      nlohmann::json uv = host::JsonFromNotation(*o.uv);
+      nlohmann::json text = host::JsonFromNotation(*o.uv);
       Data value;
       std::string why;
-      if (!host::ValueFromJson(uv, kVector2dType, value, why)) return Fail("--uv " + *o.uv + ": " + why);
-      const auto& p = *static_cast<const Vector2d*>(value.get());
-      at = {p.x, p.y, 0.0};
+      if (!host::ValueFromJson(text, kVector2dType, value, why)) return Fail("--uv " + *o.uv + ": " + why);
+      uv = *static_cast<const Vector2d*>(value.get());
     }
-    ctx = graph::SurfaceContext(at, at, at);
+    ctx = graph::EvalContext(uv.x, uv.y);
   }
   if (o.contextFile)
     if (Result r = ReadContextFile(*o.contextFile, ctx); r.failed()) return Fail(r);
-  SearchPathsType paths;
-  paths.urls.emplace_back(doc->folder().empty() ? "." : doc->folder());
-  if (ctx.searchpaths == nullptr) ctx.searchpaths = &paths;
   host::CollectingMessageSink sink;
-  ctx.messagesink = &sink;
-
-  std::unique_ptr<graph::Material> material;
-  if (Result r = graph::Material::Compile(std::move(doc), material); r.failed()) return Fail(r);
-  if (Result r = material->Prepare(ctx); r.failed()) return Fail(r);
-  std::unique_ptr<PlanInstance> ev;
-  if (Result r = material->NewEvaluator(ev); r.failed()) return Fail(r);
-  Result r = ev->Evaluate(ctx);
+  ordered_json out;
+  Result r = graph::EvaluateDocument(std::move(doc), ctx, sink, out);
   PrintMessages(sink);
   if (r.failed()) return Fail(r);
-  if (o.printContext) std::printf("%s\n", ContextJson(ctx).c_str());
-  ordered_json out = ordered_json::object();
-  for (const graph::Material::Output& output : material->outputs()) {
-    const ValueSlot v = material->OutputValue(*ev, output);
-    out[output.id] = host::ValueToJson(*output.type, v.value);
-  }
+  if (o.printContext) std::printf("%s\n", graph::ContextJson(ctx).c_str());
   std::printf("%s\n", out.dump().c_str());
   return 0;
 }
-
-namespace {
-
-ordered_json PortJson(const graph::DocumentPort& p) {
-  ordered_json j;
-  j["id"] = p.id;
-  j["direction"] = p.output ? "out" : "in";
-  j["type"] = p.type ? host::TypeName(*p.type) : "any";
-  if (p.description) {
-    if (p.description->defaultIsContext) j["default"] = "context";
-    else if (p.description->hasDefault && !p.array)
-      j["default"] = host::ValueToJson(*p.type, p.description->defaultValue.get());
-    if (!p.description->values.empty()) j["values"] = p.description->values;
-    if (p.array) j["array"] = true;
-    if (!p.description->label.empty()) j["label"] = p.description->label;
-  }
-  if (p.hidden) j["hidden"] = true;
-  return j;
-}
-
-}  // namespace
 
 int RunNodes(bool json) {
   const auto entries = CoreNodes().Entries();
@@ -311,34 +275,21 @@ int RunNodes(bool json) {
   if (Result r = host::Descriptions().Assets(assets); r.failed()) return Fail(r);
   out["assets"] = ordered_json::array();
   for (const host::AssetDescription* a : assets) {
-    graph::DocumentNode n;
-    if (Result r = graph::ResolveNodeType(a->id, n); r.failed()) return Fail(r);
-    ordered_json j;
-    j["id"] = a->id;
-    j["alias"] = a->alias;
-    j["group"] = a->group;
-    j["label"] = a->label;
-    if (!a->doc.empty()) j["doc"] = a->doc;
-    j["nodes"] = ordered_json::object();
-    for (const auto& [inst, core] : a->nodes) j["nodes"][inst] = core;
-    j["ports"] = ordered_json::array();
-    for (const graph::DocumentPort& p : n.ports) j["ports"].push_back(PortJson(p));
-    out["assets"].push_back(j);
+    if (Result r = graph::DescribeNode(a->id, out["assets"].emplace_back()); r.failed()) return Fail(r);
   }
   out["corenodes"] = ordered_json::array();
   for (const CoreNodeDefinition* d : entries) {
-    graph::DocumentNode n;
-    if (Result r = graph::ResolveNodeType(d->id().str(), n); r.failed()) return Fail(r);
-    ordered_json j;
-    j["id"] = d->id().str();
-    j["source"] = d->source();
-    j["pure"] = d->pure();
-    j["ports"] = ordered_json::array();
-    for (const graph::DocumentPort& p : n.ports) j["ports"].push_back(PortJson(p));
-    out["corenodes"].push_back(j);
+    if (Result r = graph::DescribeNode(d->id().str(), out["corenodes"].emplace_back()); r.failed()) return Fail(r);
   }
   std::printf("%s\n", out.dump(2).c_str());
   return 0;
+}
+
+Result ReadContextFile(const std::string& path, ShadingContext& ctx) {
+  std::ifstream in(path);
+  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  return graph::ContextFromJson(text, path, ctx);
 }
 
 int RunDescribe(const std::string& name) {
@@ -371,7 +322,7 @@ int RunDescribe(const std::string& name) {
         for (const std::string& v : values)
           if (v.compare(0, prefix.size(), prefix) != 0) prefix.clear();
         line += prefix.empty() ? "  values:" : "  values (" + prefix + "*):";
-        for (const std::string& v : values) line += " " + v.substr(prefix.size());
+        for (const std::string& v : values) line.append(" ").append(v, prefix.size());
       }
       if (p.description && !p.description->doc.empty()) line += "  - " + p.description->doc;
       fmt::print("{}\n", line);

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "core/result.h"
-#include "core/shading_context.h"
 #include "graph/preview/view.h"
 #include "output.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::app {
 
@@ -59,8 +59,6 @@ int Fail(const std::string& message);
 
 // Reads a context file: a JSON object of context fields by name.
 Result ReadContextFile(const std::string& path, ShadingContext& ctx);
-// The fields a context file may set, with their values, as one line of JSON.
-std::string ContextJson(const ShadingContext& ctx);
 // The shape and camera of --shape, --camera and --orbit.
 Result ParseView(const ViewOptions& options, graph::View& view);
 // --background: "checker", a grey "G" or "R,G,B".

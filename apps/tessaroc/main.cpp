@@ -4,8 +4,9 @@
 #include <csignal>
 
 #include "commands.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/version.h"
+#include "tessaroc/module/register.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ int main(int argc, char** argv) {
       "Tessaroc: procedural shading patterns. Render a material graph, evaluate one sample, "
       "list and describe the nodes."};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "tessaroc 0.1.0");
+  app.set_version_flag("--version", "tessaroc " TESSAROC_VERSION_STRING);
 
   app::RenderOptions render;
   CLI::App* r =

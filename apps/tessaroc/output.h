@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 #include "graph/render.h"
 #include "host/color/color_transform.h"
 #include "host/imageio/image_writer.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "core/id.h"
-#include "core/result.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

@@ -1,4 +1,4 @@
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 
 #include <map>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "core/id.h"
+#include "tessaroc/core/id.h"
 
 #include <cstddef>
 #include <memory>

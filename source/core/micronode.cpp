@@ -1,4 +1,4 @@
-#include "core/micronode.h"
+#include "tessaroc/core/micronode.h"
 
 #include <algorithm>
 #include <new>

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/micronode.h"
-#include "core/registry.h"
+#include "tessaroc/core/micronode.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc {
 

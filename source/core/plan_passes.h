@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "core/data.h"
-#include "core/function.h"
-#include "core/micronode.h"
-#include "core/result.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/micronode.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::passes {
 

@@ -1,4 +1,4 @@
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 #include <algorithm>
 

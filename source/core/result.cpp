@@ -1,4 +1,4 @@
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

@@ -1,4 +1,4 @@
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 
 #include <atomic>
 #include <cstring>

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

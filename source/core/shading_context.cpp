@@ -1,4 +1,4 @@
-#include "core/shading_context.h"
+#include "tessaroc/core/shading_context.h"
 
 #include <cmath>
 

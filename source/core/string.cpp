@@ -1,4 +1,4 @@
-#include "core/string.h"
+#include "tessaroc/core/string.h"
 
 #include <new>
 

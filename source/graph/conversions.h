@@ -5,8 +5,8 @@
 // converted once, at compile time.
 #pragma once
 
-#include "core/data.h"
-#include "core/registry.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::graph {
 

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 
 namespace tessaroc::graph {
 

@@ -9,8 +9,8 @@
 #include <set>
 #include <sstream>
 
-#include "core/registry.h"
-#include "core/string.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/string.h"
 #include "graph/description_finalizers.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/values.h"

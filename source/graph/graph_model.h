@@ -9,10 +9,10 @@
 #include <variant>
 #include <vector>
 
-#include "core/data.h"
-#include "core/data_types.h"
-#include "core/id.h"
-#include "core/result.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::graph {
 

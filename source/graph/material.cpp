@@ -1,11 +1,12 @@
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
+#include "graph/document.h"
 
 #include <algorithm>
 #include <cctype>
 #include <map>
 
-#include "core/registry.h"
-#include "core/string.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/string.h"
 #include "graph/conversions.h"
 #include "graph/material_setup.h"
 
@@ -447,6 +448,12 @@ Result Material::FromFile(const std::string& path, std::unique_ptr<Material>& ou
   std::unique_ptr<Document> doc;
   TESSAROC_RETURN_IF_FAILED(Document::Load(path, doc));
   return Compile(std::move(doc), out, extra);
+}
+
+Result Material::FromText(const std::string& text, const std::string& origin, std::unique_ptr<Material>& out) {
+  std::unique_ptr<Document> doc;
+  TESSAROC_RETURN_IF_FAILED(Document::Parse(text, origin, doc));
+  return Compile(std::move(doc), out);
 }
 
 Result Material::Prepare(const ShadingContext& priming) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "graph/graph_model.h"
 
 namespace tessaroc::graph {

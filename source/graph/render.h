@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "graph/preview/view.h"
 #include "host/imageio/image_writer.h"
 

@@ -1,4 +1,4 @@
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 
 #include <iostream>
 

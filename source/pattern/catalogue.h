@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "core/id.h"
+#include "tessaroc/core/id.h"
 
 namespace tessaroc {
 namespace {

@@ -6,14 +6,14 @@
 #include <cstdlib>
 #include <new>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "graph/render.h"
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/exposure_node.h"
 #include "pattern/color/invert_color_node.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 #include "allocation_counter.h"
 

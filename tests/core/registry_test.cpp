@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/node_decl.h"
-#include "core/registry.h"
-#include "core/runtime.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/runtime.h"
 #include "test_nodes.h"
 
 namespace tessaroc {

@@ -4,8 +4,8 @@
 
 #include <atomic>
 
-#include "core/function.h"
-#include "core/runtime.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/runtime.h"
 #include "test_nodes.h"
 
 namespace tessaroc {

@@ -3,7 +3,7 @@
 // handle's own text.
 #include <gtest/gtest.h>
 
-#include "core/string.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc {
 namespace {

@@ -1,6 +1,6 @@
 #include "test_nodes.h"
 
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "core/node_decl.h"
 
 #include <thread>

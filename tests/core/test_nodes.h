@@ -3,8 +3,8 @@
 // PERMANENT storage, BATCH kernels and array ports.
 #pragma once
 
-#include "core/data_types.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/registry.h"
 
 #include <atomic>
 

@@ -7,9 +7,9 @@
 #include <type_traits>
 
 #include "core/random.h"
-#include "core/result.h"
-#include "core/shading_context.h"
-#include "core/string.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc {
 namespace {

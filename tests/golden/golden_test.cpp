@@ -9,8 +9,8 @@
 #include <filesystem>
 
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."

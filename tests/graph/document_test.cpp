@@ -5,13 +5,13 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/document.h"
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 #include "host/resources/values.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {

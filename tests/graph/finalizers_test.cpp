@@ -2,9 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "graph/description_finalizers.h"
-#include "graph/material.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/graph/material.h"
+#include "graph/document.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

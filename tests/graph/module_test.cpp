@@ -5,12 +5,14 @@
 #include <filesystem>
 #include <fstream>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
 #include "host/resources/description_database.h"
+#include "host/resources/embedded_resources.h"
+#include "tessaroc/host/host_services.h"
 #include "pattern/catalogue.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc {
 namespace {
@@ -83,6 +85,63 @@ TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIdsAndItsAssetsAgreeWi
   ASSERT_TRUE(host::Descriptions().Assets(assets).ok());
   EXPECT_GE(assets.size(), 8u);
   ASSERT_TRUE(module::UnloadModule().ok());
+}
+
+// ---- where the descriptions are read from
+
+TEST(ResourceLocation, TheCompiledInCopyIsTheResourceTree) {
+  const fs::path tree = fs::path(TESSAROC_SOURCE_DIR) / "resources";
+  size_t onDisk = 0;
+  for (const auto& e : fs::recursive_directory_iterator(tree)) onDisk += e.path().extension() == ".json";
+  EXPECT_EQ(host::EmbeddedResources().size(), onDisk);
+  for (const host::EmbeddedFile& f : host::EmbeddedResources()) {
+    std::ifstream in(tree / f.path);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(f.text, text) << f.path;
+  }
+}
+
+// A call beats the environment, which beats the compiled-in copy; the module
+// then reads the descriptions from the folder chosen.
+TEST(ResourceLocation, ACallBeatsTheEnvironmentWhichBeatsTheCompiledInCopy) {
+  const fs::path root = fs::temp_directory_path() / ("tessaroc_loc_" + std::to_string(::getpid()));
+  const fs::path byEnv = root / "env", byCall = root / "call";
+  // Each folder labels "invertcolor" with its own name.
+  for (const fs::path& dir : {byEnv, byCall}) {
+    std::string text = R"({"format": "tessaroc-resources", "version": 1, "assets": [
+        {"id": "net.zovan.pattern.node.effect.invertcolor", "alias": "invertcolor", "group": "effect", "label": "NAME",
+         "nodes": {"main": "net.zovan.pattern.corenode.effect.invertcolor"},
+         "ports": [{"id": "color", "type": "colora", "default": [1, 1, 1, 1]}]}]})";
+    text.replace(text.find("NAME"), 4, dir.filename().string());
+    fs::create_directories(dir / "modules" / "tessarocs.module");
+    std::ofstream(dir / "modules" / "tessarocs.module" / "effects.json") << text;
+  }
+  struct Case {
+    const char* env;
+    fs::path call;
+    std::string folder;  // expected
+    std::string label;   // of "invertcolor", read from there
+  };
+  const Case cases[] = {
+      {nullptr, {}, std::string(host::kBuiltInResources), "Invert Color"},
+      {byEnv.c_str(), {}, byEnv.string(), "env"},
+      {byEnv.c_str(), byCall, byCall.string(), "call"},
+      {nullptr, byCall, byCall.string(), "call"},
+  };
+  for (const Case& c : cases) {
+    if (c.env) setenv("TESSAROC_RESOURCES", c.env, 1);
+    else unsetenv("TESSAROC_RESOURCES");
+    host::SetResourceFolder(c.call.string());
+    EXPECT_EQ(host::ApplicationResources().str(), c.folder);
+    ASSERT_TRUE(module::LoadModule().ok());
+    const host::AssetDescription* a = nullptr;
+    ASSERT_TRUE(host::Descriptions().Find("invertcolor", a).ok()) << c.folder;
+    EXPECT_EQ(a->label, c.label) << c.folder;
+    ASSERT_TRUE(module::UnloadModule().ok());
+  }
+  unsetenv("TESSAROC_RESOURCES");
+  host::SetResourceFolder("");
+  fs::remove_all(root);
 }
 
 // ---- resource files with mistakes

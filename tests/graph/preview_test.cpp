@@ -7,8 +7,8 @@
 
 #include "graph/preview/vector_math.h"
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "graph/document.h"
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 
 namespace tessaroc::pattern::testutil {

@@ -2,7 +2,7 @@
 // and always aims at it, with z up.
 #pragma once
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 #include "graph/preview/shapes.h"
 
 namespace tessaroc::graph {

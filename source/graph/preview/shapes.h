@@ -7,7 +7,7 @@
 
 #include <string_view>
 
-#include "core/value_types.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::graph {
 

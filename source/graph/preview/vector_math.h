@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "core/value_types.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::graph::vmath {
 

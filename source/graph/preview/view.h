@@ -3,8 +3,8 @@
 // shown as it is or lit.
 #pragma once
 
-#include "core/result.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
 #include "graph/preview/camera.h"
 #include "graph/preview/shapes.h"
 

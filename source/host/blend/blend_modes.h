@@ -8,7 +8,7 @@
 #include <memory>
 #include <string_view>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 #include "pattern/color/pixel_blend.h"
 
 namespace tessaroc::host {

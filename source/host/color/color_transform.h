@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::host {
 

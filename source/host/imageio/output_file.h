@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::host {
 

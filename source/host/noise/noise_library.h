@@ -3,7 +3,7 @@
 // operations of NoiseInterface.
 #pragma once
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 #include "pattern/generator/noise_interface.h"
 
 namespace tessaroc::host {

@@ -6,15 +6,14 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <sstream>
 
-#include "core/string.h"
+#include "tessaroc/core/string.h"
+#include "tessaroc/host/host_services.h"
+#include "host/resources/embedded_resources.h"
 #include "host/resources/values.h"
-
-#ifndef TESSAROC_RESOURCE_DIR
-#define TESSAROC_RESOURCE_DIR "resources"
-#endif
 
 namespace tessaroc::host {
 
@@ -213,16 +212,20 @@ const std::string* AssetDescription::CoreNodeOf(std::string_view instance) const
 }
 
 Result DescriptionDatabase::ReadFile(const std::string& path, std::vector<AssetDescription>& out) {
-  Reader r{path, Result()};
   std::ifstream in(path);
   if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  return ReadText(text, path, out);
+}
+
+Result DescriptionDatabase::ReadText(std::string_view text, const std::string& path,
+                                     std::vector<AssetDescription>& out) {
+  Reader r{path, Result()};
   json doc;
   try {
-    doc = json::parse(in);
+    doc = json::parse(text);
   } catch (const json::parse_error& e) {
     // e.what() names the byte; give the reader line and column.
-    std::ifstream again(path);
-    std::string text((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>());
     size_t line = 1, col = 1;
     for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
       if (text[i] == '\n') {
@@ -316,20 +319,29 @@ Result DescriptionDatabase::Load() {
   assets_.clear();
   std::set<std::string> dirs;
   for (const auto& [id, url] : locations_) dirs.insert(url.str());
-  std::vector<std::string> files;
+  // (path, text) of every file; a built-in file's text is the compiled-in copy.
+  std::vector<std::pair<std::string, std::optional<std::string_view>>> files;
   for (const std::string& dir : dirs) {
+    const std::string builtInPrefix = std::string(kBuiltInResources) + "/";
+    if (dir.starts_with(builtInPrefix)) {
+      const std::string below = dir.substr(builtInPrefix.size()) + "/";
+      for (const EmbeddedFile& f : EmbeddedResources())
+        if (f.path.starts_with(below) && f.path.find('/', below.size()) == std::string_view::npos)
+          files.emplace_back(builtInPrefix + std::string(f.path), f.text);
+      continue;
+    }
     std::error_code ec;
     if (!fs::is_directory(dir, ec)) {
       loadResult_ = Result::Fail(errors::kIo, dir + ": no such resource folder");
       return loadResult_;
     }
     for (const auto& e : fs::directory_iterator(dir, ec))
-      if (e.path().extension() == ".json") files.push_back(e.path().string());
+      if (e.path().extension() == ".json") files.emplace_back(e.path().string(), std::nullopt);
   }
   std::sort(files.begin(), files.end());
-  for (const std::string& f : files) {
+  for (const auto& [f, builtInText] : files) {
     std::vector<AssetDescription> read;
-    loadResult_ = ReadFile(f, read);
+    loadResult_ = builtInText ? ReadText(*builtInText, f, read) : ReadFile(f, read);
     if (loadResult_.failed()) {
       assets_.clear();
       return loadResult_;
@@ -421,9 +433,26 @@ DescriptionDatabase& Descriptions() {
   return *db;
 }
 
+namespace {
+std::mutex resourceFolderMutex;
+std::string& ResourceFolderSetting() {
+  static std::string* folder = new std::string;
+  return *folder;
+}
+}  // namespace
+
+void SetResourceFolder(const std::string& folder) {
+  std::lock_guard<std::mutex> lock(resourceFolderMutex);
+  ResourceFolderSetting() = folder;
+}
+
 Url ApplicationResources() {
+  {
+    std::lock_guard<std::mutex> lock(resourceFolderMutex);
+    if (!ResourceFolderSetting().empty()) return Url(ResourceFolderSetting());
+  }
   if (const char* env = std::getenv("TESSAROC_RESOURCES"); env && *env) return Url(env);
-  return Url(TESSAROC_RESOURCE_DIR);
+  return Url(kBuiltInResources);
 }
 
 }  // namespace tessaroc::host

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "core/data.h"
-#include "core/data_types.h"
-#include "core/registry.h"
-#include "core/string.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc::host {
 
@@ -83,6 +83,8 @@ class DescriptionDatabase {
 
   // Reads one file into a separate list (for tests and tools).
   static Result ReadFile(const std::string& path, std::vector<AssetDescription>& out);
+  // The same for a file's text; `path` names it in messages.
+  static Result ReadText(std::string_view text, const std::string& path, std::vector<AssetDescription>& out);
 
  private:
   mutable std::mutex mutex_;
@@ -97,8 +99,13 @@ class DescriptionDatabase {
 // The process-wide database.
 DescriptionDatabase& Descriptions();
 
-// The application's resource folder: $TESSAROC_RESOURCES, else the folder the
-// build was configured with.
+// The resource tree compiled into the library: a location below it (such as
+// "<built-in>/modules/tessarocs.module") reads the compiled-in copies of the
+// files that were below resources/ when the library was built.
+inline constexpr std::string_view kBuiltInResources = "<built-in>";
+
+// The application's resource folder, the first of: the folder given to
+// SetResourceFolder, $TESSAROC_RESOURCES, the compiled-in tree.
 Url ApplicationResources();
 
 }  // namespace tessaroc::host

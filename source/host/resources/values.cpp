@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "core/shading_context.h"
+#include "tessaroc/core/shading_context.h"
 #include "pattern/generator/texture_service.h"
 
 namespace tessaroc::host {

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "core/data.h"
-#include "core/data_types.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_types.h"
 
 namespace tessaroc::host {
 

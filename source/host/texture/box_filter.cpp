@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "core/shading_context.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::host::texture {
 

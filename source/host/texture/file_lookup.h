@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/shading_context.h"
-#include "core/string.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/string.h"
 
 namespace tessaroc::host {
 

@@ -2,7 +2,7 @@
 // weighted by a mask: one colour for the whole surface.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

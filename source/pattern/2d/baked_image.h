@@ -6,11 +6,11 @@
 #include <memory>
 #include <vector>
 
-#include "core/data_types.h"
-#include "core/function.h"
-#include "core/result.h"
-#include "core/shading_context.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc {
 

@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/2d/baked_image.h"
 
 namespace tessaroc::pattern {

@@ -3,7 +3,7 @@
 // baked.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -1,7 +1,7 @@
 // A 3 by 3 convolution of a colour function around the sample, masked.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

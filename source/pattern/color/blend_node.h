@@ -2,9 +2,9 @@
 // registry, with the mask rule and a choice of how alpha is handled.
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 #include "pattern/color/mask.h"
 
 namespace tessaroc::pattern {

@@ -2,7 +2,7 @@
 // the colour nodes share. Hue is in turns (0 to 1), not degrees.
 #pragma once
 
-#include "core/value_types.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -2,8 +2,8 @@
 // with one hue.
 #pragma once
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -1,9 +1,9 @@
 // Colour space conversion between RGB, HSV, HSL, XYZ and CMY, through RGB.
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

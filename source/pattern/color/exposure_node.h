@@ -1,8 +1,8 @@
 // The exposure colour effect.
 #pragma once
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

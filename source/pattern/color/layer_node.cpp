@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "pattern/color/mask.h"
 

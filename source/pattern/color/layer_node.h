@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/id.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/color/pixel_blend.h"
 
 namespace tessaroc::pattern {

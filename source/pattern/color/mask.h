@@ -2,10 +2,10 @@
 // maskblue, maskalpha, and the rule that mixes an effect into its input.
 #pragma once
 
-#include "core/data_types.h"
-#include "core/micronode.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/micronode.h"
 #include "core/node_decl.h"
-#include "core/value_types.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "core/class_registry.h"
-#include "core/data_type.h"
-#include "core/id.h"
-#include "core/result.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -2,9 +2,9 @@
 // colours (shufflecombine).
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -1,9 +1,9 @@
 // Shuffle combine: a colour built from the channels of two colours.
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

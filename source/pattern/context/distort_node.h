@@ -2,9 +2,9 @@
 // context by a colour, centred on a grey level.
 #pragma once
 
-#include "core/registry.h"
-#include "core/shading_context.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
-#include "core/data_type.h"
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::pattern {
 

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <new>
 
-#include "core/data_types.h"
-#include "core/function.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
 #include "core/node_decl.h"
 #include "core/random.h"
 #include "pattern/color/mask.h"

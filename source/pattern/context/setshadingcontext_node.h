@@ -2,7 +2,7 @@
 // nothing feeds leaves its fields as they were.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

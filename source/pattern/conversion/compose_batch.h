@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "core/micronode.h"
+#include "tessaroc/core/micronode.h"
 
 namespace tessaroc::pattern {
 

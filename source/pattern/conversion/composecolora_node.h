@@ -1,9 +1,9 @@
 // Compose colour with alpha: a ColorA from a Color whose channels connected scalar ports replace.
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

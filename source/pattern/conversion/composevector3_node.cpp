@@ -1,6 +1,6 @@
 #include "pattern/conversion/composevector3_node.h"
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "pattern/conversion/compose_batch.h"
 

@@ -1,9 +1,9 @@
 // Compose vector: a 4-component vector from floats, run as a batch kernel over a range of evaluations.
 #pragma once
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

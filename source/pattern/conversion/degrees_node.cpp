@@ -1,6 +1,6 @@
 #include "pattern/conversion/degrees_node.h"
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 
 namespace tessaroc::pattern {

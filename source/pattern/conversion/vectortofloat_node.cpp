@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 
 namespace tessaroc::pattern {

@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

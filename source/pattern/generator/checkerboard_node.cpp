@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/data_types.h"
-#include "core/function.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
 #include "core/node_decl.h"
 
 namespace tessaroc::pattern {

@@ -3,8 +3,8 @@
 // well inside one square evaluates only that square's colour.
 #pragma once
 
-#include "core/registry.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::pattern {
 

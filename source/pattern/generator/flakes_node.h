@@ -3,8 +3,8 @@
 // record of `voronoinoisepre`.
 #pragma once
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -5,8 +5,8 @@
 #include <new>
 #include <vector>
 
-#include "core/data_types.h"
-#include "core/function.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
 #include "core/node_decl.h"
 #include "core/services.h"
 #include "core/srgb.h"

@@ -6,9 +6,9 @@
 
 #include <string_view>
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 #include "pattern/generator/gradientmath.h"
 
 namespace tessaroc::pattern {

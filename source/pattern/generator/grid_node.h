@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

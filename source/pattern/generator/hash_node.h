@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/data_types.h"
-#include "core/micronode.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/micronode.h"
 #include "core/node_decl.h"
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

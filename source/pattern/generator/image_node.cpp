@@ -5,7 +5,7 @@
 #include <limits>
 #include <string>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "core/services.h"
 #include "pattern/generator/texture_service.h"

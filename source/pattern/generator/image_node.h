@@ -7,11 +7,11 @@
 
 #include <cstdint>
 
-#include "core/id.h"
-#include "core/registry.h"
-#include "core/shading_context.h"
-#include "core/string.h"
-#include "core/value_types.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/string.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

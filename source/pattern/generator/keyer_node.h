@@ -1,8 +1,8 @@
 // Keyer: a matte from the closeness of a colour to a key colour.
 #pragma once
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "core/class_registry.h"
-#include "core/id.h"
-#include "core/result.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

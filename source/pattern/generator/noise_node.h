@@ -5,9 +5,9 @@
 
 #include <cstdint>
 
-#include "core/data_type.h"
-#include "core/registry.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
 #include "pattern/generator/noise_interface.h"
 
 namespace tessaroc::pattern {

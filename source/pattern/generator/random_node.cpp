@@ -1,6 +1,6 @@
 #include "pattern/generator/random_node.h"
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "core/random.h"
 #include "pattern/generator/hash_node.h"

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "core/registry.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::pattern {
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "core/random.h"
 #include "pattern/math/numeric.h"

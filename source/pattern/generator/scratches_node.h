@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

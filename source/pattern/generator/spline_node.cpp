@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "pattern/color/mask.h"
 #include "pattern/generator/splinemapper.h"

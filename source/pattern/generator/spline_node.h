@@ -3,7 +3,7 @@
 // comes from the host (see splinemapper.h).
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

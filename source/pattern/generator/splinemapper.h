@@ -8,9 +8,9 @@
 #include <memory>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/result.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -8,11 +8,11 @@
 #include <memory>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/result.h"
-#include "core/shading_context.h"
-#include "core/string.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/string.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <new>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "pattern/color/color_math.h"
 #include "pattern/generator/cie1931_tables.h"

@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/registry.h"
-#include "core/shading_context.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

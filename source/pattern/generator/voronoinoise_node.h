@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
-#include "core/data_type.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/generator/noise_interface.h"
 
 namespace tessaroc::pattern {

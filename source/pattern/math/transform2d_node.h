@@ -1,8 +1,8 @@
 // 2D transform of a plain point: translate, rotate and scale about a pivot.
 #pragma once
 
-#include "core/registry.h"
-#include "core/value_types.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc::pattern {
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 
 namespace tessaroc::pattern {

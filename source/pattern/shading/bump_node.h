@@ -3,9 +3,9 @@
 // which hands on the context's plain shading normal.
 #pragma once
 
-#include "core/function.h"
-#include "core/registry.h"
-#include "core/shading_context.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/registry.h"
+#include "tessaroc/core/shading_context.h"
 
 namespace tessaroc::pattern {
 

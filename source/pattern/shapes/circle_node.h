@@ -1,7 +1,7 @@
 // Circle: a disc of diameter `scale` around the middle of the UV square.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/shapes/shape.h"
 
 namespace tessaroc::pattern {

@@ -2,7 +2,7 @@
 // soft falloff.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/shapes/shape.h"
 
 namespace tessaroc::pattern {

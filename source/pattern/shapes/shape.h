@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
-#include "core/data_types.h"
-#include "core/micronode.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/micronode.h"
 #include "core/node_decl.h"
-#include "core/value_types.h"
+#include "tessaroc/core/value_types.h"
 #include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 #include "pattern/shapes/shape.h"
 
 namespace tessaroc::pattern {

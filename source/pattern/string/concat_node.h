@@ -1,7 +1,7 @@
 // Concat: joins a variable number of strings (the array port `strings`).
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

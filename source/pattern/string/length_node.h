@@ -1,7 +1,7 @@
 // Length: the number of characters of a string.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -1,7 +1,7 @@
 // Case: a string in lower case, upper case, or capitalised (first letter upper, the rest lower).
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -1,7 +1,7 @@
 // Prefix and suffix: prefix + string + suffix.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

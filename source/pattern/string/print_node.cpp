@@ -2,7 +2,7 @@
 
 #include <source_location>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 #include "core/services.h"
 

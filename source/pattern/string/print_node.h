@@ -1,7 +1,7 @@
 // Print: writes a non-empty string to the default logger and passes it on.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

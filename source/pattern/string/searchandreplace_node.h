@@ -1,7 +1,7 @@
 // Search and replace: every occurrence of `search` replaced by `replace`.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
 
 namespace tessaroc::pattern {

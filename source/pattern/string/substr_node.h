@@ -1,7 +1,7 @@
 // Substring: `count` characters from `start`, clamped to the string.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -1,7 +1,7 @@
 // Truncate: the first `count` characters of a string.
 #pragma once
 
-#include "core/registry.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc::pattern {
 

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "graph/document.h"
 #include "graph/render.h"
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 #include "host/jobs/job_service.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

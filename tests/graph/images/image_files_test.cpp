@@ -15,10 +15,10 @@
 #include <unistd.h>
 
 #include "graph/render.h"
-#include "host/host_services.h"
+#include "tessaroc/host/host_services.h"
 #include "host/messages/message_sink.h"
 #include "host/texture/texture_service.h"
-#include "register.h"
+#include "tessaroc/module/register.h"
 #include "test_images.h"
 
 #ifndef TESSAROC_SOURCE_DIR

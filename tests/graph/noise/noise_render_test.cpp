@@ -7,10 +7,10 @@
 #include <string>
 
 #include "graph/document.h"
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {

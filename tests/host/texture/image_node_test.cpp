@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "core/services.h"
 #include "host/texture/texture_service.h"
 #include "pattern/catalogue.h"

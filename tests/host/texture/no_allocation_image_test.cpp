@@ -3,7 +3,7 @@
 // test binary.
 #include <gtest/gtest.h>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "host/texture/texture_service.h"
 #include "pattern/catalogue.h"
 #include "pattern/generator/image_node.h"

@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 
 namespace tessaroc::pattern {
 

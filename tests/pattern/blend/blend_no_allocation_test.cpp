@@ -2,7 +2,7 @@
 // counted through the global allocation functions of this test binary.
 #include <gtest/gtest.h>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "host/blend/blend_modes.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/blend_node.h"

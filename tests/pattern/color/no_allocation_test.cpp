@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 #include "pattern/color/colorcorrection_node.h"
 #include "pattern/color/colorprofile_node.h"

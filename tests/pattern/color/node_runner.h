@@ -7,7 +7,7 @@
 #include <cmath>
 #include <memory>
 
-#include "core/runtime.h"
+#include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
 
 namespace tessaroc::pattern::testing {

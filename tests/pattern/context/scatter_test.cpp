@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "pattern/context/scatter_node.h"
 
 namespace tessaroc::pattern {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "pattern/generator/cells_node.h"
 
 namespace tessaroc::pattern {

@@ -9,7 +9,7 @@
 
 #include "../pattern_test_util.h"
 #include "color_recorder.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/generator/checkerboard_node.h"
 #include "pattern/generator/grid_node.h"

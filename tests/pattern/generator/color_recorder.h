@@ -2,7 +2,7 @@
 // cache it was called with, and fails on request.
 #pragma once
 
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 
 namespace tessaroc::pattern::testutil {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "core/services.h"
 #include "pattern/generator/crc32c.h"
 #include "pattern/generator/gradient_node.h"
@@ -63,7 +63,7 @@ class Ramp {
     biasCalls.assign(n, 0);
     interpolationCalls.assign(n, 0);
     for (int64_t i = 0; i < n; ++i) {
-      const std::string k = "#" + std::to_string(i);
+      const std::string k = std::string("#").append(std::to_string(i));
       EXPECT_TRUE(plan_.Set(pre_, Id::Owned("position" + k), knots_[i].position).ok());
       AddFunction<ColorA>(kColorAType, "color" + k, colorCalls[i], [this, i] { return Grey(knots_[i].grey); });
       AddFunction<double>(kFloat64Type, "bias" + k, biasCalls[i], [this, i] { return knots_[i].bias; });

@@ -10,7 +10,7 @@
 
 #include "../pattern_test_util.h"
 #include "allocation_counter.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "host/noise/noise_library.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/context/scatter_node.h"
@@ -147,7 +147,7 @@ TEST(KnotsNoAllocation, GradientSamples) {
   const char* kinds[] = {"cubicknot", "smoothknot", "cubicbias", "blend"};
   std::vector<std::unique_ptr<FunctionInterface>> fns;
   for (int64_t i = 0; i < n; ++i) {
-    const std::string k = "#" + std::to_string(i);
+    const std::string k = std::string("#").append(std::to_string(i));
     ASSERT_TRUE(plan.Set(pre, Id::Owned("position" + k), i * 0.3).ok());
     fns.push_back(std::make_unique<ConstantFunction<ColorA>>(kColorAType, ColorA{0.1 * i, 0.2, 0.3, 1.0}));
     ASSERT_TRUE(plan.SetFunction(ramp, Id::Owned("color" + k), fns.back().get()).ok());

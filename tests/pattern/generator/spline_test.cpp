@@ -46,7 +46,7 @@ class SplineNodeTest : public ::testing::Test {
     EXPECT_TRUE(run->Set("linkendtangents", s.linkTangents).ok());
     EXPECT_TRUE(run->Set("linkendpositions", s.linkPositions).ok());
     for (size_t i = 0; i < knots.size(); ++i) {
-      const std::string k = "#" + std::to_string(i);
+      const std::string k = std::string("#").append(std::to_string(i));
       const KnotPorts& p = knots[i];
       EXPECT_TRUE(run->Set(Id::Owned("positionx" + k), p.x).ok());
       EXPECT_TRUE(run->Set(Id::Owned("positiony" + k), p.y).ok());

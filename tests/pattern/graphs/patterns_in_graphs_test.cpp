@@ -6,12 +6,12 @@
 #include <cmath>
 #include <string>
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 #include "graph/document.h"
-#include "graph/material.h"
+#include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "host/host_services.h"
-#include "register.h"
+#include "tessaroc/host/host_services.h"
+#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {

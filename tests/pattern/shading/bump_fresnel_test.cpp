@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "../pattern_test_util.h"
-#include "core/function.h"
+#include "tessaroc/core/function.h"
 #include "pattern/shading/bump_node.h"
 #include "pattern/shading/fresnel_node.h"
 

@@ -1,13 +1,13 @@
 // The built-in port value types and their registered ids.
 #pragma once
 
-#include "core/data.h"
-#include "core/data_type.h"
-#include "core/function.h"
-#include "core/id.h"
-#include "core/shading_context.h"
-#include "core/string.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/string.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc {
 

@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "core/string.h"
-#include "core/value_types.h"
+#include "tessaroc/core/string.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc {
 

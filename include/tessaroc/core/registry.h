@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "core/micronode.h"
+#include "tessaroc/core/micronode.h"
 
 namespace tessaroc {
 

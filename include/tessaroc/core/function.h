@@ -5,11 +5,11 @@
 
 #include <functional>
 
-#include "core/data.h"
-#include "core/data_type.h"
-#include "core/result.h"
-#include "core/shading_context.h"
-#include "core/value_types.h"
+#include "tessaroc/core/data.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/result.h"
+#include "tessaroc/core/shading_context.h"
+#include "tessaroc/core/value_types.h"
 
 namespace tessaroc {
 

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "core/runtime.h"
-#include "graph/document.h"
+#include "tessaroc/core/runtime.h"
 
 namespace tessaroc::graph {
+
+class Document;  // a graph document read and checked (graph/document.h, inside the library)
 
 class Material {
  public:
@@ -29,6 +30,9 @@ class Material {
                         const std::vector<std::string>& extra = {});
   static Result FromFile(const std::string& path, std::unique_ptr<Material>& out,
                          const std::vector<std::string>& extra = {});
+  // A document given as text. `origin` names it in messages, and its folder
+  // is where the document's relative file names are found ("scene/wood.json").
+  static Result FromText(const std::string& text, const std::string& origin, std::unique_ptr<Material>& out);
   ~Material();
 
   // Runs the uniform nodes once, then one evaluation at `priming`, so that

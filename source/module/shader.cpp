@@ -1,6 +1,6 @@
-#include "shader.h"
+#include "module/shader.h"
 
-#include "core/data_types.h"
+#include "tessaroc/core/data_types.h"
 #include "pattern/2d/baked_image.h"
 
 namespace tessaroc::module {

@@ -1,4 +1,4 @@
-#include "datadescription_tessarocs.h"
+#include "module/datadescription_tessarocs.h"
 
 #include "host/resources/description_database.h"
 

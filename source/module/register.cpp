@@ -1,16 +1,16 @@
-#include "register.h"
+#include "tessaroc/module/register.h"
 
 #include <algorithm>
 #include <mutex>
 
-#include "core/data_types.h"
-#include "core/registry.h"
-#include "datadescription_tessarocs.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/registry.h"
+#include "module/datadescription_tessarocs.h"
 #include "graph/description_finalizers.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
 #include "pattern/catalogue.h"
-#include "shader.h"
+#include "module/shader.h"
 
 namespace tessaroc::module {
 

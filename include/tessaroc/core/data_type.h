@@ -6,8 +6,8 @@
 #include <new>
 #include <type_traits>
 
-#include "core/id.h"
-#include "core/result.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

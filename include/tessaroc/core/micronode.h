@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "core/data_type.h"
-#include "core/id.h"
-#include "core/result.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/id.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc {
 

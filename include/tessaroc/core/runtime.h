@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
-#include "core/data_types.h"
-#include "core/function.h"
-#include "core/micronode.h"
-#include "core/registry.h"
+#include "tessaroc/core/data_types.h"
+#include "tessaroc/core/function.h"
+#include "tessaroc/core/micronode.h"
+#include "tessaroc/core/registry.h"
 
 namespace tessaroc {
 

@@ -1,8 +1,8 @@
 // Data types the module declares for baked data and search paths.
 #pragma once
 
-#include "core/data_type.h"
-#include "core/result.h"
+#include "tessaroc/core/data_type.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::module {
 

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "core/data_type.h"
+#include "tessaroc/core/data_type.h"
 
 namespace tessaroc {
 

@@ -2,7 +2,7 @@
 // registers the module's resource folder with the description database.
 #pragma once
 
-#include "core/result.h"
+#include "tessaroc/core/result.h"
 
 namespace tessaroc::module {
 
