@@ -8,6 +8,7 @@
 
 #include "tessaroc/core/function.h"
 #include "tessaroc/core/runtime.h"
+#include "graph/document.h"
 #include "graph/render.h"
 #include "tessaroc/host/host_services.h"
 #include "pattern/catalogue.h"

@@ -45,9 +45,11 @@ Result OutputFile::Create(const std::string& target, std::unique_ptr<OutputFile>
   // Hidden, in the same folder (so that the move is a rename), with the
   // target's extension for writers that look at it.
   for (int attempt = 0; attempt < 100; ++attempt) {
-    file->temporary_ = (path.parent_path() / ("." + path.filename().string() + "." + std::to_string(::getpid()) + "-" +
-                                              std::to_string(counter++) + ".tmp" + path.extension().string()))
-                           .string();
+    // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) on "." + std::string.
+    std::string name(".");
+    name.append(path.filename().string()).append(".").append(std::to_string(::getpid()));
+    name.append("-").append(std::to_string(counter++)).append(".tmp").append(path.extension().string());
+    file->temporary_ = (path.parent_path() / name).string();
     file->fd_ = ::open(file->temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (file->fd_ >= 0 || errno != EEXIST) break;
   }
