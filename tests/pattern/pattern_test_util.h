@@ -1,5 +1,6 @@
 // Helpers for the node tests: the catalogue in a registry of its own, a
-// runner per node, and comparisons of contexts and values.
+// runner per node with its mask and enumeration inputs, and comparisons of
+// colours, contexts and values that treat NaN as a value.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -32,6 +33,35 @@ inline std::unique_ptr<SingleNodeRunner> Runner(const char* id) {
   std::unique_ptr<SingleNodeRunner> run;
   EXPECT_TRUE(SingleNodeRunner::Create(Group(id), run).ok()) << id;
   return run;
+}
+
+// Sets the five mask ports.
+inline void SetMask(SingleNodeRunner& run, double blend, bool r, bool g, bool b, bool a) {
+  EXPECT_TRUE(run.Set("maskblend", blend).ok());
+  EXPECT_TRUE(run.Set("maskred", r).ok());
+  EXPECT_TRUE(run.Set("maskgreen", g).ok());
+  EXPECT_TRUE(run.Set("maskblue", b).ok());
+  EXPECT_TRUE(run.Set("maskalpha", a).ok());
+}
+
+inline void SetEnum(SingleNodeRunner& run, const char* port, const char* value) {
+  EXPECT_TRUE(run.Set(port, InternedId::Intern(value)).ok());
+}
+
+inline ColorA RunColor(SingleNodeRunner& run, const char* port = "result") {
+  EXPECT_TRUE(run.Run().ok());
+  return run.Get<ColorA>(port);
+}
+
+inline ::testing::AssertionResult ColorNear(const ColorA& got, const ColorA& want, double tol) {
+  auto same = [tol](double a, double b) {
+    return (std::isnan(a) && std::isnan(b)) || a == b || std::fabs(a - b) <= tol;
+  };
+  if (same(got.r, want.r) && same(got.g, want.g) && same(got.b, want.b) && same(got.a, want.a))
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "got (" << got.r << ", " << got.g << ", " << got.b << ", " << got.a
+                                       << ") want (" << want.r << ", " << want.g << ", " << want.b << ", " << want.a
+                                       << ") within " << tol;
 }
 
 // The inputs of a placement2d, with its identity settings.
@@ -67,34 +97,32 @@ inline bool Same(const Vector& a, const Vector& b) { return Same(a.x, b.x) && Sa
 
 // Every field of two contexts, the carried ones included.
 inline ::testing::AssertionResult SameContext(const ShadingContext& a, const ShadingContext& b) {
+// clang-format off
 #define TESSAROC_FIELD(f) \
   if (std::memcmp(&a.f, &b.f, sizeof(a.f)) != 0) return ::testing::AssertionFailure() << "field " #f " differs";
-  TESSAROC_FIELD(carried0)
-  TESSAROC_FIELD(carried1)
-  TESSAROC_FIELD(carried2) TESSAROC_FIELD(carried3) TESSAROC_FIELD(carried4) TESSAROC_FIELD(carried5) TESSAROC_FIELD(
-      position) TESSAROC_FIELD(positiondx) TESSAROC_FIELD(positiondy) TESSAROC_FIELD(carried9) TESSAROC_FIELD(carried10)
-      TESSAROC_FIELD(geometricnormal) TESSAROC_FIELD(carried11) TESSAROC_FIELD(shadingnormal) TESSAROC_FIELD(carried12)
-          TESSAROC_FIELD(carried13) TESSAROC_FIELD(uvw) TESSAROC_FIELD(uvwdx) TESSAROC_FIELD(uvwdy) TESSAROC_FIELD(
-              carried14) TESSAROC_FIELD(tangent) TESSAROC_FIELD(bitangent) TESSAROC_FIELD(carried17)
-              TESSAROC_FIELD(carried18) TESSAROC_FIELD(uvwvalid) TESSAROC_FIELD(carried19) TESSAROC_FIELD(wrapmodeu)
-                  TESSAROC_FIELD(wrapmodev) TESSAROC_FIELD(carried20) TESSAROC_FIELD(pixelx) TESSAROC_FIELD(pixely)
-                      TESSAROC_FIELD(subpixelx) TESSAROC_FIELD(subpixely) TESSAROC_FIELD(time) TESSAROC_FIELD(framerate)
-                          TESSAROC_FIELD(rayorigin) TESSAROC_FIELD(raydirection) TESSAROC_FIELD(raymindistance)
-                              TESSAROC_FIELD(raymaxdistance) TESSAROC_FIELD(carried22) TESSAROC_FIELD(carried23)
-                                  TESSAROC_FIELD(rayorigindx) TESSAROC_FIELD(rayorigindy) TESSAROC_FIELD(raydirectiondx)
-                                      TESSAROC_FIELD(raydirectiondy) TESSAROC_FIELD(carried24) TESSAROC_FIELD(carried25)
-                                          TESSAROC_FIELD(carried26) TESSAROC_FIELD(carried27) TESSAROC_FIELD(carried28)
-                                              TESSAROC_FIELD(carried29) TESSAROC_FIELD(carried30)
-                                                  TESSAROC_FIELD(carried31) TESSAROC_FIELD(carried32)
-                                                      TESSAROC_FIELD(imageflag) TESSAROC_FIELD(carried33)
-                                                          TESSAROC_FIELD(carried34) TESSAROC_FIELD(searchpaths)
-                                                              TESSAROC_FIELD(messagesink)
+  TESSAROC_FIELD(carried0) TESSAROC_FIELD(carried1) TESSAROC_FIELD(carried2)
+  TESSAROC_FIELD(carried3) TESSAROC_FIELD(carried4) TESSAROC_FIELD(carried5) TESSAROC_FIELD(position) TESSAROC_FIELD(positiondx)
+  TESSAROC_FIELD(positiondy) TESSAROC_FIELD(carried9) TESSAROC_FIELD(carried10) TESSAROC_FIELD(geometricnormal)
+  TESSAROC_FIELD(carried11) TESSAROC_FIELD(shadingnormal) TESSAROC_FIELD(carried12) TESSAROC_FIELD(carried13)
+  TESSAROC_FIELD(uvw) TESSAROC_FIELD(uvwdx) TESSAROC_FIELD(uvwdy) TESSAROC_FIELD(carried14) TESSAROC_FIELD(tangent) TESSAROC_FIELD(bitangent)
+  TESSAROC_FIELD(carried17) TESSAROC_FIELD(carried18) TESSAROC_FIELD(uvwvalid) TESSAROC_FIELD(carried19)
+  TESSAROC_FIELD(wrapmodeu) TESSAROC_FIELD(wrapmodev) TESSAROC_FIELD(carried20) TESSAROC_FIELD(pixelx)
+  TESSAROC_FIELD(pixely) TESSAROC_FIELD(subpixelx) TESSAROC_FIELD(subpixely) TESSAROC_FIELD(time)
+  TESSAROC_FIELD(framerate) TESSAROC_FIELD(rayorigin) TESSAROC_FIELD(raydirection) TESSAROC_FIELD(raymindistance)
+  TESSAROC_FIELD(raymaxdistance) TESSAROC_FIELD(carried22) TESSAROC_FIELD(carried23) TESSAROC_FIELD(rayorigindx)
+  TESSAROC_FIELD(rayorigindy) TESSAROC_FIELD(raydirectiondx) TESSAROC_FIELD(raydirectiondy) TESSAROC_FIELD(carried24)
+  TESSAROC_FIELD(carried25) TESSAROC_FIELD(carried26) TESSAROC_FIELD(carried27) TESSAROC_FIELD(carried28)
+  TESSAROC_FIELD(carried29) TESSAROC_FIELD(carried30) TESSAROC_FIELD(carried31) TESSAROC_FIELD(carried32)
+  TESSAROC_FIELD(imageflag) TESSAROC_FIELD(carried33) TESSAROC_FIELD(carried34) TESSAROC_FIELD(searchpaths)
+  TESSAROC_FIELD(messagesink)
 #undef TESSAROC_FIELD
-                                                                  return ::testing::AssertionSuccess();
+  // clang-format on
+  return ::testing::AssertionSuccess();
 }
 
-// A context whose every field holds something other than its default, so
-// that a field lost on the way shows.
+// A context with something other than its default in 28 of its fields, from
+// each group (positions, normals, uvw, frame, ray, pixel, time, carried), so
+// that a field lost on the way shows; the others keep their defaults.
 inline ShadingContext BusyContext() {
   ShadingContext c;
   c.carried0 = 11;

@@ -1,7 +1,7 @@
 // shuffle, shufflecombine, keyer and strength.
 #include <gtest/gtest.h>
 
-#include "node_runner.h"
+#include "../pattern_test_util.h"
 #include "pattern/color/shuffle_node.h"
 #include "pattern/color/shufflecombine_node.h"
 #include "pattern/generator/keyer_node.h"
@@ -10,15 +10,14 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testing::ColorNear;
-using testing::MakeRunner;
-using testing::RunColor;
-using testing::SetEnum;
+using testutil::ColorNear;
+using testutil::RunColor;
+using testutil::SetEnum;
 
 const char* const kComponentPorts[] = {"redComponent", "greenComponent", "blueComponent", "alphaComponent"};
 
 ColorA Shuffle(const ColorA& c, const char* r, const char* g, const char* b, const char* a) {
-  auto run = MakeRunner(kShuffleId);
+  auto run = testutil::Runner(kShuffleId);
   EXPECT_TRUE(run->Set("color", c).ok());
   const char* picks[] = {r, g, b, a};
   for (int i = 0; i < 4; ++i) SetEnum(*run, kComponentPorts[i], picks[i]);
@@ -36,7 +35,7 @@ TEST(Shuffle, PicksChannelsByName) {
 }
 
 TEST(ShuffleCombine, TakesChannelsFromEitherColour) {
-  auto run = MakeRunner(kShuffleCombineId);
+  auto run = testutil::Runner(kShuffleCombineId);
   ASSERT_TRUE(run->Set("color1", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
   ASSERT_TRUE(run->Set("color2", ColorA{0.5, 0.6, 0.7, 0.8}).ok());
   const char* picks[] = {"red1", "green2", "blue1", "alpha2"};
@@ -53,7 +52,7 @@ struct KeyerOut {
 };
 
 KeyerOut Key(const ColorA& c, const Color& key, double tmin, double tmax, const char* mode) {
-  auto run = MakeRunner(kKeyerId);
+  auto run = testutil::Runner(kKeyerId);
   EXPECT_TRUE(run->Set("color", c).ok());
   EXPECT_TRUE(run->Set("key", key).ok());
   EXPECT_TRUE(run->Set("toleranceMin", tmin).ok());
@@ -94,7 +93,7 @@ TEST(Keyer, RampsOverTheSquaredDistanceClampsAndModes) {
 }
 
 TEST(Strength, ScalesColourAndKeepsAlpha) {
-  auto run = MakeRunner(kStrengthId);
+  auto run = testutil::Runner(kStrengthId);
   ASSERT_TRUE(run->Set("input", ColorA{0.2, -0.4, 3.0, 0.6}).ok());
   ASSERT_TRUE(run->Set("strength", 2.5).ok());
   EXPECT_TRUE(ColorNear(RunColor(*run, "output"), {0.5, -1.0, 7.5, 0.6}, 0));

@@ -3,22 +3,21 @@
 
 #include <cmath>
 
-#include "node_runner.h"
+#include "../pattern_test_util.h"
 #include "pattern/color/colorcorrection_node.h"
 #include "pattern/color/selectivecolorcorrection_node.h"
 
 namespace tessaroc::pattern {
 namespace {
 
-using testing::ColorNear;
-using testing::MakeRunner;
-using testing::RunColor;
-using testing::SetMask;
+using testutil::ColorNear;
+using testutil::RunColor;
+using testutil::SetMask;
 
 constexpr double kTwoPi = 6.283185307179586;
 
 ColorA Hsl(const ColorA& c, double hue, double sat, double value, bool colorize, bool maskAlpha = false) {
-  auto run = MakeRunner(kColorHslId);
+  auto run = testutil::Runner(kColorHslId);
   EXPECT_TRUE(run->Set("color", c).ok());
   EXPECT_TRUE(run->Set("hue", hue).ok());
   EXPECT_TRUE(run->Set("saturation", sat).ok());
@@ -73,7 +72,7 @@ struct Bands {
 };
 
 ColorA Correct(const ColorA& c, const Bands& bands, double blend = 1.0) {
-  auto run = MakeRunner(kColorCorrectionId);
+  auto run = testutil::Runner(kColorCorrectionId);
   EXPECT_TRUE(run->Set("color", c).ok());
   for (int i = 0; i < kColorBandCount; ++i) {
     EXPECT_TRUE(run->Set(Id::Owned(std::string("hue") + kBandNames[i]), bands.shift[i].hue).ok());

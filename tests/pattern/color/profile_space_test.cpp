@@ -4,7 +4,7 @@
 #include <cmath>
 #include <string_view>
 
-#include "node_runner.h"
+#include "../pattern_test_util.h"
 #include "pattern/color/color_math.h"
 #include "pattern/color/colorprofile_node.h"
 #include "pattern/color/colorspace_node.h"
@@ -12,11 +12,10 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testing::ColorNear;
-using testing::MakeRunner;
-using testing::RunColor;
-using testing::SetEnum;
-using testing::SetMask;
+using testutil::ColorNear;
+using testutil::RunColor;
+using testutil::SetEnum;
+using testutil::SetMask;
 
 struct ProfileSetup {
   const char* in = "linear";
@@ -27,7 +26,7 @@ struct ProfileSetup {
 };
 
 ColorA Profile(const ColorA& c, const ProfileSetup& p) {
-  auto run = MakeRunner(kColorProfileId);
+  auto run = testutil::Runner(kColorProfileId);
   EXPECT_TRUE(run->Set("color", c).ok());
   SetEnum(*run, "inProfile", p.in);
   SetEnum(*run, "outProfile", p.out);
@@ -103,7 +102,7 @@ TEST(ColorProfile, CineonUsesBlackpointAsDivisorAndWhitepointAsZero) {
 // ---- colorspace
 
 ColorA Space(const ColorA& c, const char* in, const char* out, bool maskAlpha = true) {
-  auto run = MakeRunner(kColorSpaceId);
+  auto run = testutil::Runner(kColorSpaceId);
   EXPECT_TRUE(run->Set("color", c).ok());
   SetEnum(*run, "incolorspace", in);
   SetEnum(*run, "outcolorspace", out);

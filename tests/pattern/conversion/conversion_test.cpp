@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "../color/node_runner.h"
+#include "../pattern_test_util.h"
 #include "pattern/conversion/colortofloat_node.h"
 #include "pattern/conversion/composecolor_node.h"
 #include "pattern/conversion/composecolora_node.h"
@@ -22,12 +22,10 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testing::CatalogueRegistry;
-using testing::MakeRunner;
-using testing::SetEnum;
+using testutil::SetEnum;
 
 double ColorToFloatNode(const ColorA& c, const char* mode, bool useAlpha) {
-  auto run = MakeRunner(kColorToFloatId);
+  auto run = testutil::Runner(kColorToFloatId);
   EXPECT_TRUE(run->Set("color", c).ok());
   SetEnum(*run, "mode", mode);
   EXPECT_TRUE(run->Set("useAlpha", useAlpha).ok());
@@ -75,7 +73,7 @@ TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
 }
 
 double VectorToFloatNode(const Vector4d& v, const char* mode) {
-  auto run = MakeRunner(kVectorToFloatId);
+  auto run = testutil::Runner(kVectorToFloatId);
   EXPECT_TRUE(run->Set("vector", v).ok());
   SetEnum(*run, "mode", mode);
   EXPECT_TRUE(run->Run().ok());
@@ -93,7 +91,7 @@ TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
 }
 
 TEST(Compose, ColourAndColourWithAlpha) {
-  auto rgb = MakeRunner(kComposeColorId);
+  auto rgb = testutil::Runner(kComposeColorId);
   ASSERT_TRUE(rgb->Set("red", 0.1).ok());
   ASSERT_TRUE(rgb->Set("green", 0.2).ok());
   ASSERT_TRUE(rgb->Set("blue", 0.3).ok());
@@ -101,7 +99,7 @@ TEST(Compose, ColourAndColourWithAlpha) {
   EXPECT_EQ(rgb->Get<Color>("result"), (Color{0.1, 0.2, 0.3}));
 
   // Unset scalar ports leave the channels of rgb; alpha is used as it is.
-  auto rgba = MakeRunner(kComposeColorAId);
+  auto rgba = testutil::Runner(kComposeColorAId);
   ASSERT_TRUE(rgba->Set("rgb", Color{0.4, 0.5, 0.6}).ok());
   ASSERT_TRUE(rgba->Set("alpha", 0.7).ok());
   ASSERT_TRUE(rgba->Run().ok());
@@ -117,7 +115,7 @@ TEST(Compose, ColourAndColourWithAlpha) {
 }
 
 TEST(ConvertDegrees, BothWaysAndUnknownModeLeavesResult) {
-  auto run = MakeRunner(kConvertDegreesId);
+  auto run = testutil::Runner(kConvertDegreesId);
   ASSERT_TRUE(run->Set("value", 180.0).ok());
   SetEnum(*run, "mode", "degtorad");
   ASSERT_TRUE(run->Run().ok());
@@ -141,7 +139,7 @@ void ExpectFloats(SingleNodeRunner& run, std::initializer_list<std::pair<const c
 }
 
 TEST(SplitComponents, ColourChannelsAndIndex) {
-  auto run = MakeRunner(kSplitColorComponentsId);
+  auto run = testutil::Runner(kSplitColorComponentsId);
   ASSERT_TRUE(run->Set("color", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
   ASSERT_TRUE(run->Set<int64_t>("index", 3).ok());
   ASSERT_TRUE(run->Run().ok());
@@ -162,7 +160,7 @@ TEST(SplitComponents, ColourChannelsAndIndex) {
 }
 
 TEST(SplitComponents, VectorPartsAndIndex) {
-  auto run = MakeRunner(kSplitVectorComponentsId);
+  auto run = testutil::Runner(kSplitVectorComponentsId);
   ASSERT_TRUE(run->Set("vector", Vector4d{1, 2, 3, 4}).ok());
   ASSERT_TRUE(run->Set<int64_t>("index", 2).ok());
   ASSERT_TRUE(run->Run().ok());
@@ -179,7 +177,7 @@ TEST(SplitComponents, VectorPartsAndIndex) {
 
 const MicroNodeGroup& Group(const char* id) {
   const MicroNodeGroup* g = nullptr;
-  EXPECT_TRUE(CatalogueRegistry().GetGroup(id, g).ok());
+  EXPECT_TRUE(testutil::Catalogue().GetGroup(id, g).ok());
   return *g;
 }
 
@@ -229,7 +227,7 @@ TEST(ComposeVectorBatch, StridedRangeEmptyRangeAndOneEvaluationInAPlan) {
   ASSERT_TRUE(RunBatch(Group(kComposeVector3Id), 0, bind0, 0).ok());
   EXPECT_EQ(sentinel, (Vector{-9, -9, -9}));
 
-  auto run = MakeRunner(kComposeVector3Id);
+  auto run = testutil::Runner(kComposeVector3Id);
   ASSERT_TRUE(run->Set("x", 1.5).ok());
   ASSERT_TRUE(run->Set("y", -2.5).ok());
   ASSERT_TRUE(run->Set("z", 3.5).ok());

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "../color/node_runner.h"
+#include "../pattern_test_util.h"
 #include "pattern/color/color_math.h"
 #include "pattern/generator/blackbody_node.h"
 #include "pattern/generator/cie1931_tables.h"
@@ -14,9 +14,7 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testing::CatalogueRegistry;
-using testing::ColorNear;
-using testing::MakeRunner;
+using testutil::ColorNear;
 
 // The 5 nm table is checked whole by the blackbody's independent integration,
 // the middle of the 1 nm one by the spectrum averages; here its two ends.
@@ -59,7 +57,7 @@ TEST(Blackbody, MatchesAnIndependentIntegration) {
   // python3 over the 5 nm four-decimal CSV: T = 100 * 57.29577951308232,
   // M = 3.7417748794402714e29 / lambda^5 / exp(14387686.6 / (lambda T) - 1),
   // halved at both ends, normalised to the largest, through the XYZ matrix.
-  auto run = MakeRunner(kBlackbodyId);
+  auto run = testutil::Runner(kBlackbodyId);
   ASSERT_TRUE(run->Set("temperature", 100.0).ok());
   ASSERT_TRUE(run->Run().ok());
   const Color c = run->Get<Color>("result");
@@ -210,8 +208,8 @@ TEST(ThinFilm, ThicknessAndFacing) {
 TEST(ThinFilm, PreNodeFeedsTheSampleNodeThroughTheRuntime) {
   const MicroNodeGroup* preGroup = nullptr;
   const MicroNodeGroup* mainGroup = nullptr;
-  ASSERT_TRUE(CatalogueRegistry().GetGroup(kThinFilmPreId, preGroup).ok());
-  ASSERT_TRUE(CatalogueRegistry().GetGroup(kThinFilmId, mainGroup).ok());
+  ASSERT_TRUE(testutil::Catalogue().GetGroup(kThinFilmPreId, preGroup).ok());
+  ASSERT_TRUE(testutil::Catalogue().GetGroup(kThinFilmId, mainGroup).ok());
   Plan plan;
   NodeRef pre, film;
   ASSERT_TRUE(plan.AddNode(preGroup, "pre", pre).ok());

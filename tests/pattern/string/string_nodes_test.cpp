@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "../color/node_runner.h"
+#include "../pattern_test_util.h"
 #include "core/services.h"
 #include "pattern/string/concat_node.h"
 #include "pattern/string/length_node.h"
@@ -20,14 +20,12 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testing::CatalogueRegistry;
-using testing::MakeRunner;
-using testing::SetEnum;
+using testutil::SetEnum;
 
 std::unique_ptr<SingleNodeRunner> Concat(const std::vector<const char*>& parts) {
   const int64_t counts[] = {static_cast<int64_t>(parts.size())};
   const MicroNodeGroup* g = nullptr;
-  EXPECT_TRUE(CatalogueRegistry().GetGroup(kConcatId, counts, g).ok());
+  EXPECT_TRUE(testutil::Catalogue().GetGroup(kConcatId, counts, g).ok());
   std::unique_ptr<SingleNodeRunner> run;
   EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
   for (size_t i = 0; i < parts.size(); ++i)
@@ -56,7 +54,7 @@ TEST(Concat, JoinsInOrderAndDoesNotChangeItsInputs) {
 template <class R = String>
 R Run(const char* id, const String& s, std::initializer_list<std::pair<const char*, int64_t>> ints,
       const char* mode = nullptr) {
-  auto run = MakeRunner(id);
+  auto run = testutil::Runner(id);
   EXPECT_TRUE(run->Set("string", s).ok());
   for (const auto& [port, value] : ints) EXPECT_TRUE(run->Set(port, value).ok()) << port;
   if (mode) SetEnum(*run, "mode", mode);
@@ -89,7 +87,7 @@ TEST(LetterCase, ModesAndUnknownModeHandsOnTheSameHandle) {
 }
 
 std::unique_ptr<SingleNodeRunner> PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
-  auto run = MakeRunner(kPrefixSuffixId);
+  auto run = testutil::Runner(kPrefixSuffixId);
   EXPECT_TRUE(run->Set("string", String(s)).ok());
   EXPECT_TRUE(run->Set("prefix", String(prefix)).ok());
   EXPECT_TRUE(run->Set("suffix", String(suffix)).ok());
@@ -129,7 +127,7 @@ class PrintTest : public ::testing::Test {
 };
 
 TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
-  auto run = MakeRunner(kPrintId);
+  auto run = testutil::Runner(kPrintId);
   const String s("sample reached");
   ASSERT_TRUE(run->Set("string", s).ok());
   ASSERT_TRUE(run->Run().ok());
@@ -151,14 +149,14 @@ TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
 
   // Without a logger it still passes the string.
   SetDefaultLogger(nullptr);
-  run = MakeRunner(kPrintId);
+  run = testutil::Runner(kPrintId);
   ASSERT_TRUE(run->Set("string", String("quiet")).ok());
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("passthrough").view(), "quiet");
 }
 
 TEST(SearchAndReplace, ReplacesEveryOccurrence) {
-  auto run = MakeRunner(kSearchAndReplaceId);
+  auto run = testutil::Runner(kSearchAndReplaceId);
   const String input("a.b.c");
   ASSERT_TRUE(run->Set("string", input).ok());
   ASSERT_TRUE(run->Set("search", String(".")).ok());
@@ -183,7 +181,7 @@ TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   EXPECT_TRUE(Substr("", 0, 3).empty());
   EXPECT_EQ(Substr("\xc3\xa9t\xc3\xa9", 1, 2).view(), "t\xc3\xa9");
 
-  auto run = MakeRunner(kSubstrId);
+  auto run = testutil::Runner(kSubstrId);
   ASSERT_TRUE(run->Set("string", String("abcdef")).ok());
   ASSERT_TRUE(run->Set<int64_t>("start", 0).ok());
   ASSERT_TRUE(run->Set<int64_t>("count", 2).ok());
