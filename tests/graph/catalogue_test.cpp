@@ -227,6 +227,46 @@ TEST_F(Catalogue, EveryAssetAndCoreNodeRendersWithItsDefaultsAndTheRows) {
   EXPECT_GT(rendered, 90);
 }
 
+// The nodes no example shows, composed: colour effects in a chain, the
+// conversions and a maths noise feeding it as Floats, and the string nodes
+// choosing the channel a split passes on. Rendered like the examples.
+const char* kTestGraph = R"({"tessaroc": 1, "nodes": {
+  "board": {"node": "checkerboard"},
+  "swap": {"node": "shuffle", "inputs": {"color": {"link": "board.result"}, "redcomponent": "blue"}},
+  "mix": {"node": "shufflecombine", "inputs": {"color1": {"link": "swap.result"}, "color2": {"link": "board.result"}}},
+  "key": {"node": "keyer", "inputs": {"color": {"link": "mix.result"}, "tolerancemax": 0.5}},
+  "weak": {"node": "strength", "inputs": {"input": {"link": "key.result"}, "strength": 0.7}},
+  "bias": {"node": "biasgain", "inputs": {"color": {"link": "weak.output"}, "bias": 0.3}},
+  "punch": {"node": "contrast", "inputs": {"color": {"link": "bias.result"}, "contrast": 0.4}},
+  "pre": {"node": "premultiply", "inputs": {"color": {"link": "punch.result"}}},
+  "unpre": {"node": "unpremultiply", "inputs": {"color": {"link": "pre.result"}}},
+  "white": {"node": "whitebalance", "inputs": {"color": {"link": "unpre.result"}, "whitepoint": [0.9, 1, 1.1]}},
+  "warm": {"node": "colortemperature", "inputs": {"color": {"link": "white.result"}, "temperature": 0.3}},
+  "mean": {"node": "areaaverage", "inputs": {"color": {"link": "warm.result"}, "width": 8, "height": 8}},
+  "sharp": {"node": "kernel", "inputs": {"color": {"link": "mean.result"}, "kernel11": 1}},
+  "metal": {"node": "fresnelconductor"},
+  "name": {"node": "concat", "inputs": {"strings": ["Red", "Green"]}},
+  "lower": {"node": "case", "inputs": {"string": {"link": "name.result"}, "mode": "lowercase"}},
+  "framed": {"node": "prefixsuffix", "inputs": {"string": {"link": "lower.result"}, "prefix": "<", "suffix": ">"}},
+  "swapped": {"node": "searchandreplace", "inputs": {"string": {"link": "framed.result"}, "search": "green",
+                                                      "replace": "blue"}},
+  "part": {"node": "substr", "inputs": {"string": {"link": "swapped.result"}, "start": 1, "count": 6}},
+  "short": {"node": "truncate", "inputs": {"string": {"link": "part.result"}, "count": 2}},
+  "shown": {"node": "print", "inputs": {"string": {"link": "short.result"}}},
+  "count": {"node": "length", "inputs": {"string": {"link": "shown.passthrough"}}},
+  "split": {"node": "splitcolorcomponents", "inputs": {"color": {"link": "sharp.result"}, "index": {"link": "count.result"}}},
+  "turn": {"node": "convertdegrees", "inputs": {"value": {"link": "split.indexedcomponent"}, "mode": "degtorad"}},
+  "pair": {"node": "composevector2", "inputs": {"x": {"link": "turn.result"}, "y": {"link": "split.g"}}},
+  "four": {"node": "composevector4", "inputs": {"x": {"link": "split.r"}, "y": {"link": "split.b"}, "w": 1}},
+  "parts": {"node": "splitvectorcomponents", "inputs": {"vector": {"link": "four.result"}}},
+  "size": {"node": "vectortofloat", "inputs": {"vector": {"link": "four.result"}, "mode": "length"}},
+  "wobble": {"node": "mathnoise", "inputs": {"time": {"link": "size.result"}, "scale": {"link": "parts.x"}}},
+  "dim": {"node": "blend", "inputs": {"background": {"link": "sharp.result"}, "foreground": {"link": "metal.result"},
+                                      "blendmode": "net.zovan.render.blendmode.multiply"}},
+  "out": {"node": "blend", "inputs": {"background": {"link": "dim.result"}, "foreground": {"link": "wobble.result"},
+                                      "blendmode": "net.zovan.render.blendmode.average"}}},
+  "output": {"link": "out.result"}})";
+
 std::vector<fs::path> Examples() {
   std::vector<fs::path> out;
   for (const auto& e : fs::directory_iterator(kSource + "/examples"))
@@ -247,6 +287,10 @@ TEST_F(Catalogue, EveryExampleRendersUnderTheSameInvariants) {
     ASSERT_TRUE(r.ok()) << r.ToString();
     CheckRenders(std::move(doc), true);
   }
+  std::unique_ptr<Document> doc;
+  Result r = Document::Parse(kTestGraph, "catalogue.json", doc);
+  ASSERT_TRUE(r.ok()) << r.ToString();
+  CheckRenders(std::move(doc), true);
 }
 
 TEST_F(Catalogue, EveryNodeShowsInAnExampleOrATestGraph) {

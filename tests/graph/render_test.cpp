@@ -79,25 +79,6 @@ const char* kBumped = R"({
   "normal": {"link": "bump.result"}
 })";
 
-TEST_F(RenderTest, OneAndTwoThreadsGiveTheSameBits) {
-  const struct {
-    const char* graph;
-    View view;
-  } cases[] = {{kGraph, {}}, {kBumped, ShapeView(Shape::kSphere, true)}, {kGraph, ShapeView(Shape::kTorus, false)}};
-  for (const auto& c : cases) {
-    const host::Image one = RenderText(c.graph, 1, 96, c.view);
-    const host::Image two = RenderText(c.graph, 2, 96, c.view);
-    ASSERT_EQ(one.pixels.size(), two.pixels.size());
-    EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)), 0)
-        << ShapeName(c.view.shape);
-    // And the picture is not flat: the test would pass on an all-black image otherwise.
-    float lo = one.pixels[0], hi = one.pixels[0];
-    for (size_t i = 0; i < one.pixels.size(); i += 4)
-      lo = std::min(lo, one.pixels[i]), hi = std::max(hi, one.pixels[i]);
-    EXPECT_GT(hi - lo, 0.2f) << ShapeName(c.view.shape);
-  }
-}
-
 // Lit, the board's grooves show where the document's normal bends; without
 // the normal only the sphere's own shading does, and unlit neither.
 TEST_F(RenderTest, LightingShadesWithTheDocumentsNormal) {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "../pattern_test_util.h"
@@ -347,53 +346,6 @@ TEST_F(GridTest, IndexCountsCellsWithoutWrappingAndIsZeroOutside) {
   EXPECT_EQ(index(0.3, 0.7, 0), 0);  // outside the placed coordinate
   EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(index(0.0, 0.0), 0);
-}
-
-// ---- threads
-
-// Clones of a primed instance sampled from several threads give exactly the
-// single-threaded results: the placement's private map lives in each thread's
-// own block.
-TEST(PatternThreads, ClonesOfAPrimedPlanAgreeBitForBit) {
-  CallableFunction<ColorA> c1(kColorAType, [](const ShadingContext& c, ColorA& out) {
-    out = {c.uvw.x, c.uvw.y, 0.25, 1};
-    return Result::Ok();
-  });
-  ConstantFunction<ColorA> c2(kColorAType, ColorA{0.9, 0.1, 0.5, 1});
-  PlacedBoard placed({{0.3, 0.1}, {0.7, 1.3}, {0.5, 0.5}, 0.9, {5, 3}, false, true, "mirror", "clamp"}, &c1, &c2);
-  PlanInstance* primed = placed.inst.get();
-
-  const int n = 4000;
-  auto sample = [](int i) {
-    ShadingContext c;
-    const double u = (i % 71) * 0.0173 - 0.2, v = (i / 71) * 0.0191 - 0.1;
-    c.uvw = {u, v, 0};
-    c.uvwdx = {u + 0.004 * (i % 3), v, 0};
-    c.uvwdy = {u, v + 0.003 * (i % 5), 0};
-    return c;
-  };
-  std::vector<ColorA> single(n);
-  for (int i = 0; i < n; ++i) {
-    ASSERT_TRUE(primed->Evaluate(sample(i)).ok());
-    single[i] = primed->OutputAs<ColorA>();
-  }
-
-  const int threads = 4;
-  std::vector<std::unique_ptr<PlanInstance>> clones(threads);
-  for (auto& c : clones) ASSERT_TRUE(primed->Clone(c).ok());
-  std::vector<ColorA> multi(n);
-  std::vector<std::thread> pool;
-  for (int t = 0; t < threads; ++t)
-    pool.emplace_back([&, t] {
-      for (int i = t; i < n; i += threads) {
-        if (clones[t]->Evaluate(sample(i)).failed()) return;
-        multi[i] = clones[t]->OutputAs<ColorA>();
-      }
-    });
-  for (std::thread& th : pool) th.join();
-  int differ = 0;
-  for (int i = 0; i < n; ++i) differ += !(multi[i] == single[i]);
-  EXPECT_EQ(differ, 0);
 }
 
 }  // namespace
