@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "module_fixture.h"
 #include "allocation_counter.h"
 #include "graph/document.h"
 #include "graph/render.h"
@@ -23,8 +24,6 @@
 #include "host/resources/values.h"
 #include "tessaroc/core/registry.h"
 #include "tessaroc/graph/material.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {
@@ -65,14 +64,8 @@ const std::pair<const char*, Settings> kRows[] = {
 };
 // clang-format on
 
-class Catalogue : public ::testing::Test {
+class Catalogue : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   static std::vector<const CoreNodeDefinition*> CoreNodeDefinitions() {
     std::vector<const CoreNodeDefinition*> out;
     for (const CoreNodeDefinition* def : CoreNodes().Entries())

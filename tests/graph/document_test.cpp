@@ -5,27 +5,19 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "module_fixture.h"
 #include "tessaroc/core/registry.h"
 #include "graph/document.h"
 #include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
 #include "host/resources/values.h"
-#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {
 namespace {
 
-class DocumentTest : public ::testing::Test {
+class DocumentTest : public testing::ModuleWithTestNodesTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-    ASSERT_TRUE(testing::RegisterTestNodes(CoreNodes()).ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   // Parses and compiles; returns the first error.
   static Result Compile(const std::string& text, std::unique_ptr<Material>* out = nullptr) {
     std::unique_ptr<Document> doc;

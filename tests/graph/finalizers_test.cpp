@@ -1,23 +1,16 @@
 // Description finalisers of the ramp and the remap curve, through documents.
 #include <gtest/gtest.h>
 
+#include "module_fixture.h"
 #include "graph/description_finalizers.h"
 #include "tessaroc/graph/material.h"
 #include "graph/document.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {
 
-class FinalizerTest : public ::testing::Test {
+class FinalizerTest : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   static ColorA Eval(const std::string& text, double u) {
     std::unique_ptr<Document> doc;
     Result r = Document::Parse(text, "f.json", doc);

@@ -9,22 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "module_fixture.h"
 #include "graph/document.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {
 
-class RenderTest : public ::testing::Test {
+class RenderTest : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   static host::Image RenderText(const char* text, int threads, int size = 64, const View& view = {}, int width = 0,
                                 int height = 0) {
     std::unique_ptr<Document> doc;

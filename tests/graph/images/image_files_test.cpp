@@ -14,11 +14,10 @@
 #include <string>
 #include <unistd.h>
 
+#include "module_fixture.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
 #include "host/messages/message_sink.h"
 #include "host/texture/texture_service.h"
-#include "tessaroc/module/register.h"
 #include "test_images.h"
 
 #ifndef TESSAROC_SOURCE_DIR
@@ -76,14 +75,8 @@ const char* kMissing = R"({
   "output": {"link": "picture.result"}
 })";
 
-class ImageFilesTest : public ::testing::Test {
+class ImageFilesTest : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   // Renders a document file as the command line does: its folder is the search path.
   static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink,
                            host::Image& out) {

@@ -6,23 +6,16 @@
 #include <cmath>
 #include <string>
 
+#include "module_fixture.h"
 #include "graph/document.h"
 #include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {
 
-class NoiseRender : public ::testing::Test {
+class NoiseRender : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   // The red channel of a square render of `text` at `time`.
   static std::vector<float> RenderGrey(const std::string& text, double time, int size = 48) {
     std::unique_ptr<Document> document;

@@ -6,26 +6,18 @@
 #include <cmath>
 #include <string>
 
+#include "module_fixture.h"
 #include "tessaroc/core/result.h"
 #include "graph/document.h"
 #include "tessaroc/graph/material.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
 #include "test_nodes.h"
 
 namespace tessaroc::graph {
 namespace {
 
-class PatternsInGraphs : public ::testing::Test {
+class PatternsInGraphs : public testing::ModuleWithTestNodesTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-    ASSERT_TRUE(testing::RegisterTestNodes(CoreNodes()).ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-
   static std::unique_ptr<Material> Compile(const std::string& text) {
     std::unique_ptr<Document> doc;
     Result r = Document::Parse(text, "graph.json", doc);
