@@ -66,20 +66,6 @@ TEST(SetShadingContext, EachInputOverridesOnlyItsOwnFields) {
   }
 }
 
-TEST(SetShadingContext, AccessOrderDiffersFromCreationOrder) {
-  // time is created after uvwdelta but read at index 3: every value must land
-  // in its own field.
-  auto run = Runner(kSetShadingContextId);
-  ASSERT_TRUE(run->Set("time", TimeValue{7.0}).ok());
-  ASSERT_TRUE(run->Set("uvw", Vector{0.5, 0.25, 0.125}).ok());
-  ASSERT_TRUE(run->Set("uvwdelta", Vector{0.01, 0.02, 0.03}).ok());
-  ASSERT_TRUE(run->Set("shadingnormal", Vector{3, 0, 4}).ok());
-  const ShadingContext out = RunSet(*run, BusyContext());
-  EXPECT_EQ(out.time, 7.0);
-  EXPECT_EQ(out.uvw.x, 0.5);
-  EXPECT_TRUE(Same(out.shadingnormal, Vector{3.0 * (1.0 / 5.0), 0.0, 4.0 * (1.0 / 5.0)}));
-}
-
 TEST(SetShadingContext, UvwDeltaIsLopsidedAndMarksTheCoordinateValid) {
   ShadingContext in = BusyContext();
   in.uvwvalid = 0;
