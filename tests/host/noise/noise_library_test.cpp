@@ -8,7 +8,6 @@
 #include <limits>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/noise/noise_library.h"
@@ -407,21 +406,6 @@ TEST(NoiseClasses, AbsoluteFoldsTheSignedValue) {
     const float v = n->Noise(p.x, p.y, p.z, false, 0.0f, 3.0f, 0.0f);
     EXPECT_NEAR(n->Noise(p.x, p.y, p.z, true, 0.0f, 3.0f, 0.0f), std::fabs(2.0f * v - 1.0f), 1e-6f);
   }
-}
-
-TEST(NoiseClasses, OneObjectServesManyThreadsAlike) {
-  RenderNoiseRef n = Make("displacedvoronoi", 3);
-  const auto pts = Points(500, 41);
-  std::vector<float> want;
-  for (const Point& p : pts) want.push_back(n->Noise(p.x, p.y, p.z, false, 0.25f, 4.0f, 0.01f));
-  std::vector<std::vector<float>> got(4);
-  std::vector<std::thread> threads;
-  for (auto& g : got)
-    threads.emplace_back([&, out = &g] {
-      for (const Point& p : pts) out->push_back(n->Noise(p.x, p.y, p.z, false, 0.25f, 4.0f, 0.01f));
-    });
-  for (auto& t : threads) t.join();
-  for (const auto& g : got) EXPECT_EQ(g, want);
 }
 
 // ---- Voronoi
