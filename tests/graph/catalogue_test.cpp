@@ -177,14 +177,14 @@ Result VaryingDocument(const std::string& node, const Settings& settings, std::u
   for (const DocumentPort& p : out->outputNode()->ports) {
     if (p.output || p.hidden || p.array || inputs.contains(p.id)) continue;
     // A pre node's settings stay uniform: linked, it would build its table per sample.
-    if (p.description && !p.description->targets.empty() && p.description->targets.front().instance == "pre")
-      continue;
+    if (p.description && !p.description->targets.empty() && p.description->targets.front().instance == "pre") continue;
     const DataType& type = p.type->IsFunction() ? *p.type->functionResult : *p.type;
     if (!CanConvert(kFloat64Type, type)) continue;
     inputs[p.id] = {{"link", "source.result"}};
-    const nlohmann::json doc = {{"tessaroc", kDocumentVersion},
-                                {"nodes", {{"source", {{"node", "noise"}}}, {"node", {{"node", node}, {"inputs", inputs}}}}},
-                                {"output", {{"link", "node." + out->outputPort()->id}}}};
+    const nlohmann::json doc = {
+        {"tessaroc", kDocumentVersion},
+        {"nodes", {{"source", {{"node", "noise"}}}, {"node", {{"node", node}, {"inputs", inputs}}}}},
+        {"output", {{"link", "node." + out->outputPort()->id}}}};
     return Document::Parse(doc.dump(), node + ".json", out);
   }
   return Result::Ok();  // no such input: the node reads the context or nothing

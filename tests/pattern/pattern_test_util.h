@@ -96,8 +96,8 @@ inline bool Same(double a, double b) { return (std::isnan(a) && std::isnan(b)) |
 inline bool Same(const Vector& a, const Vector& b) { return Same(a.x, b.x) && Same(a.y, b.y) && Same(a.z, b.z); }
 
 // Every field of two contexts, the carried ones included.
-inline ::testing::AssertionResult SameContext(const ShadingContext& a, const ShadingContext& b) {
 // clang-format off
+inline ::testing::AssertionResult SameContext(const ShadingContext& a, const ShadingContext& b) {
 #define TESSAROC_FIELD(f) \
   if (std::memcmp(&a.f, &b.f, sizeof(a.f)) != 0) return ::testing::AssertionFailure() << "field " #f " differs";
   TESSAROC_FIELD(carried0) TESSAROC_FIELD(carried1) TESSAROC_FIELD(carried2)
@@ -116,9 +116,9 @@ inline ::testing::AssertionResult SameContext(const ShadingContext& a, const Sha
   TESSAROC_FIELD(imageflag) TESSAROC_FIELD(carried33) TESSAROC_FIELD(carried34) TESSAROC_FIELD(searchpaths)
   TESSAROC_FIELD(messagesink)
 #undef TESSAROC_FIELD
-  // clang-format on
   return ::testing::AssertionSuccess();
 }
+// clang-format on
 
 // A context with something other than its default in 28 of its fields, from
 // each group (positions, normals, uvw, frame, ray, pixel, time, carried), so
