@@ -9,8 +9,7 @@
 #include <filesystem>
 
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
-#include "tessaroc/module/register.h"
+#include "module_fixture.h"
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."
@@ -32,14 +31,7 @@ std::vector<std::string> GoldenNames() {
   return names;
 }
 
-class Golden : public ::testing::TestWithParam<std::string> {
- protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
-  static void TearDownTestSuite() { (void)module::UnloadModule(); }
-};
+class Golden : public testing::ModuleTest, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(Golden, RendersItsReferencePicture) {
   const fs::path root(TESSAROC_SOURCE_DIR);
