@@ -74,34 +74,45 @@ class Catalogue : public testing::ModuleTest {
   }
 };
 
+// The micro nodes of a finalised group against its ports.
+void CheckAccess(const MicroNodeGroup& group) {
+  EXPECT_TRUE(group.finalized());
+  const auto& ports = group.ports();
+  std::vector<int> reads(ports.size()), writes(ports.size());
+  for (const MicroNodeEntry& m : group.microNodes()) {
+    // The describe function says again what the group was finalised with.
+    PortAccessBuilder again;
+    ASSERT_TRUE(m.impl->describe(*m.impl, again).ok()) << m.name.str();
+    ASSERT_EQ(again.lines().size(), m.portOfAccess.size()) << m.name.str();
+    EXPECT_EQ(m.impl->portCount, m.portOfAccess.size()) << m.name.str();
+    std::set<int> seen;
+    for (size_t i = 0; i < m.portOfAccess.size(); ++i) {
+      const int p = m.portOfAccess[i];
+      EXPECT_EQ(again.lines()[i].key, ports[p].key) << m.name.str() << " access " << i;
+      EXPECT_TRUE(seen.insert(p).second) << m.name.str() << " accesses " << ports[p].id.str() << " twice";
+      ++(again.lines()[i].isOutput ? writes : reads)[p];
+    }
+  }
+  // A declared input that no kernel reads, or an output that none writes,
+  // is a declaration out of step with its kernels.
+  for (size_t p = 0; p < ports.size(); ++p)
+    EXPECT_GT((ports[p].IsInput() ? reads : writes)[p], 0) << ports[p].id.str() << " is accessed by no micro node";
+}
+
 TEST_F(Catalogue, EveryCoreNodeFinalisesAndAccessesEachPortAsDeclared) {
   const auto defs = CoreNodeDefinitions();
   ASSERT_GT(defs.size(), 50u);
   for (const CoreNodeDefinition* def : defs) {
-    SCOPED_TRACE(def->id().str());
-    const MicroNodeGroup* group = nullptr;
-    ASSERT_TRUE(def->GetGroup(group).ok());
-    EXPECT_TRUE(group->finalized());
-    EXPECT_EQ(group->id(), def->id());
-    const auto& ports = group->ports();
-    std::vector<int> reads(ports.size()), writes(ports.size());
-    for (const MicroNodeEntry& m : group->microNodes()) {
-      // The describe function says again what the group was finalised with.
-      PortAccessBuilder again;
-      ASSERT_TRUE(m.impl->describe(*m.impl, again).ok()) << m.name.str();
-      ASSERT_EQ(again.lines().size(), m.portOfAccess.size()) << m.name.str();
-      EXPECT_EQ(m.impl->portCount, m.portOfAccess.size()) << m.name.str();
-      std::set<int> seen;
-      for (size_t i = 0; i < m.portOfAccess.size(); ++i) {
-        const int p = m.portOfAccess[i];
-        EXPECT_TRUE(seen.insert(p).second) << m.name.str() << " accesses " << ports[p].id.str() << " twice";
-        ++(again.lines()[i].isOutput ? writes : reads)[p];
-      }
+    // Without array elements, and with two of each.
+    const std::vector<int64_t> two(def->arrayPorts().size(), 2);
+    for (const bool elements : {false, true}) {
+      if (elements && two.empty()) continue;
+      SCOPED_TRACE(def->id().str() + (elements ? " with two elements per array" : ""));
+      const MicroNodeGroup* group = nullptr;
+      ASSERT_TRUE((elements ? def->GetGroup(two, group) : def->GetGroup(group)).ok());
+      CheckAccess(*group);
+      EXPECT_EQ(group->id(), def->id());
     }
-    // A declared input that no kernel reads, or an output that none writes,
-    // is a declaration out of step with its kernels.
-    for (size_t p = 0; p < ports.size(); ++p)
-      EXPECT_GT((ports[p].IsInput() ? reads : writes)[p], 0) << ports[p].id.str() << " is accessed by no micro node";
   }
 }
 
