@@ -20,6 +20,7 @@
 #include "allocation_counter.h"
 #include "graph/document.h"
 #include "graph/render.h"
+#include "host/messages/message_sink.h"
 #include "host/resources/description_database.h"
 #include "host/resources/values.h"
 #include "tessaroc/core/registry.h"
@@ -157,7 +158,11 @@ void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
     SCOPED_TRACE(torus ? "lit torus" : "plane");
     RenderSettings s;
     s.searchPaths.urls.emplace_back(kSource + "/examples");
-    if (aov) s.aovs = {{"again", extra.front()}};
+    host::CollectingMessageSink messages;
+    if (aov) {  // a graph as users build it: every file it names is found
+      s.aovs = {{"again", extra.front()}};
+      s.messages = &messages;
+    }
     if (torus) s.view.shape = Shape::kTorus;
     s.view.lit = torus;
     // Prepares the material and makes what a first render of each size makes.
@@ -175,6 +180,7 @@ void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
     }
     EXPECT_TRUE(SameBits(once, Pixels(*m, s, 12, 1))) << "a second render differs";
     EXPECT_TRUE(SameBits(once, Pixels(*m, s, 12, 2))) << "two threads differ from one";
+    for (const std::string& text : messages.Messages()) ADD_FAILURE() << text;
   }
 }
 
@@ -232,8 +238,9 @@ TEST_F(Catalogue, EveryAssetAndCoreNodeRendersWithItsDefaultsAndTheRows) {
 }
 
 // The nodes no example shows, composed: colour effects in a chain, the
-// conversions and a maths noise feeding it as Floats, and the string nodes
-// choosing the channel a split passes on. Rendered like the examples.
+// conversions and a maths noise feeding it as Floats, the string nodes
+// choosing the channel a split passes on, and an image repeated and mirrored
+// through its summed-area filter. Rendered like the examples.
 const char* kTestGraph = R"({"tessaroc": 1, "nodes": {
   "board": {"node": "checkerboard"},
   "swap": {"node": "shuffle", "inputs": {"color": {"link": "board.result"}, "redcomponent": "blue"}},
@@ -268,8 +275,13 @@ const char* kTestGraph = R"({"tessaroc": 1, "nodes": {
   "dim": {"node": "blend", "inputs": {"background": {"link": "sharp.result"}, "foreground": {"link": "metal.result"},
                                       "blendmode": "net.zovan.render.blendmode.multiply"}},
   "out": {"node": "blend", "inputs": {"background": {"link": "dim.result"}, "foreground": {"link": "wobble.result"},
-                                      "blendmode": "net.zovan.render.blendmode.average"}}},
-  "output": {"link": "out.result"}})";
+                                      "blendmode": "net.zovan.render.blendmode.average"}},
+  "tiles": {"node": "placement2d", "inputs": {"localrepetitions": [2, 3], "localmodeu": "repeat", "localmodev": "mirror"}},
+  "photo": {"node": "image", "inputs": {"contextlocal": {"link": "tiles.result"}, "url": "images/test.png",
+                                        "interpolation": "sat", "alpha": "premultiplied"}},
+  "final": {"node": "blend", "inputs": {"background": {"link": "out.result"}, "foreground": {"link": "photo.result"},
+                                        "blendmode": "net.zovan.render.blendmode.screen"}}},
+  "output": {"link": "final.result"}})";
 
 std::vector<fs::path> Examples() {
   std::vector<fs::path> out;
