@@ -131,14 +131,6 @@ bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
-// A known fault, kept in sight: the spline builds its curve on the heap at
-// every sample. The check below fails once that is mended; then drop this.
-bool BuildsASplinePerSample(const Document& doc) {
-  for (const auto& n : doc.nodes())
-    if (n->typeId == "net.zovan.pattern.node.generator.spline") return true;
-  return false;
-}
-
 // The invariants of one compiled document, on the plane and on a lit torus
 // (hits and misses): the allocations of a render do not grow with its pixels,
 // and its bits are the same twice and on two threads. With `aov`, the main
@@ -146,7 +138,6 @@ bool BuildsASplinePerSample(const Document& doc) {
 void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
   std::vector<std::string> extra;
   if (aov) extra.push_back(doc->outputNode()->name + "." + doc->outputPort()->id);
-  const bool knownToAllocate = BuildsASplinePerSample(*doc);
   std::unique_ptr<Material> m;
   Result r = Material::Compile(std::move(doc), m, extra);
   ASSERT_TRUE(r.ok()) << r.ToString();
@@ -173,8 +164,7 @@ void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
     ASSERT_GT(few, 0) << "the counter is not live";  // a render makes its evaluators
     before = AllocationCount();
     const std::vector<float> once = Pixels(*m, s, 12, 1);
-    if (knownToAllocate) EXPECT_GT(AllocationCount() - before, few) << "the spline is mended: drop the exception";
-    else EXPECT_EQ(AllocationCount() - before, few) << "allocations per pixel";
+    EXPECT_EQ(AllocationCount() - before, few) << "allocations per pixel";
     if (aov) {  // an example shows something, or equal bits would prove little
       EXPECT_NE(*std::min_element(once.begin(), once.end()), *std::max_element(once.begin(), once.end()));
     }

@@ -1,6 +1,7 @@
 #include "host/curve/curve.h"
 
 #include <algorithm>
+#include <utility>
 #include <cmath>
 #include <new>
 
@@ -22,9 +23,11 @@ Vector2d Curve::ClampPosition(const Vector2d& p) const {
   return r;
 }
 
+// An insertion sort: stable like std::stable_sort, but in place, so that a
+// curve refilled at every sample allocates nothing; curves have few knots.
 void Curve::SortKnots() {
-  std::stable_sort(knots_.begin(), knots_.end(),
-                   [](const SplineMapperKnot& a, const SplineMapperKnot& b) { return a.pos.x < b.pos.x; });
+  for (size_t i = 1; i < knots_.size(); ++i)
+    for (size_t j = i; j > 0 && knots_[j].pos.x < knots_[j - 1].pos.x; --j) std::swap(knots_[j], knots_[j - 1]);
 }
 
 double Curve::CardinalSlope(size_t i) const {

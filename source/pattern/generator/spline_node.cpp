@@ -1,5 +1,6 @@
 #include "pattern/generator/spline_node.h"
 
+#include <memory>
 #include <new>
 
 #include "tessaroc/core/data_types.h"
@@ -11,6 +12,19 @@ namespace tessaroc::pattern {
 
 namespace {
 
+// The curve of the last sample, kept in the instance so that the next sample
+// refills it instead of allocating one. A copy, another thread's instance,
+// starts without one: curves are never shared between threads.
+struct CurveStore {
+  std::unique_ptr<SplineMapper> curve;
+  CurveStore() = default;
+  CurveStore(const CurveStore&) {}
+  CurveStore& operator=(const CurveStore&) { return *this; }
+};
+constinit const DataType kCurveStoreType =
+    MakeDataType<CurveStore>("net.zovan.render.datatype.splinecurvestore", "SplineCurveStore");
+constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
+
 enum Access {
   kInput,
   kTension,
@@ -19,6 +33,7 @@ enum Access {
   kLinkEndTangents,
   kLinkEndPositions,
   kResult,
+  kCurve,
   kPositionX,
   kPositionY,
   kLockX,
@@ -77,13 +92,16 @@ void Kernel(Result& result, const MicroNodeImpl& impl, const PortAccess& ports) 
     result = Result::Fail(errors::kNullPtr, "no curve class is installed");
     return;
   }
-  // Built from scratch at every evaluation; nothing is cached between them.
-  std::unique_ptr<SplineMapper> curve;
-  result = cls->Alloc(curve);
-  if (result.failed()) return;
+  // Every setting and knot is written afresh at each evaluation; only the
+  // curve object and its knot storage are kept.
+  std::unique_ptr<SplineMapper>& curve = ports.Out<CurveStore>(kCurve).curve;
   if (!curve) {
-    result = Result::Fail(errors::kOutOfMemory, "the curve class made no curve");
-    return;
+    result = cls->Alloc(curve);
+    if (result.failed()) return;
+    if (!curve) {
+      result = Result::Fail(errors::kOutOfMemory, "the curve class made no curve");
+      return;
+    }
   }
   curve->SetTension(ports.In<double>(kTension));
   curve->SetRange(ports.In<Vector2d>(kMin), ports.In<Vector2d>(kMax));
@@ -132,6 +150,7 @@ constexpr PortDecl kPorts[] = {
     {"linkendtangents", PortDir::kIn, &kBoolType},
     {"linkendpositions", PortDir::kIn, &kBoolType},
     {"result", PortDir::kOut, &kFloat64Type},
+    {"curve", PortDir::kOut, &kCurveStoreType, kPrivate},
     {"positionx", PortDir::kIn, &kFloat64Type, 0, true},
     {"positiony", PortDir::kIn, &kFloat64Type, 0, true},
     {"lockx", PortDir::kIn, &kBoolType, 0, true},
@@ -152,6 +171,7 @@ constexpr AccessDecl kAccess[] = {
     {kLinkEndTangents, "linkendtangents"},
     {kLinkEndPositions, "linkendpositions"},
     {kResult, "result"},
+    {kCurve, "curve"},
     {kPositionX, "positionx"},
     {kPositionY, "positiony"},
     {kLockX, "lockx"},
