@@ -106,13 +106,31 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
   };
   for (const char* c : cases) {
     Outcome r = Tool(c);
-    EXPECT_NE(r.status, 0) << c;
-    EXPECT_FALSE(r.err.empty()) << c;
-    if (std::string(c).rfind("render", 0) != 0) {  // CLI11 words its own usage errors
-      EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c << ": " << r.err;
-      EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c << ": " << r.err;
-    }
+    EXPECT_EQ(r.status, 1) << c;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c << ": " << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c << ": " << r.err;
   }
+  // What the argument parser finds wrong: the same one line and status 1.
+  const struct {
+    const char* args;
+    std::string message;
+  } parser[] = {
+      {"", "A subcommand is required; see tessaroc --help"},
+      {"render", "graph is required; see tessaroc render --help"},
+      {"render --bogus", "graph is required"},
+      {"nodes --bogus", "The following argument was not expected: --bogus; see tessaroc nodes --help"},
+      {"eval --node exposure --uv", "--uv: 1 required"},
+      {"render /nonexistent.json -o x.png", "/nonexistent.json"},
+      {"render examples/road.json -o x.exr --frame 1 --frames 1-2", "--frame excludes --frames"},
+  };
+  for (const auto& c : parser) {
+    Outcome r = Tool(c.args, std::string("cd ") + TESSAROC_SOURCE_DIR + " && ");
+    EXPECT_EQ(r.status, 1) << c.args;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c.args << ": " << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
+  }
+  EXPECT_EQ(Tool("--help").status, 0);
   // An unknown enumeration value is no mistake: one warning, and the node's own answer (no noise).
   Outcome odd = Tool("eval --node noise --set noisetype=turbulense");
   EXPECT_EQ(odd.status, 0) << odd.err;
@@ -190,9 +208,17 @@ TEST(Cli, EvalOnAShapeIsTheRendersPixelAndPrintsItsContext) {
 }
 
 TEST(Cli, NodesListsTheCatalogue) {
+  // The names a document uses, with group and what each does; core ids apart.
   Outcome r = Tool("nodes");
   ASSERT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("net.zovan.pattern.corenode.effect.invertcolor\n"), std::string::npos);
+  EXPECT_NE(r.out.find("\ncheckerboard           generator   Two colours on a board"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("corenode"), std::string::npos);
+  Outcome core = Tool("nodes --core");
+  ASSERT_EQ(core.status, 0);
+  EXPECT_NE(core.out.find("net.zovan.pattern.corenode.effect.invertcolor\n"), std::string::npos);
+  Outcome described = Tool("describe checkerboard --json");
+  ASSERT_EQ(described.status, 0) << described.err;
+  EXPECT_EQ(nlohmann::json::parse(described.out)["id"], "net.zovan.pattern.node.generator.checkerboard");
   Outcome j = Tool("nodes --json");
   ASSERT_EQ(j.status, 0) << j.err;
   const auto doc = nlohmann::json::parse(j.out);
@@ -424,6 +450,11 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
       {"-o x.exr --colorspace nosuch", "--colorspace: unknown colour space \"nosuch\""},
       {"-o x.exr --display screen --view raw", "--display: a display and view come from an OpenColorIO config"},
       {"-o nosuchfolder/x.exr", "there is no folder"},
+      {"-o x.exr --set board.colr1=1", "--set board.colr1: unknown port; board has "},
+      {"-o x.exr --set board.colr1=1", "; did you mean \"color1\"?"},
+      {"-o x.exr --set bord.color1=1", "--set bord.color1: the document has no node \"bord\"; did you mean \"board\"?"},
+      {"-o x.exr --set board.color1=1,2", "--set board.color1: expected 3 or 4 numbers, got 2"},
+      {"-o x.exr --set color1=1", "--set color1=1: expected NODE.PORT=VALUE"},
   };
   for (const auto& c : cases) {
     Outcome r = Tool("render " + graph + " -q " + c.args, "cd " + (dir / "") + " && ");
@@ -433,6 +464,104 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
   }
   EXPECT_EQ(dir.Files(), 1u);  // the document alone
+}
+
+// --set replaces exactly the port it names: the render equals that of the
+// document edited by hand, in the value notation or as a JSON literal; text
+// is taken whole, commas and all.
+TEST(Cli, SettingsOverrideExactlyThatPort) {
+  Scratch dir("set");
+  const std::string graph = dir.Write("g.json", kBoard);
+  std::string edited = kBoard;
+  edited.replace(edited.find("[0.1, 0.2, 0.6, 0.5]"), 20, "[0.9, 0.3, 0.1, 1]");
+  const std::string editedGraph = dir.Write("edited.json", edited);
+  const std::string size = " --size 12x9 -q";
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "plain.exr") + size).status, 0);
+  ASSERT_EQ(Tool("render " + editedGraph + " -o " + (dir / "edited.exr") + size).status, 0);
+  for (const char* value : {"board.color2=0.9,0.3,0.1", "'board.color2=[0.9, 0.3, 0.1, 1]'"}) {
+    Outcome r = Tool("render " + graph + " -o " + (dir / "set.exr") + size + " --set " + value);
+    ASSERT_EQ(r.status, 0) << value << ": " << r.err;
+    EXPECT_TRUE(SameBits(Read(dir / "set.exr"), Read(dir / "edited.exr"))) << value;
+    EXPECT_FALSE(SameBits(Read(dir / "set.exr"), Read(dir / "plain.exr"))) << value;
+  }
+  // eval of a document takes them too, links included.
+  Outcome e = Tool("eval " + graph + " --uv 0.01,0.01 --set 'board.color2=[1, 0, 0, 1]'");
+  ASSERT_EQ(e.status, 0) << e.err;
+  EXPECT_EQ(e.out, "{\"result\":[1.0,0.0,0.0,1.0]}\n");
+  Outcome linked = Tool("eval " + graph + " --uv 0.01,0.01 --set 'board.color1={\"link\": \"place.result\"}'");
+  EXPECT_EQ(linked.status, 1);
+  EXPECT_NE(linked.err.find("--set board.color1: type mismatch: place.result is shadingcontext"), std::string::npos)
+      << linked.err;
+  const std::string words = dir.Write(
+      "words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat", "inputs": {"strings": ["a", "b"]}}},
+                       "output": "s.result"})");
+  const struct {
+    std::string set, result;
+  } text[] = {{"s.strings=one,two", R"(["one,two"])"}, {R"('s.strings=["x,y", "z"]')", R"(["x,y","z"])"}};
+  for (const auto& t : text) {
+    Outcome r = Tool("eval " + words + " --set " + t.set);
+    ASSERT_EQ(r.status, 0) << t.set << ": " << r.err;
+    const auto strings = nlohmann::json::parse(t.result);
+    std::string joined;
+    for (const auto& s : strings) joined += s.get<std::string>();
+    EXPECT_EQ(nlohmann::json::parse(r.out)["result"], joined) << t.set;
+  }
+  Outcome odd = Tool("eval " + graph + " --set grain.noisetype=fbm,perlin");
+  EXPECT_EQ(odd.status, 0);
+  EXPECT_EQ(odd.err.rfind("tessaroc: warning: --set grain.noisetype: unknown value \"fbm,perlin\"", 0), 0u) << odd.err;
+}
+
+// What used to give a wrong picture without a word now fails loudly or works.
+TEST(Cli, NoSilentWrongResults) {
+  Scratch dir("silent");
+  // A missing image is a message; with --strict an error, and nothing written.
+  const std::string image =
+      dir.Write("image.json", R"({"tessaroc": 1, "nodes": {"i": {"node": "image", "inputs": {"url": "missing.png"}}},
+                                 "output": "i.result"})");
+  Outcome lenient = Tool("render " + image + " -o " + (dir / "a.png") + " --size 4 -q");
+  EXPECT_EQ(lenient.status, 0);
+  EXPECT_EQ(lenient.err, "tessaroc: Image file not found: \"missing.png\".\n");
+  for (const std::string& command : {"render " + image + " -o " + (dir / "b.png") + " --size 4 --strict", "eval " + image + " --strict"}) {
+    Outcome strict = Tool(command);
+    EXPECT_EQ(strict.status, 1) << command;
+    EXPECT_EQ(strict.err.rfind("tessaroc: error: --strict: Image file not found: \"missing.png\"", 0), 0u) << strict.err;
+    EXPECT_EQ(std::count(strict.err.begin(), strict.err.end(), '\n'), 1) << strict.err;
+    EXPECT_EQ(strict.out, "");
+  }
+  EXPECT_FALSE(fs::exists(dir / "b.png"));
+  // A context file with a point and no neighbours samples that point, as --uv does.
+  const std::string ctx = dir.Write("ctx.json", R"({"uvw": [0.3, 0.4, 0]})");
+  Outcome point = Tool("eval --node noise --uv 0.3,0.4");
+  Outcome fromFile = Tool("eval --node noise --context " + ctx);
+  ASSERT_EQ(fromFile.status, 0) << fromFile.err;
+  EXPECT_EQ(fromFile.out, point.out);
+  EXPECT_NE(point.out, "{\"result\":0.5}\n");
+  // Lists of different lengths, a core node that needs its pre node, an
+  // output without a colour, a broken context file: one line each.
+  const struct {
+    std::string args, message;
+  } cases[] = {
+      {"render " + dir.Write("knots.json", R"({"tessaroc": 1, "nodes": {"g": {"node": "gradient", "inputs": {
+           "position": [0, 0.5, 1], "color": [[1, 0, 0, 1], [0, 1, 0, 1]]}}}, "output": "g.result"})") +
+           " -o " + (dir / "k.png"),
+       "knots.json: /nodes/g/inputs/color: 2 elements where position has 3"},
+      {"eval --node net.zovan.pattern.corenode.generator.noise",
+       "core node net.zovan.pattern.corenode.generator.noise reads noisetable, which a pre node makes inside an "
+       "asset; name the asset \"noise\" instead"},
+      {"render " + dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat"}}, "output": "s.result"})") +
+           " -o " + (dir / "w.png"),
+       "the output result is of type string, which has no colour; eval prints it"},
+      {"eval --node noise --context " + dir.Write("cut.json", R"({"uvw": [0.3, 0.4)"),
+       "cut.json: line 1, column 18: invalid JSON (the text ends early: unexpected end of input; expected ']')"},
+  };
+  for (const auto& c : cases) {
+    Outcome r = Tool(c.args);
+    EXPECT_EQ(r.status, 1) << c.args;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+  }
+  EXPECT_FALSE(fs::exists(dir / "k.png"));
 }
 
 }  // namespace
