@@ -63,7 +63,9 @@ ordered_json PortSchema(const DocumentPort& p) {
 ordered_json InputsSchema(const DocumentNode& n) {
   ordered_json properties = ordered_json::object();
   for (const DocumentPort& p : n.ports)
-    if (!p.output && !p.hidden) properties[p.id] = PortSchema(p);
+    // An asset's hidden ports stay settable (a context to link); a core
+    // node's hidden ports are its private state.
+    if (!p.output && (!p.hidden || p.description)) properties[p.id] = PortSchema(p);
   return {{"type", "object"}, {"properties", properties}, {"additionalProperties", false}};
 }
 

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/wait.h>
@@ -464,6 +465,58 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
   }
   EXPECT_EQ(dir.Files(), 1u);  // the document alone
+}
+
+// The schema `tessaroc schema` prints is the one the examples name, accepts
+// every example (checked by a validator of its own, Debian's
+// python3-jsonschema) and rejects a misspelt port, node or value.
+TEST(Cli, SchemaAcceptsEveryExampleAndRejectsMisspellings) {
+  Scratch dir("schema");
+  Outcome r = Tool("schema");
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::ifstream committed(std::string(TESSAROC_SOURCE_DIR) + "/schema/graph.schema.json");
+  EXPECT_EQ(r.out, std::string(std::istreambuf_iterator<char>(committed), {}))
+      << "schema/graph.schema.json is out of date: `tessaroc schema > schema/graph.schema.json`";
+  const std::string schema = dir.Write("graph.schema.json", r.out);
+  // Prints each file the schema rejects, with the reason, and how many it read.
+  const std::string check = dir.Write("check.py", R"(import glob, json, sys, jsonschema
+validator = jsonschema.Draft202012Validator(json.load(open(sys.argv[1])))
+jsonschema.Draft202012Validator.check_schema(validator.schema)
+files = sorted(glob.glob(sys.argv[2] + "/*.json")) + sys.argv[3:]
+for f in files:
+    for e in validator.iter_errors(json.load(open(f))):
+        print(f.split("/")[-1], e.message)
+print(len(files), "read")
+)");
+  const std::string examples = std::string(TESSAROC_SOURCE_DIR) + "/examples";
+  std::vector<std::string> bad;
+  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
+           {"\"color1\"", "\"colr1\""}, {"\"checkerboard\"", "\"checkerbord\""}, {"\"tessaroc\": 1", "\"tessaroc\": 2"}}) {
+    std::ifstream in(examples + "/checker.json");
+    std::string text(std::istreambuf_iterator<char>(in), {});
+    ASSERT_NE(text.find(from), std::string::npos) << from;
+    text.replace(text.find(from), from.size(), to);
+    bad.push_back(dir.Write("bad" + std::to_string(bad.size()) + ".json", text));
+  }
+  FILE* p = popen(("python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
+  std::string out;
+  std::array<char, 4096> buf{};
+  for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
+  ASSERT_EQ(pclose(p), 0) << out;
+  const size_t files = std::distance(fs::directory_iterator(examples), {}) - 2;  // less embedding/ and images/
+  std::istringstream lines(out);
+  std::string line;
+  const std::vector<std::string> want = {
+      "bad0.json Additional properties are not allowed ('colr1' was unexpected)",
+      "bad1.json 'checkerbord' is not one of ['blend', ",  // then every name
+      "bad2.json 1 was expected",
+      std::to_string(files + 3) + " read",
+  };
+  for (const std::string& w : want) {
+    ASSERT_TRUE(std::getline(lines, line)) << out;
+    EXPECT_EQ(line.substr(0, w.size()), w);
+  }
+  EXPECT_FALSE(std::getline(lines, line)) << line;
 }
 
 // --set replaces exactly the port it names: the render equals that of the
