@@ -482,7 +482,7 @@ TEST(Cli, SchemaAcceptsEveryExampleAndRejectsMisspellings) {
   const std::string check = dir.Write("check.py", R"(import glob, json, sys, jsonschema
 validator = jsonschema.Draft202012Validator(json.load(open(sys.argv[1])))
 jsonschema.Draft202012Validator.check_schema(validator.schema)
-files = sorted(glob.glob(sys.argv[2] + "/*.json")) + sys.argv[3:]
+files = sorted(glob.glob(sys.argv[2] + "/**/*.json", recursive=True)) + sys.argv[3:]
 for f in files:
     for e in validator.iter_errors(json.load(open(f))):
         print(f.split("/")[-1], e.message)
@@ -503,7 +503,8 @@ print(len(files), "read")
   std::array<char, 4096> buf{};
   for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
   ASSERT_EQ(pclose(p), 0) << out;
-  const size_t files = std::distance(fs::directory_iterator(examples), {}) - 2;  // less embedding/ and images/
+  size_t files = 0;  // the tutorial's too
+  for (const auto& e : fs::recursive_directory_iterator(examples)) files += e.path().extension() == ".json";
   std::istringstream lines(out);
   std::string line;
   const std::vector<std::string> want = {
@@ -517,6 +518,38 @@ print(len(files), "read")
     EXPECT_EQ(line.substr(0, w.size()), w);
   }
   EXPECT_FALSE(std::getline(lines, line)) << line;
+}
+
+// The documents of docs/tutorial.md do what the tutorial says of them.
+TEST(Cli, TheTutorialsMaterialsAreWhatItSays) {
+  Scratch dir("tutorial");
+  const std::string folder = std::string(TESSAROC_SOURCE_DIR) + "/examples/tutorial/";
+  for (const char* name : {"marble", "bricks"}) {
+    Outcome r = Tool("render " + folder + name + ".json -o " + (dir / name) + ".exr --size 64 -q");
+    ASSERT_EQ(r.status, 0) << name << ": " << r.err;
+    EXPECT_EQ(r.err, "") << name;
+  }
+  // Marble: stone and veins, every value a colour of the ramp, not one grey.
+  const auto marble = Read(dir / "marble.exr");
+  const auto [low, high] = std::minmax_element(marble.pixels.begin(), marble.pixels.end());
+  EXPECT_GE(*low, 0.25f * 0.75f);
+  EXPECT_LE(*high, 1.0f);
+  EXPECT_GT(*high - *low, 0.4f);
+  // Bricks: a brick is the brick colour and the mortar the mortar colour,
+  // each times its cell's own shade from 0.6 to 1.
+  auto at = [&](double u, double v) {
+    Outcome r = Tool("eval " + folder + "bricks.json --uv " + std::to_string(u) + "," + std::to_string(v));
+    EXPECT_EQ(r.status, 0) << r.err;
+    return nlohmann::json::parse(r.out)["result"].get<std::vector<double>>();
+  };
+  const auto brick = at(0.125, 0.0625), next = at(0.375, 0.0625), mortar = at(0.25, 0.3);
+  for (const auto& c : {brick, next}) {
+    EXPECT_NEAR(c[0] / c[1], 0.45 / 0.15, 1e-9);
+    EXPECT_GE(c[0] / 0.45, 0.6);
+    EXPECT_LE(c[0] / 0.45, 1.0);
+  }
+  EXPECT_NE(brick[0], next[0]);  // each brick its own shade
+  EXPECT_NEAR(mortar[0] / mortar[1], 0.55 / 0.53, 1e-9);
 }
 
 // --set replaces exactly the port it names: the render equals that of the
