@@ -181,8 +181,7 @@ int RunRender(const RenderOptions& o) {
   std::unique_ptr<graph::Material> material;
   std::unique_ptr<graph::Document> document;
   if (Result r = graph::Document::Load(o.graph, document, o.settings); r.failed()) return Fail(r);
-  if (Result r = graph::Material::Compile(std::move(document), material, out.extraOutputs); r.failed())
-    return Fail(r);
+  if (Result r = graph::Material::Compile(std::move(document), material, out.extraOutputs); r.failed()) return Fail(r);
   PrintWarnings(material->document());
   host::Image image;
   size_t printed = 0;
@@ -289,8 +288,8 @@ int RunNodes(bool json, bool core) {
   if (!json) {
     // The names a document uses, with the first sentence of what each does.
     for (const host::AssetDescription* a : assets) {
-      const std::string doc = a->doc.substr(0, a->doc.find(". ") == std::string::npos ? a->doc.size()
-                                                                                       : a->doc.find(". ") + 1);
+      const std::string doc =
+          a->doc.substr(0, a->doc.find(". ") == std::string::npos ? a->doc.size() : a->doc.find(". ") + 1);
       fmt::print("{:<22} {:<11} {}\n", a->alias, a->group, doc);
     }
     return 0;

@@ -105,7 +105,8 @@ int main(int argc, char** argv) {
     for (char& c : why)
       if (c == '\n') c = ' ';
     while (!why.empty() && why.back() == ' ') why.pop_back();
-    return app::Fail(why + "; see tessaroc " + (app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name() + " ") + "--help");
+    return app::Fail(why + "; see tessaroc " +
+                     (app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name() + " ") + "--help");
   }
   // A file size limit makes writes fail rather than end the process: the
   // writer then reports it and keeps the previous file.

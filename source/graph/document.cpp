@@ -94,8 +94,7 @@ std::string Nearest(std::string_view text, const std::vector<std::string>& names
 
 // "unknown port; NODE has a, b, c; did you mean "b"?"
 std::string UnknownPort(std::string_view port, const std::string& node, const std::vector<std::string>& known) {
-  return "unknown port; " + node + " has " + (known.empty() ? "no inputs" : Join(known)) +
-         Nearest(port, known);
+  return "unknown port; " + node + " has " + (known.empty() ? "no inputs" : Join(known)) + Nearest(port, known);
 }
 
 // Whether a core port belongs to the node's own machinery: private state and
@@ -181,7 +180,8 @@ std::string CoreNodeRefusal(const DocumentNode& node) {
             assets.push_back(name);
         }
     std::string use;
-    for (size_t i = 0; i < assets.size(); ++i) use += (i == 0 ? "" : i + 1 == assets.size() ? " or " : ", ") + assets[i];
+    for (size_t i = 0; i < assets.size(); ++i)
+      use += (i == 0 ? "" : i + 1 == assets.size() ? " or " : ", ") + assets[i];
     return "core node " + node.typeId + " reads " + p.id + ", which a pre node makes inside an asset; " +
            (use.empty() ? "it cannot be used alone" : "name the asset " + use + " instead");
   }
@@ -325,9 +325,7 @@ class DocumentReader {
     auto node = std::make_unique<DocumentNode>();
     node->name = name;
     Result r = ResolveNodeType(type->get<std::string>(), *node);
-    if (r.failed()) {
-      return Fail(path + "/node", std::string(r.message()));
-    }
+    if (r.failed()) { return Fail(path + "/node", std::string(r.message())); }
     if (const std::string refusal = CoreNodeRefusal(*node); !refusal.empty()) return Fail(path + "/node", refusal);
     TESSAROC_RETURN_IF_FAILED(
         doc_.root().AddChild(Id(std::string_view(name)), node->kind, node->typeId, node->graphNode));
@@ -395,10 +393,11 @@ class DocumentReader {
         if (firstList == nullptr) {
           firstList = &it.key();
         } else if (it.value().size() != inputs->at(*firstList).size()) {
-          return Fail("/nodes/" + name + "/inputs/" + it.key(),
-                      std::to_string(it.value().size()) + " elements where " + *firstList + " has " +
-                          std::to_string(inputs->at(*firstList).size()) +
-                          "; the lists of a node hold one element per item (knot, layer) and are as long as each other");
+          return Fail(
+              "/nodes/" + name + "/inputs/" + it.key(),
+              std::to_string(it.value().size()) + " elements where " + *firstList + " has " +
+                  std::to_string(inputs->at(*firstList).size()) +
+                  "; the lists of a node hold one element per item (knot, layer) and are as long as each other");
         }
       }
     // Array ports not given follow the longest list the document gives for
@@ -644,8 +643,8 @@ Result ApplySettings(json& top, const std::vector<std::string>& settings, std::m
       continue;
     const DocumentPort* port = probe.FindPort(portName, false);
     if (port == nullptr || port->hidden)
-      return Result::Fail(errors::kIllegalArgument,
-                          "--set " + s.substr(0, eq) + ": " + UnknownPort(portName, nodeName, VisiblePortIds(probe, false)));
+      return Result::Fail(errors::kIllegalArgument, "--set " + s.substr(0, eq) + ": " +
+                                                        UnknownPort(portName, nodeName, VisiblePortIds(probe, false)));
     json value = host::JsonFromSetting(std::string_view(s).substr(eq + 1), port->type, port->array);
     if (port->array && !value.is_array()) value = json::array({value});
     if (!node.contains("inputs")) node["inputs"] = json::object();
@@ -713,7 +712,8 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
   for (const auto& [port, value] : settings) {
     const DocumentPort* p = probe.FindPort(port, false);
     if (p == nullptr)
-      return Result::Fail(errors::kIllegalArgument, "--set " + port + ": " + UnknownPort(port, node, VisiblePortIds(probe, false)));
+      return Result::Fail(errors::kIllegalArgument,
+                          "--set " + port + ": " + UnknownPort(port, node, VisiblePortIds(probe, false)));
     json v = host::JsonFromSetting(value, p->type, p->array);
     if (p->array && !v.is_array()) v = json::array({v});
     inputs[p->id] = v;

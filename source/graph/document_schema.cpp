@@ -102,8 +102,9 @@ Result DocumentSchema(ordered_json& out) {
   out = {
       {"$schema", "https://json-schema.org/draft/2020-12/schema"},
       {"title", "Tessaroc graph document"},
-      {"description", "A material graph: named nodes, their inputs (values or links) and the output. Made by "
-                      "`tessaroc schema` from the node catalogue."},
+      {"description",
+       "A material graph: named nodes, their inputs (values or links) and the output. Made by "
+       "`tessaroc schema` from the node catalogue."},
       {"type", "object"},
       {"required", {"tessaroc", "nodes", "output"}},
       {"additionalProperties", false},

@@ -102,8 +102,7 @@ Result ContextFromJson(const std::string& text, const std::string& origin, Shadi
       {"uvw", &ShadingContext::uvw, &ShadingContext::uvwdx, &ShadingContext::uvwdy},
       {"position", &ShadingContext::position, &ShadingContext::positiondx, &ShadingContext::positiondy},
       {"rayorigin", &ShadingContext::rayorigin, &ShadingContext::rayorigindx, &ShadingContext::rayorigindy},
-      {"raydirection", &ShadingContext::raydirection, &ShadingContext::raydirectiondx,
-       &ShadingContext::raydirectiondy},
+      {"raydirection", &ShadingContext::raydirection, &ShadingContext::raydirectiondx, &ShadingContext::raydirectiondy},
   };
   for (const Neighbours& n : kNeighbours) {
     if (!j.contains(n.name)) continue;

@@ -490,15 +490,18 @@ print(len(files), "read")
 )");
   const std::string examples = std::string(TESSAROC_SOURCE_DIR) + "/examples";
   std::vector<std::string> bad;
-  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
-           {"\"color1\"", "\"colr1\""}, {"\"checkerboard\"", "\"checkerbord\""}, {"\"tessaroc\": 1", "\"tessaroc\": 2"}}) {
+  for (const auto& [from, to] :
+       std::vector<std::pair<std::string, std::string>>{{"\"color1\"", "\"colr1\""},
+                                                        {"\"checkerboard\"", "\"checkerbord\""},
+                                                        {"\"tessaroc\": 1", "\"tessaroc\": 2"}}) {
     std::ifstream in(examples + "/checker.json");
     std::string text(std::istreambuf_iterator<char>(in), {});
     ASSERT_NE(text.find(from), std::string::npos) << from;
     text.replace(text.find(from), from.size(), to);
     bad.push_back(dir.Write("bad" + std::to_string(bad.size()) + ".json", text));
   }
-  FILE* p = popen(("python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
+  FILE* p = popen(
+      ("python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
   std::string out;
   std::array<char, 4096> buf{};
   for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
@@ -578,8 +581,8 @@ TEST(Cli, SettingsOverrideExactlyThatPort) {
   EXPECT_EQ(linked.status, 1);
   EXPECT_NE(linked.err.find("--set board.color1: type mismatch: place.result is shadingcontext"), std::string::npos)
       << linked.err;
-  const std::string words = dir.Write(
-      "words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat", "inputs": {"strings": ["a", "b"]}}},
+  const std::string words =
+      dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat", "inputs": {"strings": ["a", "b"]}}},
                        "output": "s.result"})");
   const struct {
     std::string set, result;
@@ -607,10 +610,12 @@ TEST(Cli, NoSilentWrongResults) {
   Outcome lenient = Tool("render " + image + " -o " + (dir / "a.png") + " --size 4 -q");
   EXPECT_EQ(lenient.status, 0);
   EXPECT_EQ(lenient.err, "tessaroc: Image file not found: \"missing.png\".\n");
-  for (const std::string& command : {"render " + image + " -o " + (dir / "b.png") + " --size 4 --strict", "eval " + image + " --strict"}) {
+  for (const std::string& command :
+       {"render " + image + " -o " + (dir / "b.png") + " --size 4 --strict", "eval " + image + " --strict"}) {
     Outcome strict = Tool(command);
     EXPECT_EQ(strict.status, 1) << command;
-    EXPECT_EQ(strict.err.rfind("tessaroc: error: --strict: Image file not found: \"missing.png\"", 0), 0u) << strict.err;
+    EXPECT_EQ(strict.err.rfind("tessaroc: error: --strict: Image file not found: \"missing.png\"", 0), 0u)
+        << strict.err;
     EXPECT_EQ(std::count(strict.err.begin(), strict.err.end(), '\n'), 1) << strict.err;
     EXPECT_EQ(strict.out, "");
   }
@@ -634,7 +639,8 @@ TEST(Cli, NoSilentWrongResults) {
       {"eval --node net.zovan.pattern.corenode.generator.noise",
        "core node net.zovan.pattern.corenode.generator.noise reads noisetable, which a pre node makes inside an "
        "asset; name the asset \"noise\" instead"},
-      {"render " + dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat"}}, "output": "s.result"})") +
+      {"render " +
+           dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat"}}, "output": "s.result"})") +
            " -o " + (dir / "w.png"),
        "the output result is of type string, which has no colour; eval prints it"},
       {"eval --node noise --context " + dir.Write("cut.json", R"({"uvw": [0.3, 0.4)"),

@@ -130,7 +130,8 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
        "did you mean \"net.zovan.pattern.corenode.effect.exposure\"?"},
       {"nothing like it", R"("node": "exposure")", R"("node": "zzzzzzzz")",
        "unknown node \"zzzzzzzz\"; `tessaroc nodes` lists them"},
-      {"misspelt port", R"("exposure": 1.0)", R"("exposrue": 1.0)", "grade has color, exposure, offset, gamma, "
+      {"misspelt port", R"("exposure": 1.0)", R"("exposrue": 1.0)",
+       "grade has color, exposure, offset, gamma, "
        "maskblend, maskred, maskgreen, maskblue, maskalpha; did you mean \"exposure\"?"},
       {"misspelt link", R"({"link": "uv.result"})", R"({"link": "uv.reslt"})",
        "its outputs are result; did you mean \"result\"?"},
@@ -141,7 +142,8 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
        "doc.json: /nodes/uv/node: core node net.zovan.pattern.corenode.generator.noise reads noisetable, which a "
        "pre node makes inside an asset; name the asset \"noise\" instead"},
       {"truncated", R"("output": {"link": "flip.result"}
-})", R"("output": {"link": "fl)",
+})",
+       R"("output": {"link": "fl)",
        "doc.json: line 8, column 25: invalid JSON (the text ends early: invalid string: missing closing quote)"},
       {"normal to a missing port", R"("output": {"link": "flip.result"})",
        R"("output": {"link": "flip.result"}, "normal": "flip.normal")",

@@ -185,7 +185,8 @@ TEST_F(ResourceFileTest, MistakesNameTheFileThePathAndTheReason) {
   const Case cases[] = {
       {R"("type": "colora", "default": [1, 1, 1, 1])", R"("type": "colour", "default": [1, 1, 1, 1])",
        "/assets/0/ports/0/type: unknown type \"colour\""},
-      {R"("default": [1, 1, 1, 1])", R"("default": [1, 1])", "/assets/0/ports/0/default: expected 3 or 4 numbers, got 2"},
+      {R"("default": [1, 1, 1, 1])", R"("default": [1, 1])",
+       "/assets/0/ports/0/default: expected 3 or 4 numbers, got 2"},
       {R"("alias": "x", )", "", "/assets/0/alias: missing"},
       {R"("id": "color")", R"("id": "Color")", "/assets/0/ports/0/id: published ids are lower case"},
       {R"("direction": "out")", R"("direction": "sideways")", "/assets/0/ports/1/direction"},

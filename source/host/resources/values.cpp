@@ -356,8 +356,7 @@ nlohmann::json JsonFromSetting(std::string_view text, const DataType* type, bool
   const bool isText = t == &kStringType || t == &kUrlType || t == &kIdType || t == &kInternedIdType;
   // Text is a JSON literal only when it says so with quotes, braces or (for
   // a list) brackets.
-  if (!isText ||
-      (!text.empty() && (text.front() == '"' || text.front() == '{' || (list && text.front() == '[')))) {
+  if (!isText || (!text.empty() && (text.front() == '"' || text.front() == '{' || (list && text.front() == '[')))) {
     nlohmann::json j = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
     if (!j.is_discarded()) return j;
   }
