@@ -292,6 +292,8 @@ int RunNodes(bool json, bool core) {
           a->doc.substr(0, a->doc.find(". ") == std::string::npos ? a->doc.size() : a->doc.find(". ") + 1);
       fmt::print("{:<22} {:<11} {}\n", a->alias, a->group, doc);
     }
+    fmt::print("{:<22} {:<11} {}\n", "passthrough", "builtin",
+               "Passes the value of its input \"color\" on unchanged, of whatever type it is.");
     return 0;
   }
   ordered_json out;

@@ -214,6 +214,7 @@ TEST(Cli, NodesListsTheCatalogue) {
   ASSERT_EQ(r.status, 0);
   EXPECT_NE(r.out.find("\ncheckerboard           generator   Two colours on a board"), std::string::npos) << r.out;
   EXPECT_EQ(r.out.find("corenode"), std::string::npos);
+  EXPECT_NE(r.out.find("\npassthrough            builtin     "), std::string::npos) << r.out;
   Outcome core = Tool("nodes --core");
   ASSERT_EQ(core.status, 0);
   EXPECT_NE(core.out.find("net.zovan.pattern.corenode.effect.invertcolor\n"), std::string::npos);
