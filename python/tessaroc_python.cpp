@@ -157,7 +157,7 @@ PYBIND11_MODULE(tessaroc, m) {
         for (const CoreNodeDefinition* d : CoreNodes().Entries()) ids.push_back(d->id().str());
         return ids;
       },
-      "The registered core node ids, as `tessaroc nodes` lists them.");
+      "The registered core node ids, as `tessaroc nodes --core` lists them.");
   m.def(
       "describe",
       [](const std::string& name) {

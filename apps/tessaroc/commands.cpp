@@ -98,11 +98,20 @@ void PrintWarnings(const graph::Document& document) {
   for (const std::string& w : document.warnings()) std::fprintf(stderr, "tessaroc: warning: %s\n", w.c_str());
 }
 
-// Prints the messages after the first `printed` ones; returns how many there are.
-size_t PrintMessages(const host::CollectingMessageSink& sink, size_t printed = 0) {
+// Prints the messages after the first `printed` ones and moves `printed` past
+// them. With `strict` they are one error instead, and the result a failure.
+Result PrintMessages(const host::CollectingMessageSink& sink, size_t& printed, bool strict) {
   const std::vector<std::string> messages = sink.Messages();
-  for (size_t i = printed; i < messages.size(); ++i) std::fprintf(stderr, "tessaroc: %s\n", messages[i].c_str());
-  return messages.size();
+  std::string all;
+  for (size_t i = printed; i < messages.size(); ++i) {
+    if (!strict) std::fprintf(stderr, "tessaroc: %s\n", messages[i].c_str());
+    std::string m = messages[i];
+    if (!m.empty() && m.back() == '.') m.pop_back();  // the line goes on
+    all += (all.empty() ? "" : "; ") + m;
+  }
+  printed = messages.size();
+  if (strict && !all.empty()) return Result::Fail(errors::kIllegalState, "--strict: " + all);
+  return Result::Ok();
 }
 
 }  // namespace
@@ -170,7 +179,9 @@ int RunRender(const RenderOptions& o) {
 
   // One material for every frame: compiled and prepared once.
   std::unique_ptr<graph::Material> material;
-  if (Result r = graph::Material::FromFile(o.graph, material, out.extraOutputs); r.failed()) return Fail(r);
+  std::unique_ptr<graph::Document> document;
+  if (Result r = graph::Document::Load(o.graph, document, o.settings); r.failed()) return Fail(r);
+  if (Result r = graph::Material::Compile(std::move(document), material, out.extraOutputs); r.failed()) return Fail(r);
   PrintWarnings(material->document());
   host::Image image;
   size_t printed = 0;
@@ -180,7 +191,8 @@ int RunRender(const RenderOptions& o) {
     Result r = graph::Render(*material, s, image);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     bar.Finish();
-    printed = PrintMessages(sink, printed);
+    if (Result m = PrintMessages(sink, printed, o.strict && r.ok()); m.failed())
+      return Fail(std::string(m.message()) + "; nothing written");
     if (r.failed()) return Fail(r);
     double writeSeconds = 0;
     std::string files;
@@ -215,7 +227,7 @@ int RunEval(const EvalOptions& o) {
       settings.emplace_back(s.substr(0, eq), s.substr(eq + 1));
     }
     if (Result r = graph::Document::ForNode(o.node, settings, doc); r.failed()) return Fail(r);
-  } else if (Result r = graph::Document::Load(o.graph, doc); r.failed()) {
+  } else if (Result r = graph::Document::Load(o.graph, doc, o.settings); r.failed()) {
     return Fail(r);
   }
   PrintWarnings(*doc);
@@ -257,22 +269,34 @@ int RunEval(const EvalOptions& o) {
   host::CollectingMessageSink sink;
   ordered_json out;
   Result r = graph::EvaluateDocument(std::move(doc), ctx, sink, out);
-  PrintMessages(sink);
+  size_t printed = 0;
+  if (Result m = PrintMessages(sink, printed, o.strict && r.ok()); m.failed()) return Fail(m);
   if (r.failed()) return Fail(r);
   if (o.printContext) std::printf("%s\n", graph::ContextJson(ctx).c_str());
   std::printf("%s\n", out.dump().c_str());
   return 0;
 }
 
-int RunNodes(bool json) {
+int RunNodes(bool json, bool core) {
   const auto entries = CoreNodes().Entries();
-  if (!json) {
+  if (core && !json) {
     for (const CoreNodeDefinition* d : entries) std::printf("%s\n", d->id().str().c_str());
     return 0;
   }
-  ordered_json out;
   std::vector<const host::AssetDescription*> assets;
   if (Result r = host::Descriptions().Assets(assets); r.failed()) return Fail(r);
+  if (!json) {
+    // The names a document uses, with the first sentence of what each does.
+    for (const host::AssetDescription* a : assets) {
+      const std::string doc =
+          a->doc.substr(0, a->doc.find(". ") == std::string::npos ? a->doc.size() : a->doc.find(". ") + 1);
+      fmt::print("{:<22} {:<11} {}\n", a->alias, a->group, doc);
+    }
+    fmt::print("{:<22} {:<11} {}\n", "passthrough", "builtin",
+               "Passes the value of its input \"color\" on unchanged, of whatever type it is.");
+    return 0;
+  }
+  ordered_json out;
   out["assets"] = ordered_json::array();
   for (const host::AssetDescription* a : assets) {
     if (Result r = graph::DescribeNode(a->id, out["assets"].emplace_back()); r.failed()) return Fail(r);
@@ -292,10 +316,22 @@ Result ReadContextFile(const std::string& path, ShadingContext& ctx) {
   return graph::ContextFromJson(text, path, ctx);
 }
 
-int RunDescribe(const std::string& name) {
+int RunSchema() {
+  ordered_json schema;
+  if (Result r = graph::DocumentSchema(schema); r.failed()) return Fail(r);
+  std::printf("%s\n", schema.dump(2).c_str());
+  return 0;
+}
+
+int RunDescribe(const std::string& name, bool json) {
   graph::DocumentNode n;
-  if (Result r = graph::ResolveNodeType(name, n); r.failed())
-    return Fail(std::string(r.message()) + "; `tessaroc nodes` lists them");
+  if (Result r = graph::ResolveNodeType(name, n); r.failed()) return Fail(r);
+  if (json) {
+    ordered_json out;
+    if (Result r = graph::DescribeNode(name, out); r.failed()) return Fail(r);
+    std::printf("%s\n", out.dump(2).c_str());
+    return 0;
+  }
   if (n.asset) {
     const host::AssetDescription& a = *n.asset;
     fmt::print("{}  ({})\n  {}\n", a.label, a.alias, a.id);

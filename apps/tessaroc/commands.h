@@ -33,25 +33,32 @@ struct RenderOptions {
   ViewOptions view;
   std::string background = "checker";
   bool lit = false;
+  bool strict = false;                // messages of the material are errors
+  std::vector<std::string> settings;  // NODE.PORT=VALUE
   OutputOptions out;
 };
 
 struct EvalOptions {
   std::string graph;
   std::string node;
-  std::vector<std::string> settings;  // PORT=VALUE
+  std::vector<std::string> settings;  // PORT=VALUE with --node, NODE.PORT=VALUE with a document
   std::optional<std::string> uv;      // U,V
   std::optional<std::string> contextFile;
   ViewOptions view;
   std::optional<std::string> pixel;  // X,Y of a render of --size
   std::string size = "512";
   bool printContext = false;
+  bool strict = false;
 };
 
 int RunRender(const RenderOptions& options);
 int RunEval(const EvalOptions& options);
-int RunNodes(bool json);
-int RunDescribe(const std::string& node);
+// Aliases with group and doc; with `core` the core node ids; with `json`
+// assets and core nodes with their ports.
+int RunNodes(bool json, bool core);
+int RunDescribe(const std::string& node, bool json);
+// The JSON Schema of graph documents.
+int RunSchema();
 
 // Prints "tessaroc: error: <message>" and returns 1.
 int Fail(const Result& r);

@@ -52,13 +52,20 @@ int main(int argc, char** argv) {
   r->add_flag("--lit", render.lit,
               "Show the output as the colour of a diffuse surface under a key light, shaded with the document's "
               "normal when it names one");
+  r->add_option("--set", render.settings,
+                "NODE.PORT=VALUE: an input's value instead of the document's, e.g. board.color1=1,0,0 or "
+                "board.color1=[1,0,0,1]; text is taken whole (repeatable)");
+  r->add_flag("--strict", render.strict,
+              "Messages of the material (a missing image file, ...) are errors: nothing is written");
   app::AddOutputOptions(*r, render.out);
 
   app::EvalOptions eval;
   CLI::App* e = app.add_subcommand("eval", "Evaluate one sample and print every output as JSON");
   e->add_option("graph", eval.graph, "Material graph document (JSON)")->check(CLI::ExistingFile);
   e->add_option("--node", eval.node, "Evaluate one node instead: asset id, alias or core node id");
-  e->add_option("--set", eval.settings, "PORT=VALUE for --node, e.g. color=1,0,0.25,1 or mode=srgb");
+  e->add_option("--set", eval.settings,
+                "PORT=VALUE with --node, NODE.PORT=VALUE with a document: an input's value, e.g. "
+                "color=1,0,0.25,1, mode=srgb or board.color1=[1,0,0,1] (repeatable)");
   CLI::Option* uv = e->add_option("--uv", eval.uv, "U,V: sample the plane at uvw (U, V, 0), with no footprint");
   CLI::Option* pixel =
       e->add_option("--pixel", eval.pixel, "X,Y: the sample pixel (X, Y) of the render at --size evaluates")
@@ -72,16 +79,35 @@ int main(int argc, char** argv) {
   e->add_option("--context", eval.contextFile,
                 "JSON file of context fields by name (uvw, time, ...); they override --uv and --pixel")
       ->check(CLI::ExistingFile);
+  e->add_flag("--strict", eval.strict, "Messages of the material (a missing image file, ...) are errors");
 
-  bool json = false;
-  CLI::App* n = app.add_subcommand("nodes", "List the registered core node ids, or with --json assets and nodes");
-  n->add_flag("--json", json, "Assets and core nodes with their ports, as JSON");
+  bool json = false, core = false;
+  CLI::App* n = app.add_subcommand("nodes", "List the nodes a document names, with group and what each does");
+  CLI::Option* coreFlag = n->add_flag("--core", core, "The registered core node ids instead");
+  n->add_flag("--json", json, "Assets and core nodes with their ports, as JSON")->excludes(coreFlag);
 
   std::string node;
+  bool describeJson = false;
   CLI::App* d = app.add_subcommand("describe", "Ports, types, defaults and values of a node");
   d->add_option("node", node, "Asset id, alias or core node id")->required();
+  d->add_flag("--json", describeJson, "As JSON, as `nodes --json` lists it");
 
-  CLI11_PARSE(app, argc, argv);
+  CLI::App* schema = app.add_subcommand(
+      "schema", "Print the JSON Schema of graph documents, made from the node catalogue, for editors and checks");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& e) {
+    return app.exit(e);  // --help, --version
+  } catch (const CLI::ParseError& e) {
+    // The parser's own words, on our one line and with our status.
+    std::string why = e.what();
+    for (char& c : why)
+      if (c == '\n') c = ' ';
+    while (!why.empty() && why.back() == ' ') why.pop_back();
+    return app::Fail(why + "; see tessaroc " +
+                     (app.get_subcommands().empty() ? "" : app.get_subcommands()[0]->get_name() + " ") + "--help");
+  }
   // A file size limit makes writes fail rather than end the process: the
   // writer then reports it and keeps the previous file.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -93,10 +119,10 @@ int main(int argc, char** argv) {
   if (*r) status = app::RunRender(render);
   else if (*e) {
     if (eval.graph.empty() == eval.node.empty()) return app::Fail("eval takes a graph or --node, one of the two");
-    if (!eval.graph.empty() && !eval.settings.empty()) return app::Fail("--set goes with --node");
     status = app::RunEval(eval);
-  } else if (*n) status = app::RunNodes(json);
-  else if (*d) status = app::RunDescribe(node);
+  } else if (*n) status = app::RunNodes(json, core);
+  else if (*d) status = app::RunDescribe(node, describeJson);
+  else if (*schema) status = app::RunSchema();
   (void)module::UnloadModule();
   return status;
 }

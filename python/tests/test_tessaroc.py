@@ -100,7 +100,7 @@ def test_messages_of_a_render_are_warnings(tmp_path):
 
 
 def test_nodes_and_describe_are_the_command_lines():
-    assert tessaroc.nodes() == tool("nodes").stdout.split()
+    assert tessaroc.nodes() == tool("nodes", "--core").stdout.split()
     listed = json.loads(tool("nodes", "--json").stdout)
     assert tessaroc.describe("checkerboard") == next(a for a in listed["assets"] if a["alias"] == "checkerboard")
     core = listed["corenodes"][0]

@@ -70,6 +70,33 @@ std::string DidYouMean(std::string_view text, const std::vector<std::string>& va
   return "did you mean one of " + Join(names) + "?";
 }
 
+// "; did you mean ..." with the names nearest to `text`, or nothing when
+// none is near enough to be a slip.
+std::string Nearest(std::string_view text, const std::vector<std::string>& names) {
+  std::vector<std::string> nearest;
+  size_t best = std::string::npos;
+  for (const std::string& n : names) {
+    const size_t d = Distance(text, n);
+    if (d < best) nearest.clear(), best = d;
+    if (d == best && std::find(nearest.begin(), nearest.end(), "\"" + n + "\"") == nearest.end())
+      nearest.push_back("\"" + n + "\"");
+  }
+  if (nearest.empty() || best > std::max<size_t>(2, text.size() / 3)) {
+    // A name cut short ("checker" for checkerboard) is no slip of one letter.
+    nearest.clear();
+    for (const std::string& n : names)
+      if (text.size() >= 3 && n.size() > text.size() && EqualNoCase(std::string_view(n).substr(0, text.size()), text))
+        nearest.push_back("\"" + n + "\"");
+    if (nearest.empty() || nearest.size() > 4) return "";
+  }
+  return "; did you mean " + Join(nearest) + "?";
+}
+
+// "unknown port; NODE has a, b, c; did you mean "b"?"
+std::string UnknownPort(std::string_view port, const std::string& node, const std::vector<std::string>& known) {
+  return "unknown port; " + node + " has " + (known.empty() ? "no inputs" : Join(known)) + Nearest(port, known);
+}
+
 // Whether a core port belongs to the node's own machinery: private state and
 // value types nobody can write or read from outside.
 bool IsPrivateCorePort(const Port& p) {
@@ -134,6 +161,33 @@ std::vector<std::string> VisiblePortIds(const DocumentNode& node, bool output) {
 
 }  // namespace
 
+std::string CoreNodeRefusal(const DocumentNode& node) {
+  if (node.kind != NodeKind::kCoreNode) return "";
+  for (const DocumentPort& p : node.ports) {
+    if (p.output || !p.hidden || p.corePort < 0) continue;
+    if (node.group->ports()[static_cast<size_t>(p.corePort)].flags & MicroNode::FLAGS::PERMANENT) continue;
+    // A private input: a pre node's table or bake, which only the wires
+    // inside an asset feed. Left unfed the node would give 0 everywhere.
+    std::vector<std::string> assets;
+    std::vector<const host::AssetDescription*> all;
+    if (host::Descriptions().Assets(all).ok())
+      for (const host::AssetDescription* a : all)
+        for (const host::WireDescription& w : a->wires) {
+          const std::string* core = a->CoreNodeOf(w.to.instance);
+          const std::string name = "\"" + a->alias + "\"";
+          if (core && *core == node.typeId && EqualNoCase(w.to.port, p.id) &&
+              std::find(assets.begin(), assets.end(), name) == assets.end())
+            assets.push_back(name);
+        }
+    std::string use;
+    for (size_t i = 0; i < assets.size(); ++i)
+      use += (i == 0 ? "" : i + 1 == assets.size() ? " or " : ", ") + assets[i];
+    return "core node " + node.typeId + " reads " + p.id + ", which a pre node makes inside an asset; " +
+           (use.empty() ? "it cannot be used alone" : "name the asset " + use + " instead");
+  }
+  return "";
+}
+
 Result ResolveNodeType(const std::string& name, DocumentNode& node) {
   if (name == "passthrough" || name == kPassThroughId) {
     node.kind = NodeKind::kBuiltin;
@@ -176,7 +230,24 @@ Result ResolveNodeType(const std::string& name, DocumentNode& node) {
     }
     return Result::Ok();
   }
-  return Result::Fail(errors::kUnresolved, "unknown node \"" + name + "\"");
+  // The short names users type: aliases, and the last part of core ids.
+  std::vector<std::string> names;
+  std::vector<const host::AssetDescription*> assets;
+  if (host::Descriptions().Assets(assets).ok())
+    for (const host::AssetDescription* a : assets) names.push_back(a->alias);
+  const size_t dot = name.rfind('.');
+  std::string hint;
+  if (dot != std::string::npos) {
+    // A long id with a slip: the nearest id of the same kind.
+    std::vector<std::string> ids;
+    for (const host::AssetDescription* a : assets) ids.push_back(a->id);
+    for (const CoreNodeDefinition* d : CoreNodes().Entries()) ids.push_back(d->id().str());
+    hint = Nearest(name, ids);
+  } else {
+    hint = Nearest(name, names);
+  }
+  return Result::Fail(errors::kUnresolved,
+                      "unknown node \"" + name + "\"" + (hint.empty() ? "; `tessaroc nodes` lists them" : hint));
 }
 
 class DocumentReader {
@@ -194,8 +265,9 @@ class DocumentReader {
     if (!top.is_object()) return Fail("/", "a document is a JSON object");
     for (auto it = top.begin(); it != top.end(); ++it)
       if (it.key() != "tessaroc" && it.key() != "nodes" && it.key() != "output" && it.key() != "normal" &&
-          it.key() != "description")
-        return Fail("/" + it.key(), "unknown field; a document has tessaroc, nodes, output, normal and description");
+          it.key() != "description" && it.key() != "$schema")  // $schema: for editors
+        return Fail("/" + it.key(),
+                    "unknown field; a document has tessaroc, nodes, output, normal, description and $schema");
     auto version = top.find("tessaroc");
     if (version == top.end()) return Fail("/tessaroc", "missing: the document format version, 1");
     if (!version->is_number_integer() || version->get<int64_t>() != kDocumentVersion)
@@ -233,6 +305,13 @@ class DocumentReader {
     return nullptr;
   }
 
+  // "; did you mean ..." among the document's node names.
+  std::string NodeHint(const std::string& name) const {
+    std::vector<std::string> names;
+    for (const auto& n : doc_.nodes_) names.push_back(n->name);
+    return Nearest(name, names);
+  }
+
   Result MakeNode(const std::string& name, const json& j) {
     const std::string path = "/nodes/" + name;
     if (!ValidName(name)) return Fail(path, "node names use letters, digits, '_' and '-'");
@@ -246,11 +325,8 @@ class DocumentReader {
     auto node = std::make_unique<DocumentNode>();
     node->name = name;
     Result r = ResolveNodeType(type->get<std::string>(), *node);
-    if (r.failed()) {
-      if (r.Is(errors::kUnresolved))
-        return Fail(path + "/node", std::string(r.message()) + "; `tessaroc nodes` lists them");
-      return Fail(path + "/node", std::string(r.message()));
-    }
+    if (r.failed()) { return Fail(path + "/node", std::string(r.message())); }
+    if (const std::string refusal = CoreNodeRefusal(*node); !refusal.empty()) return Fail(path + "/node", refusal);
     TESSAROC_RETURN_IF_FAILED(
         doc_.root().AddChild(Id(std::string_view(name)), node->kind, node->typeId, node->graphNode));
     for (const DocumentPort& p : node->ports) {
@@ -288,8 +364,7 @@ class DocumentReader {
         const DocumentPort* port = node->FindPort(it.key(), false);
         if (port == nullptr) {
           if (node->FindPort(it.key(), true)) return Fail(path, "\"" + it.key() + "\" is an output, not an input");
-          const std::vector<std::string> known = VisiblePortIds(*node, false);
-          return Fail(path, "unknown port; " + node->name + " has " + (known.empty() ? "no inputs" : Join(known)));
+          return Fail(path, UnknownPort(it.key(), node->name, VisiblePortIds(*node, false)));
         }
         if (port->type == &kShadingContextType && !IsLink(it.value()))
           return Fail(path, "a context input takes a link from a node's context output");
@@ -308,6 +383,23 @@ class DocumentReader {
         }
       }
     }
+    // The lists of a node are parallel (a knot is one element of each): a
+    // list shorter or longer than the first leaves knots half made.
+    const std::string* firstList = nullptr;
+    if (inputs != j.end())
+      for (auto it = inputs->begin(); it != inputs->end(); ++it) {
+        const DocumentPort* port = node->FindPort(it.key(), false);
+        if (!port || !port->array) continue;
+        if (firstList == nullptr) {
+          firstList = &it.key();
+        } else if (it.value().size() != inputs->at(*firstList).size()) {
+          return Fail(
+              "/nodes/" + name + "/inputs/" + it.key(),
+              std::to_string(it.value().size()) + " elements where " + *firstList + " has " +
+                  std::to_string(inputs->at(*firstList).size()) +
+                  "; the lists of a node hold one element per item (knot, layer) and are as long as each other");
+        }
+      }
     // Array ports not given follow the longest list the document gives for
     // the node (knots and layers come in parallel lists), or take their
     // default elements when it gives none.
@@ -347,7 +439,7 @@ class DocumentReader {
       const size_t dot = text.find('.');
       const std::string fromName = text.substr(0, dot);
       DocumentNode* from = Node(fromName);
-      if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"");
+      if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"" + NodeHint(fromName));
       const DocumentPort* fromPort = nullptr;
       if (dot == std::string::npos) {
         fromPort = FirstVisibleOutput(*from);
@@ -356,8 +448,9 @@ class DocumentReader {
         const std::string portName = text.substr(dot + 1);
         fromPort = from->FindPort(portName, true);
         if (fromPort == nullptr || fromPort->hidden) {
+          const std::vector<std::string> outputs = VisiblePortIds(*from, true);
           return Fail(path, "link to a missing port \"" + portName + "\" of " + fromName + "; its outputs are " +
-                                Join(VisiblePortIds(*from, true)));
+                                Join(outputs) + Nearest(portName, outputs));
         }
       }
       links_.push_back({path, &node, graphPortId, &port, from, fromPort});
@@ -486,7 +579,8 @@ class DocumentReader {
     else return Fail(path, "expected {\"link\": \"node.port\"}");
     const size_t dot = text.find('.');
     DocumentNode* node = Node(text.substr(0, dot));
-    if (node == nullptr) return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"");
+    if (node == nullptr)
+      return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"" + NodeHint(text.substr(0, dot)));
     const DocumentPort* port =
         dot == std::string::npos ? FirstVisibleOutput(*node) : node->FindPort(text.substr(dot + 1), true);
     if (port == nullptr || port->hidden)
@@ -522,58 +616,105 @@ const DocumentNode* Document::FindNode(std::string_view name) const {
   return nullptr;
 }
 
-Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out) {
+namespace {
+
+// Puts each "NODE.PORT=VALUE" into the document's JSON, the value read for
+// the port's type. `named` maps the input's path to the setting's name.
+Result ApplySettings(json& top, const std::vector<std::string>& settings, std::map<std::string, std::string>& named) {
+  for (const std::string& s : settings) {
+    const size_t eq = s.find('=');
+    const size_t dot = s.substr(0, eq).find('.');
+    if (eq == std::string::npos || dot == std::string::npos || dot == 0 || dot + 1 == eq)
+      return Result::Fail(errors::kIllegalArgument, "--set " + s + ": expected NODE.PORT=VALUE");
+    const std::string nodeName = s.substr(0, dot), portName = s.substr(dot + 1, eq - dot - 1);
+    json* nodes = top.is_object() && top.contains("nodes") && top["nodes"].is_object() ? &top["nodes"] : nullptr;
+    if (nodes == nullptr || !nodes->contains(nodeName) || !(*nodes)[nodeName].is_object()) {
+      std::vector<std::string> names;
+      if (nodes)
+        for (auto it = nodes->begin(); it != nodes->end(); ++it) names.push_back(it.key());
+      return Result::Fail(errors::kIllegalArgument, "--set " + s.substr(0, eq) + ": the document has no node \"" +
+                                                        nodeName + "\"" + Nearest(nodeName, names));
+    }
+    json& node = (*nodes)[nodeName];
+    DocumentNode probe;
+    // A node of an unknown type is reported by the reader, at its path.
+    if (!node.contains("node") || !node["node"].is_string() ||
+        ResolveNodeType(node["node"].get<std::string>(), probe).failed())
+      continue;
+    const DocumentPort* port = probe.FindPort(portName, false);
+    if (port == nullptr || port->hidden)
+      return Result::Fail(errors::kIllegalArgument, "--set " + s.substr(0, eq) + ": " +
+                                                        UnknownPort(portName, nodeName, VisiblePortIds(probe, false)));
+    json value = host::JsonFromSetting(std::string_view(s).substr(eq + 1), port->type, port->array);
+    if (port->array && !value.is_array()) value = json::array({value});
+    if (!node.contains("inputs")) node["inputs"] = json::object();
+    json& inputs = node["inputs"];
+    if (!inputs.is_object()) continue;  // the reader says what is wrong
+    // The document may spell the port in another case.
+    for (auto it = inputs.begin(); it != inputs.end();)
+      it = EqualNoCase(it.key(), port->id) ? inputs.erase(it) : std::next(it);
+    inputs[port->id] = value;
+    named["/nodes/" + nodeName + "/inputs/" + port->id] = "--set " + nodeName + "." + port->id;
+  }
+  return Result::Ok();
+}
+
+// A message about a set input names the setting rather than the document.
+std::string NameSetting(const std::string& message, const std::string& origin,
+                        const std::map<std::string, std::string>& named) {
+  for (const auto& [path, setting] : named) {
+    const std::string prefix = origin + ": " + path;
+    if (message.rfind(prefix, 0) == 0 && (message[prefix.size()] == ':' || message[prefix.size()] == '/'))
+      return setting + message.substr(prefix.size());
+  }
+  return message;
+}
+
+}  // namespace
+
+Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out,
+                       const std::vector<std::string>& settings) {
   json top;
   try {
     top = json::parse(text);
   } catch (const json::parse_error& e) {
-    size_t line = 1, col = 1;
-    for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
-      if (text[i] == '\n') {
-        ++line;
-        col = 1;
-      } else {
-        ++col;
-      }
-    }
-    std::string what = e.what();
-    const size_t colon = what.rfind(": ");
-    return Result::Fail(errors::kIllegalArgument,
-                        origin + ": line " + std::to_string(line) + ", column " + std::to_string(col) +
-                            ": invalid JSON" + (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
+    return Result::Fail(errors::kIllegalArgument, origin + ": " + host::JsonParseError(text, e));
   }
+  std::map<std::string, std::string> named;
+  TESSAROC_RETURN_IF_FAILED(ApplySettings(top, settings, named));
   std::unique_ptr<Document> doc(new Document());
   doc->folder_ = std::filesystem::path(origin).parent_path().string();
   DocumentReader reader(*doc, origin);
-  TESSAROC_RETURN_IF_FAILED(reader.Read(top));
+  if (Result r = reader.Read(top); r.failed())
+    return Result::Fail(r.id(), NameSetting(std::string(r.message()), origin, named));
+  for (std::string& w : doc->warnings_) w = NameSetting(w, origin, named);
   out = std::move(doc);
   return Result::Ok();
 }
 
-Result Document::Load(const std::string& path, std::unique_ptr<Document>& out) {
+Result Document::Load(const std::string& path, std::unique_ptr<Document>& out,
+                      const std::vector<std::string>& settings) {
   std::ifstream in(path);
   if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
   std::stringstream ss;
   ss << in.rdbuf();
-  return Parse(ss.str(), path, out);
+  return Parse(ss.str(), path, out, settings);
 }
 
 Result Document::ForNode(const std::string& node, const std::vector<std::pair<std::string, std::string>>& settings,
                          std::unique_ptr<Document>& out) {
   DocumentNode probe;
   Result r = ResolveNodeType(node, probe);
-  if (r.failed()) return Result::Fail(r.id(), std::string(r.message()) + "; `tessaroc nodes` lists them");
+  if (r.failed()) return r;
   json doc;
   doc["tessaroc"] = kDocumentVersion;
   json inputs = json::object();
   for (const auto& [port, value] : settings) {
     const DocumentPort* p = probe.FindPort(port, false);
-    if (p == nullptr) {
-      const std::vector<std::string> known = VisiblePortIds(probe, false);
-      return Result::Fail(errors::kIllegalArgument, "--set " + port + ": unknown port; " + node + " has " +
-                                                        (known.empty() ? "no inputs" : Join(known)));
-    }
-    json v = host::JsonFromNotation(value);
+    if (p == nullptr)
+      return Result::Fail(errors::kIllegalArgument,
+                          "--set " + port + ": " + UnknownPort(port, node, VisiblePortIds(probe, false)));
+    json v = host::JsonFromSetting(value, p->type, p->array);
     if (p->array && !v.is_array()) v = json::array({v});
     inputs[p->id] = v;
   }

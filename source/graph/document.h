@@ -45,8 +45,12 @@ struct DocumentNode {
 class Document {
  public:
   // Reads and checks a document. `origin` names it in messages (a path).
-  static Result Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out);
-  static Result Load(const std::string& path, std::unique_ptr<Document>& out);
+  // `settings` ("NODE.PORT=VALUE", the command line's --set) replace or add
+  // input values first; a mistake in one names the setting.
+  static Result Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out,
+                      const std::vector<std::string>& settings = {});
+  static Result Load(const std::string& path, std::unique_ptr<Document>& out,
+                     const std::vector<std::string>& settings = {});
 
   NodeSystem& system() { return *system_; }
   GraphNode& root() { return system_->root(); }
@@ -86,6 +90,10 @@ class Document {
 // Resolves what a "node" field names: an asset id or alias, a core node id,
 // or the pass-through node. Fills kind, typeId, asset, group and ports.
 Result ResolveNodeType(const std::string& name, DocumentNode& node);
+
+// Why a core node cannot stand alone in a document (it reads what a pre node
+// makes inside an asset), naming the assets to use instead; empty when it can.
+std::string CoreNodeRefusal(const DocumentNode& node);
 
 // Whether a value of `from` may flow into a port of `to`, converting where
 // needed (Float to colours, Color to ColorA and back).

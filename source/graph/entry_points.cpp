@@ -55,8 +55,12 @@ std::string ContextJson(const ShadingContext& ctx) {
 }
 
 Result ContextFromJson(const std::string& text, const std::string& origin, ShadingContext& ctx) {
-  const nlohmann::json j = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (j.is_discarded()) return Result::Fail(errors::kIllegalArgument, origin + ": invalid JSON");
+  nlohmann::json j;
+  try {
+    j = nlohmann::json::parse(text);
+  } catch (const nlohmann::json::parse_error& e) {
+    return Result::Fail(errors::kIllegalArgument, origin + ": " + host::JsonParseError(text, e));
+  }
   if (!j.is_object()) return Result::Fail(errors::kIllegalArgument, origin + ": expected an object of context fields");
   for (auto it = j.begin(); it != j.end(); ++it) {
     bool known = false;
@@ -84,6 +88,27 @@ Result ContextFromJson(const std::string& text, const std::string& origin, Shadi
       return Result::Fail(errors::kIllegalArgument,
                           origin + ": /" + it.key() + ": unknown context field; known: " + names);
     }
+  }
+  // The dx and dy fields are where the neighbouring samples are, not
+  // differences: a point given without them is a point sample (as --uv takes),
+  // not a footprint stretching to the neighbours of another point.
+  struct Neighbours {
+    const char* name;
+    Vector ShadingContext::*at;
+    Vector ShadingContext::*dx;
+    Vector ShadingContext::*dy;
+  };
+  static constexpr Neighbours kNeighbours[] = {
+      {"uvw", &ShadingContext::uvw, &ShadingContext::uvwdx, &ShadingContext::uvwdy},
+      {"position", &ShadingContext::position, &ShadingContext::positiondx, &ShadingContext::positiondy},
+      {"rayorigin", &ShadingContext::rayorigin, &ShadingContext::rayorigindx, &ShadingContext::rayorigindy},
+      {"raydirection", &ShadingContext::raydirection, &ShadingContext::raydirectiondx, &ShadingContext::raydirectiondy},
+  };
+  for (const Neighbours& n : kNeighbours) {
+    if (!j.contains(n.name)) continue;
+    const std::string name = n.name;
+    if (!j.contains(name + "dx")) ctx.*n.dx = ctx.*n.at;
+    if (!j.contains(name + "dy")) ctx.*n.dy = ctx.*n.at;
   }
   return Result::Ok();
 }

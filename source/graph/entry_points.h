@@ -17,7 +17,9 @@ namespace tessaroc::graph {
 Result RenderDocument(std::unique_ptr<Document> document, RenderSettings settings, host::Image& out);
 
 // Sets context fields by name from a JSON object ({"uvw": [0.1, 0.2, 0],
-// "time": 2}). A mistake names `origin`, the field and the reason.
+// "time": 2}). A mistake names `origin`, the field and the reason. A point
+// (uvw, position, ray) given without its dx and dy neighbours is a point
+// sample: they are set to the point.
 Result ContextFromJson(const std::string& text, const std::string& origin, ShadingContext& ctx);
 // Every field that ContextFromJson reads, as one JSON object it reads back.
 std::string ContextJson(const ShadingContext& ctx);
@@ -37,5 +39,10 @@ ShadingContext EvalContext(double u, double v);
 // group, label, doc, core nodes and ports; for a core node its id, source,
 // purity and ports. `name` is an asset id or alias or a core node id.
 Result DescribeNode(const std::string& name, nlohmann::ordered_json& out);
+
+// The JSON Schema (draft 2020-12) of graph documents, as `tessaroc schema`
+// prints it: every node name, each node's input ports with the literals
+// their types take (or a link), and the enumeration values.
+Result DocumentSchema(nlohmann::ordered_json& out);
 
 }  // namespace tessaroc::graph

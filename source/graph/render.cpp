@@ -7,6 +7,7 @@
 #include <new>
 
 #include "host/jobs/job_service.h"
+#include "host/resources/values.h"
 #include "host/system/memory.h"
 
 namespace tessaroc::graph {
@@ -110,8 +111,8 @@ Result PlanImage(const Material& material, const RenderSettings& settings, Windo
       return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + ": the material was not compiled with " +
                                                         aov.output + " as an extra output");
     if (!Renderable(*output->type))
-      return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + ": " + aov.output + " is a " +
-                                                        output->type->id.str() + ", which has no colour");
+      return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + ": " + aov.output + " is of type " +
+                                                        host::TypeName(*output->type) + ", which has no colour");
     for (const host::ImageLayer& layer : out.layers)
       if (layer.name == aov.name) return Result::Fail(errors::kIllegalArgument, "AOV " + aov.name + " is named twice");
     const DataType* t = output->type->Storage();
@@ -161,7 +162,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   const DataType& type = *material.mainOutput().type;
   if (!Renderable(type))
     return Result::Fail(errors::kIllegalArgument,
-                        "the output " + material.mainOutput().id + " is a " + type.id.str() + ", which has no colour");
+                        "the output " + material.mainOutput().id + " is of type " + host::TypeName(type) +
+                            ", which has no colour; eval prints it");
   Window window;
   std::vector<const Material::Output*> aovs;
   TESSAROC_RETURN_IF_FAILED(PlanImage(material, settings, window, aovs, out));

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/wait.h>
@@ -106,13 +107,31 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
   };
   for (const char* c : cases) {
     Outcome r = Tool(c);
-    EXPECT_NE(r.status, 0) << c;
-    EXPECT_FALSE(r.err.empty()) << c;
-    if (std::string(c).rfind("render", 0) != 0) {  // CLI11 words its own usage errors
-      EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c << ": " << r.err;
-      EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c << ": " << r.err;
-    }
+    EXPECT_EQ(r.status, 1) << c;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c << ": " << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c << ": " << r.err;
   }
+  // What the argument parser finds wrong: the same one line and status 1.
+  const struct {
+    const char* args;
+    std::string message;
+  } parser[] = {
+      {"", "A subcommand is required; see tessaroc --help"},
+      {"render", "graph is required; see tessaroc render --help"},
+      {"render --bogus", "graph is required"},
+      {"nodes --bogus", "The following argument was not expected: --bogus; see tessaroc nodes --help"},
+      {"eval --node exposure --uv", "--uv: 1 required"},
+      {"render /nonexistent.json -o x.png", "/nonexistent.json"},
+      {"render examples/road.json -o x.exr --frame 1 --frames 1-2", "--frame excludes --frames"},
+  };
+  for (const auto& c : parser) {
+    Outcome r = Tool(c.args, std::string("cd ") + TESSAROC_SOURCE_DIR + " && ");
+    EXPECT_EQ(r.status, 1) << c.args;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << c.args << ": " << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
+  }
+  EXPECT_EQ(Tool("--help").status, 0);
   // An unknown enumeration value is no mistake: one warning, and the node's own answer (no noise).
   Outcome odd = Tool("eval --node noise --set noisetype=turbulense");
   EXPECT_EQ(odd.status, 0) << odd.err;
@@ -190,9 +209,18 @@ TEST(Cli, EvalOnAShapeIsTheRendersPixelAndPrintsItsContext) {
 }
 
 TEST(Cli, NodesListsTheCatalogue) {
+  // The names a document uses, with group and what each does; core ids apart.
   Outcome r = Tool("nodes");
   ASSERT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("net.zovan.pattern.corenode.effect.invertcolor\n"), std::string::npos);
+  EXPECT_NE(r.out.find("\ncheckerboard           generator   Two colours on a board"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("corenode"), std::string::npos);
+  EXPECT_NE(r.out.find("\npassthrough            builtin     "), std::string::npos) << r.out;
+  Outcome core = Tool("nodes --core");
+  ASSERT_EQ(core.status, 0);
+  EXPECT_NE(core.out.find("net.zovan.pattern.corenode.effect.invertcolor\n"), std::string::npos);
+  Outcome described = Tool("describe checkerboard --json");
+  ASSERT_EQ(described.status, 0) << described.err;
+  EXPECT_EQ(nlohmann::json::parse(described.out)["id"], "net.zovan.pattern.node.generator.checkerboard");
   Outcome j = Tool("nodes --json");
   ASSERT_EQ(j.status, 0) << j.err;
   const auto doc = nlohmann::json::parse(j.out);
@@ -424,6 +452,11 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
       {"-o x.exr --colorspace nosuch", "--colorspace: unknown colour space \"nosuch\""},
       {"-o x.exr --display screen --view raw", "--display: a display and view come from an OpenColorIO config"},
       {"-o nosuchfolder/x.exr", "there is no folder"},
+      {"-o x.exr --set board.colr1=1", "--set board.colr1: unknown port; board has "},
+      {"-o x.exr --set board.colr1=1", "; did you mean \"color1\"?"},
+      {"-o x.exr --set bord.color1=1", "--set bord.color1: the document has no node \"bord\"; did you mean \"board\"?"},
+      {"-o x.exr --set board.color1=1,2", "--set board.color1: expected 3 or 4 numbers, got 2"},
+      {"-o x.exr --set color1=1", "--set color1=1: expected NODE.PORT=VALUE"},
   };
   for (const auto& c : cases) {
     Outcome r = Tool("render " + graph + " -q " + c.args, "cd " + (dir / "") + " && ");
@@ -433,6 +466,195 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << c.args << ": " << r.err;
   }
   EXPECT_EQ(dir.Files(), 1u);  // the document alone
+}
+
+// The schema `tessaroc schema` prints is the one the examples name, accepts
+// every example (checked by a validator of its own, Debian's
+// python3-jsonschema) and rejects a misspelt port, node or value.
+TEST(Cli, SchemaAcceptsEveryExampleAndRejectsMisspellings) {
+  Scratch dir("schema");
+  Outcome r = Tool("schema");
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::ifstream committed(std::string(TESSAROC_SOURCE_DIR) + "/schema/graph.schema.json");
+  EXPECT_EQ(r.out, std::string(std::istreambuf_iterator<char>(committed), {}))
+      << "schema/graph.schema.json is out of date: `tessaroc schema > schema/graph.schema.json`";
+  const std::string schema = dir.Write("graph.schema.json", r.out);
+  // Prints each file the schema rejects, with the reason, and how many it read.
+  const std::string check = dir.Write("check.py", R"(import glob, json, sys, jsonschema
+validator = jsonschema.Draft202012Validator(json.load(open(sys.argv[1])))
+jsonschema.Draft202012Validator.check_schema(validator.schema)
+files = sorted(glob.glob(sys.argv[2] + "/**/*.json", recursive=True)) + sys.argv[3:]
+for f in files:
+    for e in validator.iter_errors(json.load(open(f))):
+        print(f.split("/")[-1], e.message)
+print(len(files), "read")
+)");
+  const std::string examples = std::string(TESSAROC_SOURCE_DIR) + "/examples";
+  std::vector<std::string> bad;
+  for (const auto& [from, to] :
+       std::vector<std::pair<std::string, std::string>>{{"\"color1\"", "\"colr1\""},
+                                                        {"\"checkerboard\"", "\"checkerbord\""},
+                                                        {"\"tessaroc\": 1", "\"tessaroc\": 2"}}) {
+    std::ifstream in(examples + "/checker.json");
+    std::string text(std::istreambuf_iterator<char>(in), {});
+    ASSERT_NE(text.find(from), std::string::npos) << from;
+    text.replace(text.find(from), from.size(), to);
+    bad.push_back(dir.Write("bad" + std::to_string(bad.size()) + ".json", text));
+  }
+  FILE* p = popen(
+      ("python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
+  std::string out;
+  std::array<char, 4096> buf{};
+  for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
+  ASSERT_EQ(pclose(p), 0) << out;
+  size_t files = 0;  // the tutorial's too
+  for (const auto& e : fs::recursive_directory_iterator(examples)) files += e.path().extension() == ".json";
+  std::istringstream lines(out);
+  std::string line;
+  const std::vector<std::string> want = {
+      "bad0.json Additional properties are not allowed ('colr1' was unexpected)",
+      "bad1.json 'checkerbord' is not one of ['blend', ",  // then every name
+      "bad2.json 1 was expected",
+      std::to_string(files + 3) + " read",
+  };
+  for (const std::string& w : want) {
+    ASSERT_TRUE(std::getline(lines, line)) << out;
+    EXPECT_EQ(line.substr(0, w.size()), w);
+  }
+  EXPECT_FALSE(std::getline(lines, line)) << line;
+}
+
+// The documents of docs/tutorial.md do what the tutorial says of them.
+TEST(Cli, TheTutorialsMaterialsAreWhatItSays) {
+  Scratch dir("tutorial");
+  const std::string folder = std::string(TESSAROC_SOURCE_DIR) + "/examples/tutorial/";
+  for (const char* name : {"marble", "bricks"}) {
+    Outcome r = Tool("render " + folder + name + ".json -o " + (dir / name) + ".exr --size 64 -q");
+    ASSERT_EQ(r.status, 0) << name << ": " << r.err;
+    EXPECT_EQ(r.err, "") << name;
+  }
+  // Marble: stone and veins, every value a colour of the ramp, not one grey.
+  const auto marble = Read(dir / "marble.exr");
+  const auto [low, high] = std::minmax_element(marble.pixels.begin(), marble.pixels.end());
+  EXPECT_GE(*low, 0.25f * 0.75f);
+  EXPECT_LE(*high, 1.0f);
+  EXPECT_GT(*high - *low, 0.4f);
+  // Bricks: a brick is the brick colour and the mortar the mortar colour,
+  // each times its cell's own shade from 0.6 to 1.
+  auto at = [&](double u, double v) {
+    Outcome r = Tool("eval " + folder + "bricks.json --uv " + std::to_string(u) + "," + std::to_string(v));
+    EXPECT_EQ(r.status, 0) << r.err;
+    return nlohmann::json::parse(r.out)["result"].get<std::vector<double>>();
+  };
+  const auto brick = at(0.125, 0.0625), next = at(0.375, 0.0625), mortar = at(0.25, 0.3);
+  for (const auto& c : {brick, next}) {
+    EXPECT_NEAR(c[0] / c[1], 0.45 / 0.15, 1e-9);
+    EXPECT_GE(c[0] / 0.45, 0.6);
+    EXPECT_LE(c[0] / 0.45, 1.0);
+  }
+  EXPECT_NE(brick[0], next[0]);  // each brick its own shade
+  EXPECT_NEAR(mortar[0] / mortar[1], 0.55 / 0.53, 1e-9);
+}
+
+// --set replaces exactly the port it names: the render equals that of the
+// document edited by hand, in the value notation or as a JSON literal; text
+// is taken whole, commas and all.
+TEST(Cli, SettingsOverrideExactlyThatPort) {
+  Scratch dir("set");
+  const std::string graph = dir.Write("g.json", kBoard);
+  std::string edited = kBoard;
+  edited.replace(edited.find("[0.1, 0.2, 0.6, 0.5]"), 20, "[0.9, 0.3, 0.1, 1]");
+  const std::string editedGraph = dir.Write("edited.json", edited);
+  const std::string size = " --size 12x9 -q";
+  ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "plain.exr") + size).status, 0);
+  ASSERT_EQ(Tool("render " + editedGraph + " -o " + (dir / "edited.exr") + size).status, 0);
+  for (const char* value : {"board.color2=0.9,0.3,0.1", "'board.color2=[0.9, 0.3, 0.1, 1]'"}) {
+    Outcome r = Tool("render " + graph + " -o " + (dir / "set.exr") + size + " --set " + value);
+    ASSERT_EQ(r.status, 0) << value << ": " << r.err;
+    EXPECT_TRUE(SameBits(Read(dir / "set.exr"), Read(dir / "edited.exr"))) << value;
+    EXPECT_FALSE(SameBits(Read(dir / "set.exr"), Read(dir / "plain.exr"))) << value;
+  }
+  // eval of a document takes them too, links included.
+  Outcome e = Tool("eval " + graph + " --uv 0.01,0.01 --set 'board.color2=[1, 0, 0, 1]'");
+  ASSERT_EQ(e.status, 0) << e.err;
+  EXPECT_EQ(e.out, "{\"result\":[1.0,0.0,0.0,1.0]}\n");
+  Outcome linked = Tool("eval " + graph + " --uv 0.01,0.01 --set 'board.color1={\"link\": \"place.result\"}'");
+  EXPECT_EQ(linked.status, 1);
+  EXPECT_NE(linked.err.find("--set board.color1: type mismatch: place.result is shadingcontext"), std::string::npos)
+      << linked.err;
+  const std::string words =
+      dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat", "inputs": {"strings": ["a", "b"]}}},
+                       "output": "s.result"})");
+  const struct {
+    std::string set, result;
+  } text[] = {{"s.strings=one,two", R"(["one,two"])"}, {R"('s.strings=["x,y", "z"]')", R"(["x,y","z"])"}};
+  for (const auto& t : text) {
+    Outcome r = Tool("eval " + words + " --set " + t.set);
+    ASSERT_EQ(r.status, 0) << t.set << ": " << r.err;
+    const auto strings = nlohmann::json::parse(t.result);
+    std::string joined;
+    for (const auto& s : strings) joined += s.get<std::string>();
+    EXPECT_EQ(nlohmann::json::parse(r.out)["result"], joined) << t.set;
+  }
+  Outcome odd = Tool("eval " + graph + " --set grain.noisetype=fbm,perlin");
+  EXPECT_EQ(odd.status, 0);
+  EXPECT_EQ(odd.err.rfind("tessaroc: warning: --set grain.noisetype: unknown value \"fbm,perlin\"", 0), 0u) << odd.err;
+}
+
+// What used to give a wrong picture without a word now fails loudly or works.
+TEST(Cli, NoSilentWrongResults) {
+  Scratch dir("silent");
+  // A missing image is a message; with --strict an error, and nothing written.
+  const std::string image =
+      dir.Write("image.json", R"({"tessaroc": 1, "nodes": {"i": {"node": "image", "inputs": {"url": "missing.png"}}},
+                                 "output": "i.result"})");
+  Outcome lenient = Tool("render " + image + " -o " + (dir / "a.png") + " --size 4 -q");
+  EXPECT_EQ(lenient.status, 0);
+  EXPECT_EQ(lenient.err, "tessaroc: Image file not found: \"missing.png\".\n");
+  for (const std::string& command :
+       {"render " + image + " -o " + (dir / "b.png") + " --size 4 --strict", "eval " + image + " --strict"}) {
+    Outcome strict = Tool(command);
+    EXPECT_EQ(strict.status, 1) << command;
+    EXPECT_EQ(strict.err.rfind("tessaroc: error: --strict: Image file not found: \"missing.png\"", 0), 0u)
+        << strict.err;
+    EXPECT_EQ(std::count(strict.err.begin(), strict.err.end(), '\n'), 1) << strict.err;
+    EXPECT_EQ(strict.out, "");
+  }
+  EXPECT_FALSE(fs::exists(dir / "b.png"));
+  // A context file with a point and no neighbours samples that point, as --uv does.
+  const std::string ctx = dir.Write("ctx.json", R"({"uvw": [0.3, 0.4, 0]})");
+  Outcome point = Tool("eval --node noise --uv 0.3,0.4");
+  Outcome fromFile = Tool("eval --node noise --context " + ctx);
+  ASSERT_EQ(fromFile.status, 0) << fromFile.err;
+  EXPECT_EQ(fromFile.out, point.out);
+  EXPECT_NE(point.out, "{\"result\":0.5}\n");
+  // Lists of different lengths, a core node that needs its pre node, an
+  // output without a colour, a broken context file: one line each.
+  const struct {
+    std::string args, message;
+  } cases[] = {
+      {"render " + dir.Write("knots.json", R"({"tessaroc": 1, "nodes": {"g": {"node": "gradient", "inputs": {
+           "position": [0, 0.5, 1], "color": [[1, 0, 0, 1], [0, 1, 0, 1]]}}}, "output": "g.result"})") +
+           " -o " + (dir / "k.png"),
+       "knots.json: /nodes/g/inputs/color: 2 elements where position has 3"},
+      {"eval --node net.zovan.pattern.corenode.generator.noise",
+       "core node net.zovan.pattern.corenode.generator.noise reads noisetable, which a pre node makes inside an "
+       "asset; name the asset \"noise\" instead"},
+      {"render " +
+           dir.Write("words.json", R"({"tessaroc": 1, "nodes": {"s": {"node": "concat"}}, "output": "s.result"})") +
+           " -o " + (dir / "w.png"),
+       "the output result is of type string, which has no colour; eval prints it"},
+      {"eval --node noise --context " + dir.Write("cut.json", R"({"uvw": [0.3, 0.4)"),
+       "cut.json: line 1, column 18: invalid JSON (the text ends early: unexpected end of input; expected ']')"},
+  };
+  for (const auto& c : cases) {
+    Outcome r = Tool(c.args);
+    EXPECT_EQ(r.status, 1) << c.args;
+    EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+  }
+  EXPECT_FALSE(fs::exists(dir / "k.png"));
 }
 
 }  // namespace

@@ -185,7 +185,8 @@ TEST_F(ResourceFileTest, MistakesNameTheFileThePathAndTheReason) {
   const Case cases[] = {
       {R"("type": "colora", "default": [1, 1, 1, 1])", R"("type": "colour", "default": [1, 1, 1, 1])",
        "/assets/0/ports/0/type: unknown type \"colour\""},
-      {R"("default": [1, 1, 1, 1])", R"("default": [1, 1])", "/assets/0/ports/0/default: expected 4 numbers, got 2"},
+      {R"("default": [1, 1, 1, 1])", R"("default": [1, 1])",
+       "/assets/0/ports/0/default: expected 3 or 4 numbers, got 2"},
       {R"("alias": "x", )", "", "/assets/0/alias: missing"},
       {R"("id": "color")", R"("id": "Color")", "/assets/0/ports/0/id: published ids are lower case"},
       {R"("direction": "out")", R"("direction": "sideways")", "/assets/0/ports/1/direction"},
@@ -209,6 +210,37 @@ TEST_F(ResourceFileTest, InvalidJsonGivesLineAndColumn) {
   Result r = Read("{\n  \"format\": \"tessaroc-resources\",\n  \"version\": 1,,\n}");
   ASSERT_TRUE(r.failed());
   EXPECT_NE(r.message().find("family.json: line 3, column"), std::string_view::npos) << r.message();
+}
+
+// An asset that leaves a core input unpublished and unwired leaves it at 0:
+// the mask blend of an effect at 0 applies nothing. Validation says which.
+TEST_F(ResourceFileTest, ValidationNamesCorePortsNoPortOrWireFeeds) {
+  ASSERT_TRUE(module::LoadModule().ok());
+  auto problemsWith = [&](const std::string& ports) {
+    std::string text = kGood;
+    text.insert(text.find(R"({"id": "result")"), ports);
+    Write(text);
+    host::DescriptionDatabase db;
+    EXPECT_TRUE(db.RegisterDatabaseWithUrl(Url(dir_.string()), "test").ok());
+    std::vector<std::string> problems;
+    EXPECT_TRUE(db.Validate(CoreNodes(), problems).ok());
+    return problems;
+  };
+  // Every mask port published; one hidden with its default is published too.
+  const std::string all = R"({"id": "maskblend", "type": "float", "default": 1.0},
+      {"id": "maskred", "type": "bool", "default": true, "hidden": true},
+      {"id": "maskgreen", "type": "bool", "default": true}, {"id": "maskblue", "type": "bool", "default": true},
+      {"id": "maskalpha", "type": "bool", "default": false}, )";
+  EXPECT_EQ(problemsWith(all), std::vector<std::string>{});
+  const auto problems = problemsWith(R"({"id": "maskred", "type": "bool", "default": true, "hidden": true}, )");
+  ASSERT_EQ(problems.size(), 4u);
+  EXPECT_NE(problems[0].find("family.json: net.zovan.pattern.node.effect.x: main.maskblend is neither published nor "
+                             "wired, so it stays 0"),
+            std::string::npos)
+      << problems[0];
+  EXPECT_NE(problems[1].find("main.maskgreen"), std::string::npos) << problems[1];
+  EXPECT_NE(problems[3].find("main.maskalpha"), std::string::npos) << problems[3];
+  ASSERT_TRUE(module::UnloadModule().ok());
 }
 
 TEST_F(ResourceFileTest, DatabaseReportsTheBadFileAtLookup) {

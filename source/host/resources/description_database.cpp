@@ -424,6 +424,25 @@ Result DescriptionDatabase::Validate(const CoreNodeRegistry& registry, std::vect
         problems.push_back(a->file + ": " + a->id + ": wire " + w.from.instance + "." + w.from.port + " -> " +
                            w.to.instance + "." + w.to.port + " names a missing port");
     }
+    // A core input that no port publishes and no wire feeds keeps a zero
+    // value (core ports have no defaults): an effect with its mask blend at 0
+    // does nothing, without a word. Private state is the node's own.
+    for (const auto& [instance, core] : a->nodes) {
+      const MicroNodeGroup* g = nullptr;
+      if (registry.GetGroup(Id(std::string_view(core)), g).failed()) continue;  // reported above
+      for (const Port& port : g->ports()) {
+        if (!port.IsInput() || (port.flags & MicroNode::FLAGS::PERMANENT)) continue;
+        auto feeds = [&, &instance = instance](const PortTarget& t) {
+          return t.instance == instance && EqualNoCase(port.id.view(), t.port);
+        };
+        bool fed = std::any_of(a->wires.begin(), a->wires.end(), [&](const WireDescription& w) { return feeds(w.to); });
+        for (const PortDescription& p : a->ports)
+          if (!p.output) fed = fed || std::any_of(p.targets.begin(), p.targets.end(), feeds);
+        if (!fed)
+          problems.push_back(a->file + ": " + a->id + ": " + instance + "." + port.id.str() +
+                             " is neither published nor wired, so it stays 0; publish it (hidden, with a default)");
+      }
+    }
   }
   return Result::Ok();
 }

@@ -169,12 +169,13 @@ bool ValueFromJson(const nlohmann::json& j, const DataType& type, Data& out, std
   double v[4];
   if (t == &kColorAType) {
     // Three numbers are an opaque colour.
-    if (j.is_array() && j.size() == 3) {
-      if (!Numbers(j, 3, v, why)) return false;
-      v[3] = 1.0;
-    } else if (!Numbers(j, 4, v, why)) {
+    if (!j.is_array() || (j.size() != 3 && j.size() != 4)) {
+      why = j.is_array() ? "expected 3 or 4 numbers, got " + std::to_string(j.size())
+                         : "expected a list of 3 or 4 numbers";
       return false;
     }
+    if (!Numbers(j, j.size(), v, why)) return false;
+    if (j.size() == 3) v[3] = 1.0;
     Put<ColorA>(out, type) = {v[0], v[1], v[2], v[3]};
     return true;
   }
@@ -323,6 +324,44 @@ nlohmann::json JsonFromNotation(std::string_view text) {
     start = comma + 1;
   }
   return list;
+}
+
+std::string JsonParseError(std::string_view text, const nlohmann::json::parse_error& e) {
+  size_t line = 1, column = 1;
+  for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
+    if (text[i] == '\n') {
+      ++line;
+      column = 1;
+    } else {
+      ++column;
+    }
+  }
+  // The library says "... parse error at line 1, column 5: syntax error
+  // while parsing value - invalid literal; last read: 'tru'; expected ...":
+  // keep the reason, not the quoted fragment.
+  std::string why = e.what();
+  if (const size_t at = why.find(": ", why.find("parse error")); at != std::string::npos) why.erase(0, at + 2);
+  if (const size_t dash = why.find(" - "); why.rfind("syntax error", 0) == 0 && dash != std::string::npos)
+    why.erase(0, dash + 3);
+  if (const size_t last = why.find("; last read: "); last != std::string::npos) {
+    const size_t end = why.find("; ", last + 13);
+    why.erase(last, end == std::string::npos ? std::string::npos : end - last);
+  }
+  if (e.byte > text.size() || why.find("end of input") != std::string::npos) why = "the text ends early: " + why;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": invalid JSON (" + why + ")";
+}
+
+nlohmann::json JsonFromSetting(std::string_view text, const DataType* type, bool list) {
+  const DataType* t = type ? type->Storage() : nullptr;
+  const bool isText = t == &kStringType || t == &kUrlType || t == &kIdType || t == &kInternedIdType;
+  // Text is a JSON literal only when it says so with quotes, braces or (for
+  // a list) brackets.
+  if (!isText || (!text.empty() && (text.front() == '"' || text.front() == '{' || (list && text.front() == '[')))) {
+    nlohmann::json j = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (!j.is_discarded()) return j;
+  }
+  if (isText) return std::string(text);
+  return JsonFromNotation(text);
 }
 
 }  // namespace tessaroc::host

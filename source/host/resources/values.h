@@ -32,4 +32,14 @@ nlohmann::json ValueToJson(const DataType& type, const void* value);
 // `srgb`, `nan`, `a,b` for search paths. Turned into JSON, then read as above.
 nlohmann::json JsonFromNotation(std::string_view text);
 
+// Where and why JSON text does not parse: "line 3, column 7: invalid JSON
+// (the text ends early: unexpected end of input; expected '}')".
+std::string JsonParseError(std::string_view text, const nlohmann::json::parse_error& e);
+
+// A `--set` value for a port of `type`: a JSON literal as it stands
+// ([1, 0, 0, 1], "text", {"link": "a.result"}), else the notation above,
+// except that text (string, url, id, enum) is taken whole, commas and all.
+// `list`: the port takes a list of such values.
+nlohmann::json JsonFromSetting(std::string_view text, const DataType* type, bool list = false);
+
 }  // namespace tessaroc::host
