@@ -80,11 +80,12 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->filename = OIIO::ustring(path);
   t->handle = ts->get_texture_handle(t->filename);
   const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
-  if (layout && force32bit && ((layout->width == 1) != (layout->height == 1) || layout->format.size() == 2)) {
+  if (layout && force32bit && ((layout->width == 1) != (layout->height == 1) || layout->format.size() != 4)) {
     // OpenImageIO 2.4 aborts on bilinear lookups into a one-row or one-column
-    // image held as floats, and into the MIP levels of 16-bit files (half or
-    // integer) held as floats. These are read in their own format: 16-bit
-    // values become floats exactly, only the generated levels stay 16-bit.
+    // image held as floats, and into files of 8- or 16-bit values (integers
+    // or half floats) held as floats. These are read in their own format:
+    // their values become floats exactly, only the generated MIP levels keep
+    // the file's depth.
     t->ts = ts = caches.shared;
     t->cache = caches.sharedCache;
     t->handle = ts->get_texture_handle(t->filename);

@@ -304,16 +304,17 @@ TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
   ASSERT_EQ(WriteImage(folder_.File("column.exr"), 1, 4, 1, [](int, int y, int) { return float(3 - y); }), "");
   for (const char* name : {"row.exr", "column.exr"})
     EXPECT_NEAR(At(*Load(name, true), 0.5, 0.5, kInterpBilinear).r, 1.5, 1e-6) << name;
-  // Half and 16-bit integer files, filtered across their MIP levels (these
+  // Half, 16-bit and 8-bit files, filtered across their MIP levels (these
   // aborted inside the library too): a flat image stays flat at every level.
-  for (auto [name, format] : {std::pair{"half.exr", OIIO::TypeDesc::HALF}, {"short.tif", OIIO::TypeDesc::UINT16}}) {
+  for (auto [name, format] : {std::pair{"half.exr", OIIO::TypeDesc::HALF}, {"short.tif", OIIO::TypeDesc::UINT16},
+                              {"byte.tif", OIIO::TypeDesc::UINT8}}) {
     ASSERT_EQ(WriteImage(folder_.File(name), 64, 48, 3, [](int, int, int c) { return 0.25f * (c + 1); }, format), "");
     auto t = Load(name, true);
     for (int interp : {kInterpBilinear, kInterpMip, kInterpAniso, kInterpBicubic})
       for (double footprint : {0.0, 0.05, 0.3, 2.0})
         for (double v : {0.02, 0.5, 0.97}) {
           const ColorA c = At(*t, 0.43, v, interp, kWrapRepeat, kWrapRepeat, footprint, footprint);
-          EXPECT_NEAR(c.g, 0.5, 1e-3) << name << " " << interp << " " << footprint << " " << v;
+          EXPECT_NEAR(c.g, 0.5, 3e-3) << name << " " << interp << " " << footprint << " " << v;
         }
   }
 }
