@@ -6,7 +6,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test unit-tests tsan installed release demo bench clean
+.PHONY: all deps configure build test unit-tests tsan san-configure asan fuzz installed release demo bench clean
 
 all: build
 
@@ -19,7 +19,7 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-test: unit-tests tsan installed release
+test: unit-tests tsan asan fuzz installed release
 
 # Every suite of the build, the Python module's among them.
 unit-tests: build
@@ -35,6 +35,55 @@ tsan: deps
 	  exe=$$(find $(TSAN_BUILD)/tests -name $$t -type f | head -n 1); \
 	  echo "ThreadSanitizer: $$t"; \
 	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $$exe --gtest_brief=1 || exit 1; \
+	done
+
+# AddressSanitizer and UndefinedBehaviorSanitizer (float-to-integer overflow
+# included, every report fatal), with clang: the tests of each layer, then the
+# fuzz targets. Both share one build, so the library is built once for them.
+# The tests that count allocations replace operator new, which the sanitizer
+# owns, and are left out.
+SAN_BUILD ?= build-asan
+SAN_CXX ?= clang++-16
+SAN_CC ?= clang-16
+ASAN_TESTS = core_tests document_tests render_tests host_texture_tests host_imageio_tests filters_2d_tests \
+  generator_nodes_tests noise_nodes_tests color_effects_tests string_tests cli_tests
+export ASAN_OPTIONS = detect_leaks=1:abort_on_error=1:strict_string_checks=1
+export UBSAN_OPTIONS = print_stacktrace=1
+# Debian's llvm-symbolizer names our frames in the reports.
+export ASAN_SYMBOLIZER_PATH = $(firstword $(wildcard /usr/bin/llvm-symbolizer-16 /usr/bin/llvm-symbolizer-14))
+export LSAN_OPTIONS = suppressions=$(CURDIR)/tests/fuzz/lsan.supp:print_suppressions=0
+san-configure: deps
+	@CC=$(SAN_CC) CXX=$(SAN_CXX) cmake -S . -B $(SAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSAROC_FUZZ=ON \
+	  -DTESSAROC_BUILD_BENCH=OFF -DTESSAROC_PYTHON=OFF >/dev/null
+
+asan: san-configure
+	@cmake --build $(SAN_BUILD) -j $(JOBS) --target $(ASAN_TESTS)
+	@for t in $(ASAN_TESTS); do \
+	  exe=$$(find $(SAN_BUILD)/tests -name $$t -type f | head -n 1); \
+	  echo "AddressSanitizer+UBSan: $$t"; \
+	  $$exe --gtest_brief=1 || exit 1; \
+	done
+
+# Each fuzz target for FUZZ_SECONDS from its seeds (the examples) and its
+# regression inputs (tests/fuzz/regressions), with a fixed seed so that a run
+# in CI is the run a developer repeats. A finding is written to
+# $(SAN_BUILD)/fuzz-findings; add it to the regressions once fixed.
+FUZZ_SECONDS ?= 60
+FUZZ_FLAGS = -seed=1 -timeout=10 -rss_limit_mb=3072 -print_final_stats=1 \
+  -artifact_prefix=$(abspath $(SAN_BUILD))/fuzz-findings/
+fuzz: san-configure
+	@cmake --build $(SAN_BUILD) -j $(JOBS) --target document_fuzzer image_fuzzer
+	@mkdir -p $(SAN_BUILD)/fuzz-findings $(SAN_BUILD)/fuzz-corpus/document $(SAN_BUILD)/fuzz-corpus/image
+	@echo "fuzz: regression inputs"
+	@$(SAN_BUILD)/tests/fuzz/document_fuzzer $(FUZZ_FLAGS) tests/fuzz/regressions/document/* 2>&1 | tail -n 1
+	@$(SAN_BUILD)/tests/fuzz/image_fuzzer $(FUZZ_FLAGS) tests/fuzz/regressions/image/* 2>&1 | tail -n 1
+	@for t in document image; do \
+	  seeds=examples; [ $$t = image ] && seeds=examples/images; \
+	  echo "fuzz: $${t}_fuzzer for $(FUZZ_SECONDS) s"; \
+	  $(SAN_BUILD)/tests/fuzz/$${t}_fuzzer $(FUZZ_FLAGS) -max_total_time=$(FUZZ_SECONDS) \
+	    $(SAN_BUILD)/fuzz-corpus/$$t $$seeds tests/fuzz/regressions/$$t > $(SAN_BUILD)/fuzz-$$t.log 2>&1 \
+	    || { tail -n 60 $(SAN_BUILD)/fuzz-$$t.log; exit 1; }; \
+	  grep -E "^stat::number_of_executed_units" $(SAN_BUILD)/fuzz-$$t.log; \
 	done
 
 # The installed library and program, as a user gets them: install to a
@@ -82,4 +131,4 @@ bench: build
 	@for b in $(BUILD)/bench/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.2; done
 
 clean:
-	@rm -rf $(BUILD) $(STAGE) $(TSAN_BUILD) $(RELEASE_BUILD)
+	@rm -rf $(BUILD) $(STAGE) $(TSAN_BUILD) $(RELEASE_BUILD) $(SAN_BUILD)

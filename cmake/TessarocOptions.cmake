@@ -23,6 +23,21 @@ if(TESSAROC_TSAN)
   # source/host/jobs/job_service.h).
   add_compile_definitions(TESSAROC_PLAIN_THREADS)
 endif()
+if(TESSAROC_SANITIZE OR TESSAROC_FUZZ)
+  # Memory errors, undefined behaviour and float-to-integer conversions out of
+  # range (which GCC's "undefined" leaves out) stop the program at the first
+  # report, so a test or a fuzz run cannot pass over one.
+  set(TESSAROC_SANITIZERS -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all)
+  add_compile_options(${TESSAROC_SANITIZERS} -fno-omit-frame-pointer -g)
+  add_link_options(${TESSAROC_SANITIZERS})
+endif()
+if(TESSAROC_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "TESSAROC_FUZZ needs clang (libFuzzer): configure with -DCMAKE_CXX_COMPILER=clang++")
+  endif()
+  # Coverage for the fuzzer in every layer; the targets link libFuzzer itself.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 # Our own code reads the public headers from include/ and everything else
 # from source/; neither reaches a consumer through these settings.
 include_directories(${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include ${PROJECT_SOURCE_DIR}/source)

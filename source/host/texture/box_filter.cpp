@@ -94,11 +94,22 @@ void BoxFilter(const SummedAreaTable& t, double u, double v, double du, double d
                int count, float* result) {
   if (t.sums.empty() || !std::isfinite(u) || !std::isfinite(v) || !std::isfinite(du) || !std::isfinite(dv)) return;
   const double W = t.width, H = t.height;
-  // Image rows run downwards; v runs upwards.
-  const double x = u * W, y = (1 - v) * H;
+  // Image rows run downwards; v runs upwards. Repeat and mirror move the box
+  // into their first period, which changes nothing but keeps the bits of far
+  // coordinates.
+  auto near = [](double x, double n, uint8_t wrap) {
+    const double p = wrap == kWrapRepeat ? n : wrap == kWrapMirror ? 2 * n : 0;
+    return p > 0 ? x - std::floor(x / p) * p : x;
+  };
+  const double x = near(u * W, W, wrapU), y = near((1 - v) * H, H, wrapV);
   // At least one pixel wide: under magnification the box is a bilinear lookup.
   const double hx = std::max(std::fabs(du) * W, 1.0) * 0.5;
   const double hy = std::max(std::fabs(dv) * H, 1.0) * 0.5;
+  // Coordinates finite in UV may not be in pixels (u * W overflows), and a
+  // box beyond all periods has no edges to split.
+  if (!std::isfinite(x - hx) || !std::isfinite(x + hx) || !std::isfinite(y - hy) || !std::isfinite(y + hy) ||
+      !std::isfinite(2 * hx * 2 * hy))
+    return;
   Term xs[2][3], ys[2][3];
   const int nx0 = Decompose(x - hx, W, wrapU, xs[0]), nx1 = Decompose(x + hx, W, wrapU, xs[1]);
   const int ny0 = Decompose(y - hy, H, wrapV, ys[0]), ny1 = Decompose(y + hy, H, wrapV, ys[1]);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include <OpenImageIO/imageio.h>
+
 #include "host/texture/clips_and_layers.h"
 #include "host/texture/linear_reader.h"
 #include "host/texture/texture_caches.h"
@@ -17,18 +19,59 @@ const SummedAreaTable& OiioTexture::Sat(bool linear) const {
 }
 
 SummedAreaTable OiioTexture::BuildSat(OIIO::ImageCache* from, OIIO::ustring name) const {
-  const size_t W = static_cast<size_t>(width), H = static_cast<size_t>(height), C = static_cast<size_t>(channels);
-  std::vector<float> pixels(W * H * C);
-  if (!from->get_pixels(name, subimage, 0, xOrigin, xOrigin + width, yOrigin, yOrigin + height, 0, 1, firstChannel,
-                        firstChannel + channels, OIIO::TypeFloat, pixels.data())) {
+  // The first level whose table fits; each halves the sides, rounding down.
+  int level = 0, w = width, h = height;
+  auto values = [this](int64_t w, int64_t h) { return (w + 1) * (h + 1) * channels; };
+  while (values(w, h) > kMaxSatValues && (w > 1 || h > 1)) {
+    ++level;
+    w = std::max(1, w / 2);
+    h = std::max(1, h / 2);
+  }
+  const OIIO::ImageSpec* layout = level == 0 ? nullptr : from->imagespec(name, subimage, level);
+  if (level > 0 && (layout == nullptr || layout->width != w || layout->height != h)) {
     (void)from->geterror();
     return SummedAreaTable{width, height, channels, {}};
   }
-  return SummedAreaTable::Build(pixels.data(), width, height, channels);
+  const int x0 = layout ? layout->x : xOrigin, y0 = layout ? layout->y : yOrigin;
+  std::vector<float> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(channels));
+  if (!from->get_pixels(name, subimage, level, x0, x0 + w, y0, y0 + h, 0, 1, firstChannel, firstChannel + channels,
+                        OIIO::TypeFloat, pixels.data())) {
+    (void)from->geterror();
+    return SummedAreaTable{width, height, channels, {}};
+  }
+  return SummedAreaTable::Build(pixels.data(), w, h, channels);
+}
+
+Result CheckDeclaredSize(const std::string& path) {
+  auto file = OIIO::ImageInput::open(path);
+  if (!file) {
+    (void)OIIO::geterror();
+    return Result::Ok();
+  }
+  // A movie's frames share one size: its first stands for all.
+  const bool movie = file->spec().get_int_attribute("oiio:Movie", 0) != 0;
+  for (int subimage = 0; (subimage == 0 || !movie) && file->seek_subimage(subimage, 0); ++subimage) {
+    const OIIO::ImageSpec layout = file->spec();
+    const int64_t w = layout.width, h = layout.height;
+    const bool mipmapped = file->seek_subimage(subimage, 1);
+    auto refuse = [&](const std::string& why) {
+      return Result::Fail(errors::kIo, "Image file \"" + path + "\" declares " + std::to_string(w) + " x " +
+                                           std::to_string(h) + " pixels: " + why + ".");
+    };
+    if (w < 1 || h < 1 || layout.depth > 1) return refuse("not a flat image");
+    if (w > kMaxTextureSide || h > kMaxTextureSide)
+      return refuse("images are read up to " + std::to_string(kMaxTextureSide) + " pixels a side");
+    if (!mipmapped && w * h > kMaxUnmippedPixels)
+      return refuse("images without MIP levels of their own are read up to " +
+                    std::to_string(kMaxUnmippedPixels >> 20) + " M pixels");
+  }
+  (void)file->geterror();
+  return Result::Ok();
 }
 
 Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers, const TimeValue& time,
                 std::shared_ptr<OiioTexture>& out) {
+  TESSAROC_RETURN_IF_FAILED(CheckDeclaredSize(path));
   Systems& caches = Caches();
   OIIO::TextureSystem* ts = force32bit ? caches.floats : caches.shared;
   auto t = std::make_shared<OiioTexture>();
@@ -37,9 +80,12 @@ Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers
   t->filename = OIIO::ustring(path);
   t->handle = ts->get_texture_handle(t->filename);
   const OIIO::ImageSpec* layout = t->handle ? ts->imagespec(t->handle, nullptr, 0) : nullptr;
-  if (layout && force32bit && (layout->width == 1) != (layout->height == 1)) {
+  if (layout && force32bit && ((layout->width == 1) != (layout->height == 1) || layout->format.size() != 4)) {
     // OpenImageIO 2.4 aborts on bilinear lookups into a one-row or one-column
-    // image held as floats; such strips are read in their own format.
+    // image held as floats, and into files of 8- or 16-bit values (integers
+    // or half floats) held as floats. These are read in their own format:
+    // their values become floats exactly, only the generated MIP levels keep
+    // the file's depth.
     t->ts = ts = caches.shared;
     t->cache = caches.sharedCache;
     t->handle = ts->get_texture_handle(t->filename);

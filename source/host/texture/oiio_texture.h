@@ -2,6 +2,7 @@
 // subimage and channels are read, and how its values are encoded.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -54,6 +55,22 @@ class OiioTexture final : public pattern::Texture {
   };
   mutable Table tables_[2];
 };
+
+// What a texture may declare, checked before the caches see the file: a
+// header can claim any size, and the caches would allocate for it (or the
+// library abort on sides past what it counts in an int).
+inline constexpr int64_t kMaxTextureSide = 65536;
+// Pixels of a file without MIP levels of its own, whose levels the caches
+// make in memory (16384 x 8192).
+inline constexpr int64_t kMaxUnmippedPixels = int64_t{1} << 27;
+// Values of a summed-area table (doubles, 512 MiB): a larger image builds its
+// table from its first MIP level that fits.
+inline constexpr int64_t kMaxSatValues = int64_t{1} << 26;
+
+// Fails with a message for the user when the file's header declares more
+// than the limits above; a file the library cannot open passes (the caches
+// report it).
+Result CheckDeclaredSize(const std::string& path);
 
 // Reads one file (the frame of a movie at `time`, the layer asked for).
 Result LoadFile(const std::string& path, bool force32bit, const LayerSet& layers, const TimeValue& time,

@@ -173,7 +173,8 @@ class Service final : public pattern::TextureService {
     Url name = url;
     // The clip's length, when the named file exists, for the delegate.
     double length = 0;
-    if (const std::string found = FindFile(name, searchPaths); !found.empty()) {
+    if (const std::string found = FindFile(name, searchPaths);
+        !found.empty() && texture::CheckDeclaredSize(found).ok()) {
       auto* h = ts->get_texture_handle(ustring(found));
       if (const OIIO::ImageSpec* layout = h ? ts->imagespec(h, nullptr, 0) : nullptr)
         length = ClipOf(ts, h, *layout).length;

@@ -14,7 +14,6 @@ namespace tessaroc::pattern {
 
 namespace {
 
-constexpr Id kOnce("once");
 constexpr Id kLoop("loop");
 constexpr Id kPingPong("pingpong");
 constexpr Id kForce32Bit("force32bit");

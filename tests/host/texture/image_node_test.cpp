@@ -266,10 +266,16 @@ CoreNodeRegistry ImageNodeTest::registry_;
 
 TEST_F(ImageNodeTest, MissingOrCorruptFileGivesTheDefaultColourAndOneMessage) {
   std::ofstream(folder_.File("broken.png"), std::ios::binary) << "\x89PNG\r\n\x1a\nnot really an image at all";
-  for (const char* name : {"missing.png", "broken.png"}) {
+  // A small file declaring more pixels than are read, under the filters
+  // that would hold the whole image.
+  ASSERT_EQ(WriteImage(folder_.File("huge.png"), 2, 2, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+            "");
+  ASSERT_EQ(testing::DeclarePngSize(folder_.File("huge.png"), 100000, 100000), "");
+  for (auto [name, filter] : {std::pair{"missing.png", "none"}, {"broken.png", "none"}, {"huge.png", "sat"},
+                              {"huge.png", "mip"}}) {
     SCOPED_TRACE(name);
     sink_.messages.clear();
-    auto run = Runner(folder_.File(name));
+    auto run = Runner(folder_.File(name), {{"interpolation", filter}});
     for (int i = 0; i < 5; ++i) EXPECT_EQ(Sample(*run, At(0.2, 0.7)), kDefault);
     ASSERT_EQ(sink_.messages.size(), 1u);
     EXPECT_NE(sink_.messages[0].find(name), std::string::npos);

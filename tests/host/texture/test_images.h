@@ -61,6 +61,29 @@ inline std::string WriteImage(const std::string& path, int w, int h, int channel
   return {};
 }
 
+// Rewrites the size a PNG's header declares (its pixels stay as they are),
+// with the header's checksum made anew. Returns an empty text on success.
+inline std::string DeclarePngSize(const std::string& path, uint32_t w, uint32_t h) {
+  std::fstream f(path, std::ios::in | std::ios::out | std::ios::binary);
+  unsigned char head[33];
+  if (!f.read(reinterpret_cast<char*>(head), sizeof head) || std::string(head + 12, head + 16) != "IHDR")
+    return "not a PNG: " + path;
+  for (int i = 0; i < 4; ++i) {
+    head[16 + i] = static_cast<unsigned char>(w >> (24 - 8 * i));
+    head[20 + i] = static_cast<unsigned char>(h >> (24 - 8 * i));
+  }
+  uint32_t crc = 0xffffffffu;  // CRC-32 of the chunk's type and data
+  for (int i = 12; i < 29; ++i) {
+    crc ^= head[i];
+    for (int k = 0; k < 8; ++k) crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+  }
+  crc ^= 0xffffffffu;
+  for (int i = 0; i < 4; ++i) head[29 + i] = static_cast<unsigned char>(crc >> (24 - 8 * i));
+  f.seekp(0);
+  f.write(reinterpret_cast<const char*>(head), sizeof head);
+  return f ? std::string() : "cannot rewrite " + path;
+}
+
 // Writes frames as subimages of one file at a frame rate (an animated GIF is
 // the movie OIIO can write itself). Returns an empty text on success.
 inline std::string WriteFrames(const std::string& path, int w, int h, int frames, int fps,

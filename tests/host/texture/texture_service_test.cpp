@@ -167,6 +167,18 @@ TEST(BoxFilterTest, AveragesPixelsUnderEachWrapModeWithoutAnImageFile) {
   EXPECT_NEAR(at(3.0, 0.5, kWrapRepeat, kWrapExtend, 2.0, 0.25)[0], 0.625, 1e-9);
   // With no footprint the box is one pixel wide: the bilinear value.
   EXPECT_NEAR(at(0.25, 0.5)[0], 0.375, 1e-9);
+  // Far out under repeat and mirror the box lands where it does in the first
+  // periods, to the bit that the coordinate keeps.
+  EXPECT_NEAR(at(1e12 + 0.25, 0.5, kWrapRepeat, kWrapExtend, 0.5, 1.0)[0], 0.375, 1e-9);
+  EXPECT_NEAR(at(-1e12 + 0.25, 0.5, kWrapMirror, kWrapExtend, 0.5, 1.0)[0], 0.375, 1e-9);
+  // A box of 1e300 periods is the image's mean; u * width past the largest
+  // double, or a box as wide, leave the result alone.
+  EXPECT_NEAR(at(1e300, 1e300, kWrapRepeat, kWrapRepeat, 1e300, 2.0)[0], 0.625, 1e-6);
+  for (uint8_t wrap = 0; wrap < 4; ++wrap) {
+    EXPECT_EQ(at(1.7e308, 0.5, wrap, wrap)[0], -1) << int(wrap);
+    EXPECT_EQ(at(0.5, -1.7e308, wrap, wrap)[1], -1) << int(wrap);
+    EXPECT_EQ(at(0.5, 0.5, wrap, wrap, 1e308, 1e308)[0], -1) << int(wrap);
+  }
 }
 
 // The mean and variance of the red channel over many lookups in a region,
@@ -285,13 +297,63 @@ TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
   EXPECT_TRUE(r.failed());
 }
 
-TEST_F(TextureServiceTest, OneRowAndOneColumnStripsReadAsFloats) {
+TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
   // A ramp 0, 1, 2, 3 as a row and as a column; halfway between the middle
   // texels is 1.5 (this used to abort inside the library).
   ASSERT_EQ(WriteImage(folder_.File("row.exr"), 4, 1, 1, [](int x, int, int) { return float(x); }), "");
   ASSERT_EQ(WriteImage(folder_.File("column.exr"), 1, 4, 1, [](int, int y, int) { return float(3 - y); }), "");
   for (const char* name : {"row.exr", "column.exr"})
     EXPECT_NEAR(At(*Load(name, true), 0.5, 0.5, kInterpBilinear).r, 1.5, 1e-6) << name;
+  // Half, 16-bit and 8-bit files, filtered across their MIP levels (these
+  // aborted inside the library too): a flat image stays flat at every level.
+  for (auto [name, format] : {std::pair{"half.exr", OIIO::TypeDesc::HALF}, {"short.tif", OIIO::TypeDesc::UINT16},
+                              {"byte.tif", OIIO::TypeDesc::UINT8}}) {
+    ASSERT_EQ(WriteImage(folder_.File(name), 64, 48, 3, [](int, int, int c) { return 0.25f * (c + 1); }, format), "");
+    auto t = Load(name, true);
+    for (int interp : {kInterpBilinear, kInterpMip, kInterpAniso, kInterpBicubic})
+      for (double footprint : {0.0, 0.05, 0.3, 2.0})
+        for (double v : {0.02, 0.5, 0.97}) {
+          const ColorA c = At(*t, 0.43, v, interp, kWrapRepeat, kWrapRepeat, footprint, footprint);
+          EXPECT_NEAR(c.g, 0.5, 3e-3) << name << " " << interp << " " << footprint << " " << v;
+        }
+  }
+}
+
+TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
+  // Small files whose headers claim more than their bytes: the claim is
+  // refused with the size in the message, whatever filter would read it.
+  ASSERT_EQ(WriteImage(folder_.File("huge.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+            "");
+  ASSERT_EQ(testing::DeclarePngSize(folder_.File("huge.png"), 100000, 100000), "");
+  ASSERT_EQ(WriteImage(folder_.File("many.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+            "");
+  ASSERT_EQ(testing::DeclarePngSize(folder_.File("many.png"), 16384, 16384), "");
+  // 4G pixels, and a side past what the library counts in an int.
+  std::ofstream(folder_.File("square.pgm"), std::ios::binary) << "P5\n65536 65536\n255\n" << std::string(64, 'x');
+  std::ofstream(folder_.File("line.pgm"), std::ios::binary) << "P5\n4294967296 1\n255\n" << std::string(64, 'x');
+  const std::pair<const char*, const char*> cases[] = {{"huge.png", "100000 x 100000"},
+                                                       {"many.png", "16384 x 16384"},
+                                                       {"square.pgm", "65536 x 65536"},
+                                                       {"line.pgm", " x 1 pixels"}};
+  for (const auto& [name, size] : cases)
+    for (bool force32bit : {false, true}) {
+      pattern::TextureRef texture;
+      TimeValue time = 0;
+      const Result r = OiioTextureService().LoadTexture(Url(folder_.File(name)), nullptr, force32bit, LayerSet{}, time,
+                                                        nullptr, texture);
+      ASSERT_TRUE(r.Is(errors::kIo)) << name << ": " << r.ToString();
+      EXPECT_NE(r.message().find(size), std::string_view::npos) << r.message();
+      EXPECT_NE(r.message().find(name), std::string_view::npos) << r.message();
+    }
+  // The largest side a file without MIP levels may have, when the other is small.
+  ASSERT_EQ(WriteImage(folder_.File("long.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+            "");
+  ASSERT_EQ(testing::DeclarePngSize(folder_.File("long.png"), 65536, 2), "");
+  pattern::TextureRef texture;
+  TimeValue time = 0;
+  EXPECT_TRUE(OiioTextureService()
+                  .LoadTexture(Url(folder_.File("long.png")), nullptr, false, LayerSet{}, time, nullptr, texture)
+                  .ok());
 }
 
 TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
