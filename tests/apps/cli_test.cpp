@@ -502,7 +502,7 @@ print(len(files), "read")
     bad.push_back(dir.Write("bad" + std::to_string(bad.size()) + ".json", text));
   }
   FILE* p = popen(
-      ("python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
+      ("/usr/bin/python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
   std::string out;
   std::array<char, 4096> buf{};
   for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
