@@ -72,6 +72,17 @@ TEST(NoAllocation, EvaluatingEffectsAndFunctionBodiesAllocatesNothing) {
   const long after = AllocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_NE(sum, 0.0);
+
+  // Profiled evaluations allocate nothing either, once profiling started,
+  // and count every node of the body each call.
+  ASSERT_TRUE(inst->StartProfile().ok());
+  const long profiledBefore = AllocationCount();
+  for (int i = 0; i < 1000; ++i) {
+    ctx.uvw = {i * 0.001, 0.5, 0};
+    if (inst->EvaluateProfiled(ctx).failed()) break;
+  }
+  EXPECT_EQ(AllocationCount() - profiledBefore, 0);
+  for (NodeRef n : {caller, uvw, exposure, invert}) EXPECT_EQ(inst->profile()[n.index].calls, 1000u) << n.index;
 }
 
 // A whole render on a lit torus, with the document's bump normal and an AOV,
