@@ -238,13 +238,23 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
     ShadingContext ctx;
     double c[4];
+    // On the plane every pixel's context differs from the last one's in a few
+    // fields: the first is made whole, the others only moved.
+    const bool plane = settings.view.shape == Shape::kPlane;
+    bool made = false;
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
         float* px = &out.pixels[(static_cast<size_t>(y - window.y0) * out.width + (x - window.x0)) * out.channels];
-        if (!ViewContext(sampler, x, y, settings, ctx)) {
+        if (made) {
+          MovePlaneContext(x, y, settings.width, settings.height, ctx);
+          ctx.pixelx = x;
+          ctx.pixely = y;
+        } else if (!ViewContext(sampler, x, y, settings, ctx)) {
           sampler.BackgroundPixel(x, y, c);
           for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
           continue;  // the AOVs stay 0
+        } else {
+          made = plane;
         }
         Result r;
         if constexpr (decltype(profiled)::value) r = ev.EvaluateProfiled(ctx);

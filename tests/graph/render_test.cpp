@@ -395,6 +395,27 @@ TEST_F(RenderTest, StatsCountEveryCallOfEveryNode) {
   }
 }
 
+// A context moved to another pixel is that pixel's own context, bit for bit,
+// from any pixel before it (the renderer moves along rows and to the next row).
+TEST_F(RenderTest, AMovedPlaneContextIsThePixelsOwn) {
+  const int w = 37, h = 23;
+  for (const auto& [from, to] : {std::pair{std::pair{0, 0}, std::pair{1, 0}}, {{36, 4}, {0, 5}}, {{3, 2}, {30, 21}}}) {
+    ShadingContext moved = PlaneContext(from.first, from.second, w, h);
+    MovePlaneContext(to.first, to.second, w, h, moved);
+    const ShadingContext own = PlaneContext(to.first, to.second, w, h);
+    const std::pair<const Vector*, const Vector*> fields[] = {
+        {&moved.uvw, &own.uvw},         {&moved.uvwdx, &own.uvwdx},
+        {&moved.uvwdy, &own.uvwdy},     {&moved.position, &own.position},
+        {&moved.positiondx, &own.positiondx}, {&moved.positiondy, &own.positiondy},
+        {&moved.rayorigin, &own.rayorigin},   {&moved.rayorigindx, &own.rayorigindx},
+        {&moved.rayorigindy, &own.rayorigindy}, {&moved.raydirection, &own.raydirection},
+        {&moved.shadingnormal, &own.shadingnormal}, {&moved.tangent, &own.tangent}};
+    for (const auto& [a, b] : fields) EXPECT_EQ(std::memcmp(a, b, sizeof(Vector)), 0) << to.first << "," << to.second;
+    const ShadingContext start = PlaneContext(from.first, from.second, w, h);
+    EXPECT_NE(std::memcmp(&moved.uvw, &start.uvw, sizeof(Vector)), 0);
+  }
+}
+
 TEST_F(RenderTest, OutputsWithoutColourAreRefused) {
   const char* text = R"({"tessaroc": 1, "nodes": {"p": {"node": "placement2d"}}, "output": {"link": "p.result"}})";
   std::unique_ptr<Document> doc;
