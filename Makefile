@@ -27,7 +27,7 @@ unit-tests: build
 
 # The runtime and rendering tests again under ThreadSanitizer.
 TSAN_BUILD ?= build-tsan
-TSAN_TESTS = core_tests render_tests document_tests filters_2d_tests host_messages_tests
+TSAN_TESTS = core_tests catalogue_tests render_tests document_tests filters_2d_tests host_messages_tests
 tsan: deps
 	@cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSAROC_TSAN=ON -DTESSAROC_BUILD_BENCH=OFF >/dev/null
 	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target $(TSAN_TESTS)

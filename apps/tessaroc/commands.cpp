@@ -114,6 +114,25 @@ Result PrintMessages(const host::CollectingMessageSink& sink, size_t& printed, b
   return Result::Ok();
 }
 
+// The stats of a render as a table, the most expensive node first. Shares
+// are of all the time measured: the nodes' own times and the engine's.
+void PrintStats(const graph::RenderStats& stats) {
+  double total = stats.engineSeconds;
+  for (const graph::NodeStats& n : stats.nodes) total += n.seconds;
+  auto share = [&](double seconds) { return total > 0 ? 100.0 * seconds / total : 0.0; };
+  fmt::print("{:<24} {:<20} {:<10} {:>10} {:>7} {:>10}\n", "node", "type", "runs", "calls", "time", "ns/call");
+  for (const graph::NodeStats& n : stats.nodes) {
+    const std::string type = n.type.substr(n.type.rfind('.') + 1);
+    fmt::print("{:<24} {:<20} {:<10} {:>10} {:>6.1f}% {:>10.1f}\n", n.label, type,
+               n.uniform ? "uniform" : "per sample", n.calls, share(n.seconds),
+               n.seconds * 1e9 / static_cast<double>(n.calls));
+  }
+  fmt::print("{:<24} {:<20} {:<10} {:>10} {:>6.1f}% {:>10.1f}\n", "(engine)", "", "per sample", stats.samples,
+             share(stats.engineSeconds), stats.engineSeconds * 1e9 / static_cast<double>(std::max<int64_t>(1, stats.samples)));
+  if (!stats.prepared) fmt::print("(the material was prepared before: its uniform nodes did not run)\n");
+  std::fflush(stdout);
+}
+
 }  // namespace
 
 Result ParseView(const ViewOptions& o, graph::View& view) {
@@ -184,6 +203,8 @@ int RunRender(const RenderOptions& o) {
   if (Result r = graph::Material::Compile(std::move(document), material, out.extraOutputs); r.failed()) return Fail(r);
   PrintWarnings(material->document());
   host::Image image;
+  graph::RenderStats stats;
+  if (o.stats) s.stats = &stats;
   size_t printed = 0;
   auto renderOne = [&](std::optional<int64_t> frame) {
     if (frame) s.time = static_cast<double>(*frame) / o.fps;
@@ -206,6 +227,7 @@ int RunRender(const RenderOptions& o) {
                   window.c_str(), seconds, samples / seconds / 1e6, writeSeconds, files.c_str());
       std::fflush(stdout);
     }
+    if (o.stats) PrintStats(stats);
     return 0;
   };
   if (out.frames.empty()) return renderOne(std::nullopt);

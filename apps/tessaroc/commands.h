@@ -30,6 +30,7 @@ struct RenderOptions {
   double fps = 24;
   std::optional<int64_t> frame;
   bool quiet = false;
+  bool stats = false;
   ViewOptions view;
   std::string background = "checker";
   bool lit = false;

@@ -45,6 +45,9 @@ int main(int argc, char** argv) {
   r->add_option("--fps", render.fps, "Frames per second")->capture_default_str()->check(CLI::PositiveNumber);
   r->add_option("--frame", render.frame, "Frame number; sets the time to FRAME / FPS");
   r->add_flag("--quiet,-q", render.quiet, "No progress bar and no summary");
+  r->add_flag("--stats", render.stats,
+              "After the render, per node: calls, share of the time, ns per call, and whether it runs per sample "
+              "or once (uniform)");
   AddViewOptions(r, render.view);
   r->add_option("--background", render.background,
                 "Behind a shape: checker, a grey G or a colour R,G,B (linear); alpha 0 in EXR and TIFF")

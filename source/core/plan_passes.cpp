@@ -169,6 +169,7 @@ std::vector<SubPlanSchedule> ScheduleSubPlans(const PlanGraph& graph, std::span<
     SubPlanSchedule& s = subs[n.sub];
     const std::span<const Step> steps = access.StepsOf(i);
     s.steps.insert(s.steps.end(), steps.begin(), steps.end());
+    s.stepNodes.insert(s.stepNodes.end(), steps.size(), i);
     for (size_t p = 0; p < n.ports.size(); ++p)
       if (n.ports[p].kind == Binding::kContext)
         s.contextSlots.push_back(SlotOffset(layout.SlotOf(i, static_cast<int>(p))));

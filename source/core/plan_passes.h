@@ -130,6 +130,7 @@ Result OrderUniform(const PlanGraph& graph, const std::vector<bool>& varying,
 // slots that receive its context and, for a body, where its result lies.
 struct SubPlanSchedule {
   std::vector<Step> steps;
+  std::vector<int> stepNodes;        // per step, the node it belongs to (for profiles)
   std::vector<size_t> contextSlots;  // byte offsets of the slots bound to the argument
   size_t resultStorage = 0;
 };

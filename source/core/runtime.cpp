@@ -1,10 +1,17 @@
 #include "tessaroc/core/runtime.h"
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <mutex>
 #include <new>
 #include <thread>
+#include <utility>
+
+#if defined(__x86_64__)
+#include <x86intrin.h>
+#endif
 
 #include "core/plan_passes.h"
 
@@ -24,6 +31,28 @@ inline Result RunSteps(std::span<const Step> steps, std::byte* block) {
   for (const Step& s : steps) {
     Result r;
     s.impl->kernel(r, *s.impl, PortAccess{block, s.offsets});
+    if (r.failed()) return r;
+  }
+  return Result::Ok();
+}
+
+// The same run, counting per node: a node's calls (once for all its micro
+// nodes) and its own time, which is what its kernels took less what the
+// function bodies they called took. `nested` collects the latter: every run
+// here adds its whole time to it, for the kernel that called it.
+inline Result RunStepsProfiled(std::span<const Step> steps, std::span<const int> nodes, std::byte* block,
+                               NodeProfile* profile, uint64_t& nested) {
+  for (size_t i = 0; i < steps.size(); ++i) {
+    const Step& s = steps[i];
+    Result r;
+    const uint64_t outer = std::exchange(nested, 0);
+    const uint64_t start = ProfileTicks();
+    s.impl->kernel(r, *s.impl, PortAccess{block, s.offsets});
+    const uint64_t took = ProfileTicks() - start;
+    NodeProfile& p = profile[nodes[i]];
+    p.ticks += took - std::min(took, nested);
+    if (i == 0 || nodes[i - 1] != nodes[i]) ++p.calls;
+    nested = outer + took;
     if (r.failed()) return r;
   }
   return Result::Ok();
@@ -56,6 +85,29 @@ thread_local unsigned tlsWorkerNext = 0;
 std::atomic<uint64_t> gNextSerial{1};
 
 }  // namespace
+
+uint64_t ProfileTicks() {
+#if defined(__x86_64__)
+  return __rdtsc();
+#else
+  return static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+          .count());
+#endif
+}
+
+uint64_t ProfileClockCost() {
+  static const uint64_t cost = [] {
+    uint64_t least = UINT64_MAX;
+    for (int i = 0; i < 256; ++i) {
+      const uint64_t a = ProfileTicks();
+      const uint64_t b = ProfileTicks();
+      least = std::min(least, b - a);
+    }
+    return least;
+  }();
+  return cost;
+}
 
 struct Plan::Impl {
   // What building records.
@@ -299,6 +351,7 @@ Result Plan::Finish() {
 
 // ---------------------------------------------------------------------------
 
+template <bool kProfiled>
 class PlanInstance::SubPlanFunction final : public FunctionInterface {
  public:
   SubPlanFunction(PlanInstance* owner, int body) : owner_(owner), body_(body) {}
@@ -314,13 +367,12 @@ class PlanInstance::SubPlanFunction final : public FunctionInterface {
       return Result::Fail(errors::kIllegalArgument, "return slot of the wrong type for a function body");
     PlanInstance* runner = owner_;
     if (tlsActive != owner_) TESSAROC_RETURN_IF_FAILED(owner_->WorkerCopy(body_, runner));
-    TESSAROC_RETURN_IF_FAILED(runner->RunSubPlan(body_, *static_cast<const ShadingContext*>(arg.value)));
+    TESSAROC_RETURN_IF_FAILED(runner->Run<kProfiled>(body_, *static_cast<const ShadingContext*>(arg.value)));
     resultType->copyAssign(ret.value, runner->block_ + owner_->plan_->impl_->subs[body_].resultStorage);
     return Result::Ok();
   }
   Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
   bool GetConstantValue(ValueSlot) const override { return false; }
-  void Rebind(PlanInstance* owner) { owner_ = owner; }
 
  private:
   PlanInstance* owner_;
@@ -372,7 +424,8 @@ Result PlanInstance::Allocate() {
   head->size = size;
   head->portCount = plan_->impl_->layout.slotCount();
   *reinterpret_cast<BatchRange*>(block_ + sizeof(ValueBlockHead)) = {0, 1};
-  for (int s = 1; s < plan_->impl_->bodyCount(); ++s) functions_.push_back(std::make_unique<SubPlanFunction>(this, s));
+  for (int s = 1; s < plan_->impl_->bodyCount(); ++s)
+    functions_.push_back(std::make_unique<SubPlanFunction<false>>(this, s));
   return Result::Ok();
 }
 
@@ -423,11 +476,14 @@ Result PlanInstance::Prepare() {
   // it is called. A failing subgraph that only an unneeded colour reads thus
   // never stops a sample.
   failed_.assign(I.graph.nodes.size(), Result());
+  prepareProfile_.assign(I.graph.nodes.size(), NodeProfile());
   for (const passes::UniformStep& u : I.uniform) {
     for (int r : u.reads)
       if (failed_[r].failed()) failed_[u.node] = failed_[r];
     if (failed_[u.node].failed()) continue;
+    const uint64_t start = ProfileTicks();
     failed_[u.node] = RunSteps(I.access.StepsOf(u.node), block_);
+    prepareProfile_[u.node] = {1, ProfileTicks() - start};
   }
   subFailed_.assign(I.subs.size(), Result());
   for (size_t s = 0; s < I.subs.size(); ++s)
@@ -436,16 +492,41 @@ Result PlanInstance::Prepare() {
   return subFailed_[0];
 }
 
-Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) {
+template <bool kProfiled>
+Result PlanInstance::Run(int sub, const ShadingContext& ctx) {
+  // A thread's copy made for a body (WorkerCopy) does not profile.
+  if constexpr (kProfiled)
+    if (!profiling_) return Run<false>(sub, ctx);
   if (static_cast<size_t>(sub) < subFailed_.size() && subFailed_[sub].failed()) return subFailed_[sub];
   ActiveScope active(this);
   const passes::SubPlanSchedule& s = plan_->impl_->subs[sub];
   for (size_t off : s.contextSlots)
     reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);
-  return RunSteps(s.steps, block_);
+  if constexpr (kProfiled) return RunStepsProfiled(s.steps, s.stepNodes, block_, profile_.data(), profileNested_);
+  else return RunSteps(s.steps, block_);
 }
 
-Result PlanInstance::Evaluate(const ShadingContext& ctx) { return RunSubPlan(0, ctx); }
+Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) { return Run<false>(sub, ctx); }
+
+Result PlanInstance::Evaluate(const ShadingContext& ctx) { return Run<false>(0, ctx); }
+
+Result PlanInstance::StartProfile() {
+  if (profiling_) return Result::Ok();
+  profile_.assign(plan_->impl_->graph.nodes.size(), NodeProfile());
+  profiling_ = true;
+  functions_.clear();
+  for (int s = 1; s < plan_->impl_->bodyCount(); ++s)
+    functions_.push_back(std::make_unique<SubPlanFunction<true>>(this, s));
+  BindFunctions();
+  (void)ProfileClockCost();  // measured now rather than in the first sample
+  return Result::Ok();
+}
+
+Result PlanInstance::EvaluateProfiled(const ShadingContext& ctx) {
+  if (!profiling_) return Result::Fail(errors::kIllegalState, "start profiling before a profiled evaluation");
+  profileNested_ = 0;
+  return Run<true>(0, ctx);
+}
 
 ValueSlot PlanInstance::Output() const {
   const Plan::Impl& I = *plan_->impl_;
@@ -505,6 +586,7 @@ Result PlanInstance::Clone(std::unique_ptr<PlanInstance>& out) const {
       reinterpret_cast<PortSlot*>(inst->block_ + off)->value = const_cast<ShadingContext*>(&kUnboundContext);
   inst->failed_ = failed_;
   inst->subFailed_ = subFailed_;
+  inst->prepareProfile_ = prepareProfile_;
   inst->BindFunctions();
   out = std::move(inst);
   return Result::Ok();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -144,6 +145,35 @@ Result PlanImage(const Material& material, const RenderSettings& settings, Windo
   return Result::Ok();
 }
 
+// The rows of the stats: a node's copies in several function bodies (same
+// label and type) make one row; each call is measured a clock read too long.
+RenderStats CollectStats(const Plan& plan, const std::vector<NodeProfile>& prepare,
+                         const std::vector<NodeProfile>& perSample, uint64_t tileTicks, double ticksPerSecond) {
+  RenderStats stats;
+  const double clock = static_cast<double>(ProfileClockCost());
+  double kernels = 0;
+  for (size_t n = 0; n < plan.nodeCount(); ++n) {
+    const NodeRef node{static_cast<int>(n)};
+    const bool uniform = plan.IsUniform(node);
+    const NodeProfile none;
+    const NodeProfile& p = uniform ? (n < prepare.size() ? prepare[n] : none) : perSample[n];
+    if (p.calls == 0) continue;
+    const double ticks = std::max(0.0, static_cast<double>(p.ticks) - clock * static_cast<double>(p.calls));
+    if (!uniform) kernels += ticks;
+    const std::string type = plan.group(node)->id().str();
+    auto row = std::find_if(stats.nodes.begin(), stats.nodes.end(), [&](const NodeStats& r) {
+      return r.label == plan.label(node) && r.type == type && r.uniform == uniform;
+    });
+    if (row == stats.nodes.end()) row = stats.nodes.insert(stats.nodes.end(), {plan.label(node), type, uniform});
+    row->calls += p.calls;
+    row->seconds += ticks / ticksPerSecond;
+  }
+  std::stable_sort(stats.nodes.begin(), stats.nodes.end(),
+                   [](const NodeStats& a, const NodeStats& b) { return a.seconds > b.seconds; });
+  stats.engineSeconds = std::max(0.0, static_cast<double>(tileTicks) - kernels) / ticksPerSecond;
+  return stats;
+}
+
 }  // namespace
 
 ShadingContext PixelContext(int x, int y, const RenderSettings& s) {
@@ -175,7 +205,10 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   ShadingContext priming;
   if (!ViewContext(sampler, settings.width / 2, settings.height / 2, settings, priming))
     priming = PixelContext(settings.width / 2, settings.height / 2, settings);
-  if (!material.prepared()) TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
+  const auto wallStart = std::chrono::steady_clock::now();
+  const uint64_t ticksStart = ProfileTicks();
+  const bool preparing = !material.prepared();
+  if (preparing) TESSAROC_RETURN_IF_FAILED(material.Prepare(priming));
   else if (material.primedAt().time != priming.time || material.primedAt().framerate != priming.framerate)
     TESSAROC_RETURN_IF_FAILED(material.Prime(priming));
   // Lighting reads the document's normal where it names one.
@@ -190,26 +223,44 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   std::mutex errorMutex;
   Result firstError;
   std::mutex progressMutex;
+  // With stats: what the workers counted, summed when each is done.
+  std::vector<NodeProfile> profiled(settings.stats ? material.plan().nodeCount() : 0);
+  uint64_t tileTicks = 0;
+  std::mutex statsMutex;
 
   // Each worker takes the next tile until none is left, with an evaluator of
   // its own. Every pixel depends on its context alone, so which worker renders
   // a tile never changes the picture.
   // `values` holds the AOVs' values in the evaluator, found once per worker.
-  auto renderTile = [&](PlanInstance& ev, const std::vector<const void*>& values, int tile) {
+  // `profiled` (a std::bool_constant) picks the evaluation that counts per
+  // node, at compile time: the plain loop has no test for it.
+  auto renderTile = [&](PlanInstance& ev, const std::vector<const void*>& values, int tile, auto profiled) {
     const int x0 = window.x0 + (tile % tilesX) * kTile, y0 = window.y0 + (tile / tilesX) * kTile;
     const int x1 = std::min(x0 + kTile, window.x1), y1 = std::min(y0 + kTile, window.y1);
     const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
     ShadingContext ctx;
     double c[4];
+    // On the plane every pixel's context differs from the last one's in a few
+    // fields: the first is made whole, the others only moved.
+    const bool plane = settings.view.shape == Shape::kPlane;
+    bool made = false;
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
         float* px = &out.pixels[(static_cast<size_t>(y - window.y0) * out.width + (x - window.x0)) * out.channels];
-        if (!ViewContext(sampler, x, y, settings, ctx)) {
+        if (made) {
+          MovePlaneContext(x, y, settings.width, settings.height, ctx);
+          ctx.pixelx = x;
+          ctx.pixely = y;
+        } else if (!ViewContext(sampler, x, y, settings, ctx)) {
           sampler.BackgroundPixel(x, y, c);
           for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
           continue;  // the AOVs stay 0
+        } else {
+          made = plane;
         }
-        Result r = ev.Evaluate(ctx);
+        Result r;
+        if constexpr (decltype(profiled)::value) r = ev.EvaluateProfiled(ctx);
+        else r = ev.Evaluate(ctx);
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok())
@@ -235,10 +286,12 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   auto work = [&](int) {
     std::unique_ptr<PlanInstance> ev;
     std::vector<const void*> values;
+    uint64_t ticks = 0;
     for (int tile = next.fetch_add(1, std::memory_order_relaxed); tile < tiles && !failed.load();
          tile = next.fetch_add(1, std::memory_order_relaxed)) {
       if (!ev) {
         Result r = material.NewEvaluator(ev);
+        if (r.ok() && settings.stats) r = ev->StartProfile();
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok()) firstError = r;
@@ -247,7 +300,21 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
         }
         for (const Material::Output* aov : aovs) values.push_back(material.OutputValue(*ev, *aov).value);
       }
-      renderTile(*ev, values, tile);
+      if (settings.stats) {
+        const uint64_t start = ProfileTicks();
+        renderTile(*ev, values, tile, std::true_type());
+        ticks += ProfileTicks() - start;
+      } else {
+        renderTile(*ev, values, tile, std::false_type());
+      }
+    }
+    if (settings.stats && ev) {
+      std::lock_guard<std::mutex> lock(statsMutex);
+      tileTicks += ticks;
+      for (size_t n = 0; n < profiled.size(); ++n) {
+        profiled[n].calls += ev->profile()[n].calls;
+        profiled[n].ticks += ev->profile()[n].ticks;
+      }
     }
   };
   struct Thunk {
@@ -258,6 +325,15 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
   workers.RunGroupAndWait(std::min(workers.GetThreadCount(), tiles), &Thunk::Run, &work);
   if (done.load() != tiles && firstError.ok())
     return Result::Fail(errors::kIllegalState, "the render stopped before every tile was done");
+  if (firstError.ok() && settings.stats) {
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+    const double ticksPerSecond = wall > 0 ? static_cast<double>(ProfileTicks() - ticksStart) / wall : 1.0;
+    const std::vector<NodeProfile> none;
+    const std::vector<NodeProfile>& prepare = preparing ? material.prototype().prepareProfile() : none;
+    *settings.stats = CollectStats(material.plan(), prepare, profiled, tileTicks, ticksPerSecond);
+    settings.stats->samples = static_cast<int64_t>(out.width) * out.height;
+    settings.stats->prepared = preparing;
+  }
   return firstError;
 }
 

@@ -2,6 +2,7 @@
 // per pixel, on all cores, bit-identical for any thread count.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -29,6 +30,27 @@ struct RenderAov {
   std::string output;
 };
 
+// Where a render's time went, per node of the material, when a render is
+// asked for it (RenderSettings::stats).
+struct NodeStats {
+  std::string label;     // the document's node (an asset's part after a dot)
+  std::string type;      // the core node's id
+  bool uniform = false;  // runs once when the material is prepared; else per sample
+  uint64_t calls = 0;    // a node of a function body runs once per call of the body
+  double seconds = 0;    // its own time, without the function bodies it called, summed over threads
+};
+struct RenderStats {
+  // Every node that ran, the most expensive first; copies of a node in
+  // several function bodies are counted as one.
+  std::vector<NodeStats> nodes;
+  // Thread time of the render outside the nodes' kernels: contexts, dispatch,
+  // pixel conversion and lighting, and what measuring itself costs.
+  double engineSeconds = 0;
+  int64_t samples = 0;
+  // Whether this render prepared the material; if not, no uniform node ran.
+  bool prepared = false;
+};
+
 struct RenderSettings {
   int width = 512;
   int height = 512;
@@ -47,6 +69,10 @@ struct RenderSettings {
   // Extra images, as layers after the main RGBA: colours unlit, values as
   // they are, zero where a shape is missed.
   std::vector<RenderAov> aovs;
+  // Filled with calls and time per node when set. The samples then run
+  // through the profiling evaluation (a few nanoseconds more per node);
+  // without it they pay nothing for it.
+  RenderStats* stats = nullptr;
 };
 
 // The context of the centre of pixel (x, y) of the plane, whatever the view:

@@ -156,6 +156,17 @@ TEST(Cli, RenderWritesTheImageAndSaysWhere) {
     EXPECT_NE(r.out.find("rendered 16x8"), std::string::npos) << r.out;
     EXPECT_EQ(r.err, "");  // no progress bar when not on a terminal
   }
+  // --stats prints its table even when quiet: a row per node, whose calls
+  // are the samples here.
+  Outcome stats = Tool("render " + graph.string() + " -o " + (dir / "s.exr").string() + " --size 16x8 -q --stats");
+  EXPECT_EQ(stats.status, 0) << stats.err;
+  EXPECT_EQ(stats.out.find("rendered"), std::string::npos) << stats.out;
+  const size_t row = stats.out.find("\nboard ");
+  ASSERT_NE(row, std::string::npos) << stats.out;
+  const std::string line = stats.out.substr(row + 1, stats.out.find('\n', row + 1) - row - 1);
+  EXPECT_NE(line.find(" checkerboard "), std::string::npos) << line;
+  EXPECT_NE(line.find(" per sample "), std::string::npos) << line;
+  EXPECT_NE(line.find(" 128 "), std::string::npos) << line;
   Outcome bad = Tool("render " + graph.string() + " -o " + (dir / "x.png").string() + " --size 0");
   EXPECT_NE(bad.status, 0);
   EXPECT_NE(bad.err.find("--size"), std::string::npos);

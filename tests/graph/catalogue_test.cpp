@@ -145,9 +145,13 @@ void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
     EXPECT_TRUE(m->Prepare().ok());  // a string: uniform, nothing per pixel
     return;
   }
-  for (const bool torus : {false, true}) {
-    SCOPED_TRACE(torus ? "lit torus" : "plane");
+  // The plane, the plane through the profiling evaluation (`--stats`), and a lit torus.
+  for (const int view : {0, 1, 2}) {
+    const bool torus = view == 2;
+    SCOPED_TRACE(torus ? "lit torus" : view == 1 ? "plane, profiled" : "plane");
     RenderSettings s;
+    RenderStats stats;
+    if (view == 1) s.stats = &stats;
     s.searchPaths.urls.emplace_back(kSource + "/examples");
     host::CollectingMessageSink messages;
     if (aov) {  // a graph as users build it: every file it names is found

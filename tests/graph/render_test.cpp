@@ -297,6 +297,99 @@ TEST_F(RenderTest, PixelContextsHaveDifferentialsFromTheNeighbours) {
   EXPECT_EQ(c.searchpaths, &s.searchPaths);
 }
 
+// Stats count every kernel call: the bump calls its height body three times
+// per sample, so the body's nodes run three times as often; the noise's pre
+// node runs once, when the render prepares the material, and not in a second
+// render. Counting changes no pixel, and the thread count no count.
+TEST_F(RenderTest, StatsCountEveryCallOfEveryNode) {
+  const char* text = R"({
+    "tessaroc": 1,
+    "nodes": {
+      "place": {"node": "placement2d", "inputs": {"localrepetitions": [0.4, 0.4]}},
+      "height": {"node": "noise", "inputs": {"contextlocal": {"link": "place.result"}, "noisetype": "fbm"}},
+      "bump": {"node": "bump", "inputs": {"color": {"link": "height.result"}, "strength": 0.15}},
+      "tone": {"node": "exposure", "inputs": {"color": {"link": "bump.result"}, "exposure": 0.5}}
+    },
+    "output": {"link": "tone.result"}
+  })";
+  constexpr int kWidth = 40, kHeight = 36;  // two tiles by two, the last ones partial
+  constexpr uint64_t kSamples = kWidth * kHeight;
+  auto render = [&](Material& m, int threads, RenderStats* stats) {
+    RenderSettings s;
+    s.width = kWidth;
+    s.height = kHeight;
+    s.threads = threads;
+    s.stats = stats;
+    host::Image image;
+    EXPECT_TRUE(Render(m, s, image).ok());
+    return image;
+  };
+  auto material = [&] {
+    std::unique_ptr<Document> doc;
+    EXPECT_TRUE(Document::Parse(text, "stats.json", doc).ok());
+    std::unique_ptr<Material> m;
+    EXPECT_TRUE(Material::Compile(std::move(doc), m).ok());
+    return m;
+  };
+  const host::Image plain = render(*material(), 1, nullptr);
+  for (int threads : {1, 2}) {
+    SCOPED_TRACE(threads);
+    std::unique_ptr<Material> m = material();
+    RenderStats stats;
+    const host::Image counted = render(*m, threads, &stats);
+    ASSERT_EQ(counted.pixels.size(), plain.pixels.size());
+    EXPECT_EQ(std::memcmp(counted.pixels.data(), plain.pixels.data(), plain.pixels.size() * sizeof(float)), 0);
+    EXPECT_EQ(stats.samples, static_cast<int64_t>(kSamples));
+    EXPECT_TRUE(stats.prepared);
+    auto calls = [&](const RenderStats& st, const std::string& label, bool uniform) -> int64_t {
+      int64_t found = -1;
+      for (const NodeStats& n : st.nodes)
+        if (n.label == label && n.uniform == uniform) {
+          EXPECT_EQ(found, -1) << label << " has two rows";
+          EXPECT_GE(n.seconds, 0.0) << label;
+          found = static_cast<int64_t>(n.calls);
+        }
+      return found;
+    };
+    EXPECT_EQ(calls(stats, "tone", false), static_cast<int64_t>(kSamples));
+    EXPECT_EQ(calls(stats, "bump", false), static_cast<int64_t>(kSamples));
+    EXPECT_EQ(calls(stats, "height", false), static_cast<int64_t>(3 * kSamples));
+    EXPECT_EQ(calls(stats, "place", false), static_cast<int64_t>(3 * kSamples));
+    EXPECT_EQ(calls(stats, "height.pre", true), 1);
+    double total = stats.engineSeconds;
+    for (const NodeStats& n : stats.nodes) total += n.seconds;
+    EXPECT_GT(total, 0.0);
+    for (size_t i = 1; i < stats.nodes.size(); ++i) EXPECT_GE(stats.nodes[i - 1].seconds, stats.nodes[i].seconds);
+
+    RenderStats again;
+    render(*m, threads, &again);
+    EXPECT_FALSE(again.prepared);
+    EXPECT_EQ(calls(again, "height.pre", true), -1);
+    EXPECT_EQ(calls(again, "bump", false), static_cast<int64_t>(kSamples));
+  }
+}
+
+// A context moved to another pixel is that pixel's own context, bit for bit,
+// from any pixel before it (the renderer moves along rows and to the next row).
+TEST_F(RenderTest, AMovedPlaneContextIsThePixelsOwn) {
+  const int w = 37, h = 23;
+  for (const auto& [from, to] : {std::pair{std::pair{0, 0}, std::pair{1, 0}}, {{36, 4}, {0, 5}}, {{3, 2}, {30, 21}}}) {
+    ShadingContext moved = PlaneContext(from.first, from.second, w, h);
+    MovePlaneContext(to.first, to.second, w, h, moved);
+    const ShadingContext own = PlaneContext(to.first, to.second, w, h);
+    const std::pair<const Vector*, const Vector*> fields[] = {
+        {&moved.uvw, &own.uvw},         {&moved.uvwdx, &own.uvwdx},
+        {&moved.uvwdy, &own.uvwdy},     {&moved.position, &own.position},
+        {&moved.positiondx, &own.positiondx}, {&moved.positiondy, &own.positiondy},
+        {&moved.rayorigin, &own.rayorigin},   {&moved.rayorigindx, &own.rayorigindx},
+        {&moved.rayorigindy, &own.rayorigindy}, {&moved.raydirection, &own.raydirection},
+        {&moved.shadingnormal, &own.shadingnormal}, {&moved.tangent, &own.tangent}};
+    for (const auto& [a, b] : fields) EXPECT_EQ(std::memcmp(a, b, sizeof(Vector)), 0) << to.first << "," << to.second;
+    const ShadingContext start = PlaneContext(from.first, from.second, w, h);
+    EXPECT_NE(std::memcmp(&moved.uvw, &start.uvw, sizeof(Vector)), 0);
+  }
+}
+
 TEST_F(RenderTest, OutputsWithoutColourAreRefused) {
   const char* text = R"({"tessaroc": 1, "nodes": {"p": {"node": "placement2d"}}, "output": {"link": "p.result"}})";
   std::unique_ptr<Document> doc;

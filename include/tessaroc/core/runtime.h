@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -33,6 +34,22 @@ struct SubPlanRef {
 };
 
 class PlanInstance;
+
+// Calls and time of one node of a plan, as an instance counts them when it
+// profiles (PlanInstance::StartProfile) or prepares.
+struct NodeProfile {
+  uint64_t calls = 0;
+  // The node's own time in ProfileTicks: without the function bodies its
+  // kernels called, which count for the nodes of those bodies.
+  uint64_t ticks = 0;
+};
+
+// The clock of profiles: the processor's time-stamp counter on x86-64
+// (a few nanoseconds to read), else nanoseconds of the steady clock.
+uint64_t ProfileTicks();
+// What reading the clock twice costs, in ticks: a profiled call is measured
+// that much longer than it is.
+uint64_t ProfileClockCost();
 
 class Plan {
  public:
@@ -110,6 +127,18 @@ class PlanInstance {
   Result Prepare();
   // Runs the main plan's varying nodes with this context.
   Result Evaluate(const ShadingContext& ctx);
+
+  // Profiling. From StartProfile on, EvaluateProfiled runs what Evaluate runs
+  // and counts calls and time per node into profile(), the function bodies it
+  // calls included. Evaluate itself is untouched, so an instance that does not
+  // profile pays nothing. StartProfile allocates; EvaluateProfiled does not.
+  Result StartProfile();
+  Result EvaluateProfiled(const ShadingContext& ctx);
+  // Per node of the plan (by NodeRef index); empty before StartProfile.
+  const std::vector<NodeProfile>& profile() const { return profile_; }
+  // Per node, what the last Prepare spent on it: one call per uniform node
+  // that ran, with what it evaluated (a bake's samples); the rest are 0.
+  const std::vector<NodeProfile>& prepareProfile() const { return prepareProfile_; }
   // The main result (valid after Evaluate).
   ValueSlot Output() const;
   template <class T>
@@ -144,12 +173,22 @@ class PlanInstance {
   void BindFunctions();
   // The copy of this instance that runs `body` for the calling thread.
   Result WorkerCopy(int body, PlanInstance*& out);
+  template <bool kProfiled>
+  Result Run(int sub, const ShadingContext& ctx);
+  template <bool kProfiled>
   class SubPlanFunction;
 
   const Plan* plan_;
   uint64_t serial_;
   std::byte* block_ = nullptr;
-  std::vector<std::unique_ptr<SubPlanFunction>> functions_;
+  // The function objects bound to the Function ports: plain ones, or from
+  // StartProfile on the profiling ones.
+  std::vector<std::unique_ptr<FunctionInterface>> functions_;
+  std::vector<NodeProfile> profile_;
+  std::vector<NodeProfile> prepareProfile_;
+  bool profiling_ = false;
+  // While profiling: the time the bodies called by the running kernel took.
+  uint64_t profileNested_ = 0;
   struct Worker {
     std::thread::id thread;
     int body;

@@ -49,23 +49,34 @@ Vector UvStep(const SurfacePoint& hit, const Vector& step) {
 
 }  // namespace
 
-ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy) {
-  ShadingContext c;
+namespace {
+
+// The fields of a sample of the plane that change from pixel to pixel.
+void SetPlanePoint(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy, ShadingContext& c) {
   c.uvw = uvw;
   c.uvwdx = uvwdx;
   c.uvwdy = uvwdy;
-  c.uvwvalid = 1;
   c.position = c.uvw;
   c.positiondx = c.uvwdx;
   c.positiondy = c.uvwdy;
-  c.geometricnormal = {0, 0, 1};
-  c.shadingnormal = {0, 0, 1};
-  c.tangent = {1, 0, 0};
-  c.bitangent = {0, 1, 0};
   // An orthographic camera one unit above the plane, looking down.
   c.rayorigin = {c.uvw.x, c.uvw.y, 1};
   c.rayorigindx = {c.uvwdx.x, c.uvwdx.y, 1};
   c.rayorigindy = {c.uvwdy.x, c.uvwdy.y, 1};
+}
+
+Vector PlaneUv(double px, double py, double w, double h) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; }
+
+}  // namespace
+
+ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy) {
+  ShadingContext c;
+  SetPlanePoint(uvw, uvwdx, uvwdy, c);
+  c.uvwvalid = 1;
+  c.geometricnormal = {0, 0, 1};
+  c.shadingnormal = {0, 0, 1};
+  c.tangent = {1, 0, 0};
+  c.bitangent = {0, 1, 0};
   c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, 0, -1};
   c.raymindistance = 0;
   return c;
@@ -73,8 +84,12 @@ ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vect
 
 ShadingContext PlaneContext(int x, int y, int width, int height) {
   const double w = width, h = height;
-  auto uv = [&](double px, double py) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; };
-  return SurfaceContext(uv(x, y), uv(x + 1, y), uv(x, y + 1));
+  return SurfaceContext(PlaneUv(x, y, w, h), PlaneUv(x + 1, y, w, h), PlaneUv(x, y + 1, w, h));
+}
+
+void MovePlaneContext(int x, int y, int width, int height, ShadingContext& c) {
+  const double w = width, h = height;
+  SetPlanePoint(PlaneUv(x, y, w, h), PlaneUv(x + 1, y, w, h), PlaneUv(x, y + 1, w, h), c);
 }
 
 Result ViewSampler::Create(const View& view, int width, int height, ViewSampler& out) {

@@ -36,6 +36,11 @@ ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vect
 // uvw over the unit square with v up, differentials from the neighbouring
 // pixel centres.
 ShadingContext PlaneContext(int x, int y, int width, int height);
+// Makes `c`, a plane context of another pixel of the same image, the context
+// of pixel (x, y): only the fields that differ between pixels are written
+// (not pixelx and pixely), with PlaneContext's arithmetic. A renderer going
+// along a row saves building the whole context for each pixel.
+void MovePlaneContext(int x, int y, int width, int height, ShadingContext& c);
 
 // A view set up for one image size. Per pixel it allocates nothing.
 class ViewSampler {

@@ -177,13 +177,20 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   p.rotation = ports.In<double>(kRotation);
   p.repetitions = ports.In<Vector2d>(kRepetitions);
 
-  // The cached ports are compared but never written, so the map is rebuilt on
-  // almost every call; the result does not depend on it.
+  // The map (a sine and a cosine, an inverse) is built again only when a
+  // parameter changed: once per instance for constant parameters. The cached
+  // ports are this instance's own, so threads do not share them.
   Placement2dData& data = ports.Out<Placement2dData>(kData);
-  const bool same = p.offset == ports.In<Vector2d>(kOffsetCached) && p.length == ports.In<Vector2d>(kLengthCached) &&
-                    p.pivot == ports.In<Vector2d>(kPivotCached) && p.rotation == ports.In<double>(kRotationCached) &&
-                    p.repetitions == ports.In<Vector2d>(kRepetitionsCached);
-  if (!same || !data.built) data = BuildPlacement2d(p);
+  Vector2d& offset = ports.Out<Vector2d>(kOffsetCached);
+  Vector2d& length = ports.Out<Vector2d>(kLengthCached);
+  Vector2d& pivot = ports.Out<Vector2d>(kPivotCached);
+  double& rotation = ports.Out<double>(kRotationCached);
+  Vector2d& repetitions = ports.Out<Vector2d>(kRepetitionsCached);
+  if (!data.built || !SameBits(p.offset, offset) || !SameBits(p.length, length) || !SameBits(p.pivot, pivot) ||
+      !SameBits(p.rotation, rotation) || !SameBits(p.repetitions, repetitions)) {
+    data = BuildPlacement2d(p);
+    offset = p.offset, length = p.length, pivot = p.pivot, rotation = p.rotation, repetitions = p.repetitions;
+  }
 
   PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), wrapU, wrapV, p.repetitions, out);
 }

@@ -4,6 +4,7 @@
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
+#include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {
 
@@ -146,12 +147,18 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   p.rotationOrder = ports.In<Id>(kOrder);
   p.pivot = ports.In<Vector>(kPivot);
 
-  // The cached ports are compared but never written; see placement2d.
+  // Built again only when a parameter changed; see placement2d.
   Placement3dData& data = ports.Out<Placement3dData>(kData);
-  const bool same = p.position == ports.In<Vector>(kPositionCached) && p.scale == ports.In<Vector>(kScaleCached) &&
-                    p.rotation == ports.In<Vector>(kRotationCached) && p.rotationOrder == ports.In<Id>(kOrderCached) &&
-                    p.pivot == ports.In<Vector>(kPivotCached);
-  if (!same || !data.built) data = BuildPlacement3d(p);
+  Vector& position = ports.Out<Vector>(kPositionCached);
+  Vector& scale = ports.Out<Vector>(kScaleCached);
+  Vector& rotation = ports.Out<Vector>(kRotationCached);
+  Id& order = ports.Out<Id>(kOrderCached);
+  Vector& pivot = ports.Out<Vector>(kPivotCached);
+  if (!data.built || !SameBits(p.position, position) || !SameBits(p.scale, scale) ||
+      !SameBits(p.rotation, rotation) || !SameBits(p.pivot, pivot) || !(p.rotationOrder == order)) {
+    data = BuildPlacement3d(p);
+    position = p.position, scale = p.scale, rotation = p.rotation, order = p.rotationOrder, pivot = p.pivot;
+  }
 
   out.uvw = ApplyPlacement3d(data, in.uvw);
   out.uvwdx = ApplyPlacement3d(data, in.uvwdx);

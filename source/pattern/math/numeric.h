@@ -3,9 +3,20 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 
 namespace tessaroc::pattern {
+
+// Whether two values made of doubles hold the same bits, so that what was
+// built from one is what the other would build: -0 and 0 differ (they can
+// give zeros of other signs), a NaN matches itself.
+template <class T>
+bool SameBits(const T& a, const T& b) {
+  static_assert(std::is_trivially_copyable_v<T> && sizeof(T) % sizeof(double) == 0);
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
 
 // Truncation toward zero to Int64 as the hardware conversion does it: a value
 // out of range, or a NaN, gives the lowest Int64.

@@ -320,6 +320,46 @@ TEST(Placement3d, DisabledIsACopyAndEnabledMovesOnlyTheCoordinates) {
   EXPECT_TRUE(SameContext(out, expect));
 }
 
+// One instance keeps the map it built while its parameters stay, and builds
+// it again when any of them changes, even only in the sign of a zero: each
+// sample equals that of a fresh node with the same parameters, bit for bit.
+TEST_F(Placement2dTest, AParameterChangedBetweenSamplesGivesTheNewMap) {
+  const ShadingContext in = BusyContext();
+  auto kept = Runner(kPlacement2dId);
+  Place2d p;
+  auto step = [&](const char* what) {
+    for (Result r : {kept->Set("localOffset", p.offset), kept->Set("localLength", p.length),
+                     kept->Set("localPivot", p.pivot), kept->Set("localRotation", p.rotation),
+                     kept->Set("localRepetitions", p.repetitions), kept->Run(in)})
+      ASSERT_TRUE(r.ok()) << r.ToString();
+    EXPECT_TRUE(SameContext(kept->Get<ShadingContext>("result"), Run(p, in))) << what;
+  };
+  p.rotation = 0.3, step("rotation");
+  step("the same again");
+  p.rotation = 0.0, step("no rotation");
+  p.rotation = -0.0, step("no rotation, negative zero");
+  p.repetitions = {3, 2}, step("repetitions");
+  p.offset = {0.25, 0}, step("offset");
+  p.length = {2, 0.5}, step("length");
+  p.pivot = {0.5, 0.5}, step("pivot");
+
+  auto kept3 = Runner(kPlacement3dId);
+  Place3d q{.rotation = {0.2, 0.3, 0.4}};
+  auto step3 = [&](const char* what) {
+    for (Result r : {kept3->Set("enableSpaceTransformation", q.enable), kept3->Set("spacePosition", q.position),
+                     kept3->Set("spaceScale", q.scale), kept3->Set("spaceRotation", q.rotation),
+                     kept3->Set("spaceRotationOrder", Id(q.order)), kept3->Set("pivot", q.pivot), kept3->Run(in)})
+      ASSERT_TRUE(r.ok()) << r.ToString();
+    EXPECT_TRUE(SameContext(kept3->Get<ShadingContext>("result"), Run3d(q, in))) << what;
+  };
+  step3("rotation");
+  q.order = "zyxlocal", step3("order");
+  q.order = "xyzlocal", step3("order back");
+  q.scale = {2, 1, 1}, step3("scale");
+  q.position = {0.5, 0, 0}, step3("position");
+  q.pivot = {0, 0, 1}, step3("pivot");
+}
+
 TEST(Placement3d, ZeroScaleGivesTheIdentityAndUnknownOrderIsYxzLocal) {
   const ShadingContext in = BusyContext();
   const Place3d flat{.position = {3, 4, 5}, .scale = {1, 0, 1}, .rotation = {0.2, 0.3, 0.4}, .pivot = {1, 1, 1}};
