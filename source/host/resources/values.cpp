@@ -70,9 +70,15 @@ bool Integer(const nlohmann::json& j, long double lo, long double hi, int64_t& o
   if (!j.is_number_integer()) {
     if (j.is_number_float()) {
       const double d = j.get<double>();
-      if (std::floor(d) == d && d >= static_cast<double>(lo) && d <= static_cast<double>(hi)) {
+      // Compared as long double: the int64 bounds rounded to double would let
+      // 2^63 through to a conversion that cannot hold it.
+      if (std::floor(d) == d && static_cast<long double>(d) >= lo && static_cast<long double>(d) <= hi) {
         out = static_cast<int64_t>(d);
         return true;
+      }
+      if (std::floor(d) == d) {
+        why = "number out of range";
+        return false;
       }
     }
     why = "expected a whole number";
