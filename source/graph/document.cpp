@@ -522,26 +522,113 @@ const DocumentNode* Document::FindNode(std::string_view name) const {
   return nullptr;
 }
 
-Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out) {
-  json top;
-  try {
-    top = json::parse(text);
-  } catch (const json::parse_error& e) {
-    size_t line = 1, col = 1;
-    for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
-      if (text[i] == '\n') {
-        ++line;
-        col = 1;
-      } else {
-        ++col;
-      }
+namespace {
+
+// "origin: line L, column C: " for the 1-based byte `byte` of `text`.
+std::string Where(const std::string& text, const std::string& origin, size_t byte) {
+  size_t line = 1, col = 1;
+  for (size_t i = 0; i + 1 < byte && i < text.size(); ++i) {
+    if (text[i] == '\n') {
+      ++line;
+      col = 1;
+    } else {
+      ++col;
     }
+  }
+  return origin + ": line " + std::to_string(line) + ", column " + std::to_string(col) + ": ";
+}
+
+// The 1-based byte where arrays and objects first nest deeper than
+// kMaxDocumentDepth, or 0. A scan of the text, before the parser (and the
+// code that walks what it builds) goes that deep.
+size_t TooDeep(const std::string& text) {
+  int depth = 0;
+  bool inString = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > kMaxDocumentDepth) return i + 1;
+    } else if (c == ']' || c == '}') {
+      --depth;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+Result ReadDocumentText(const std::string& path, std::string& out) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) return Result::Fail(errors::kIo, path + ": is a folder, not a file");
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
+  // One byte more than the limit tells a file at the limit from a larger one.
+  out.resize(kMaxDocumentBytes + 1);
+  in.read(out.data(), static_cast<std::streamsize>(out.size()));
+  if (in.bad()) return Result::Fail(errors::kIo, path + ": cannot be read");
+  out.resize(static_cast<size_t>(in.gcount()));
+  if (out.size() > kMaxDocumentBytes) {
+    out.clear();
+    return Result::Fail(errors::kIllegalArgument, path + ": larger than " +
+                                                      std::to_string(kMaxDocumentBytes >> 20) +
+                                                      " MiB, the most a document or context file may be");
+  }
+  out.shrink_to_fit();
+  return Result::Ok();
+}
+
+namespace {
+
+template <class Json>
+Result ParseJson(const std::string& text, const std::string& origin, Json& out) {
+  if (text.size() > kMaxDocumentBytes)
+    return Result::Fail(errors::kIllegalArgument, origin + ": larger than " + std::to_string(kMaxDocumentBytes >> 20) +
+                                                      " MiB, the most a document or context file may be");
+  if (const size_t at = TooDeep(text))
+    return Result::Fail(errors::kIllegalArgument, Where(text, origin, at) + "arrays and objects nested more than " +
+                                                      std::to_string(kMaxDocumentDepth) + " deep");
+  try {
+    out = Json::parse(text);
+  } catch (const nlohmann::json::parse_error& e) {
     std::string what = e.what();
     const size_t colon = what.rfind(": ");
     return Result::Fail(errors::kIllegalArgument,
-                        origin + ": line " + std::to_string(line) + ", column " + std::to_string(col) +
-                            ": invalid JSON" + (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
+                        Where(text, origin, e.byte) + "invalid JSON" +
+                            (colon != std::string::npos ? " (" + what.substr(colon + 2) + ")" : ""));
+  } catch (const nlohmann::json::exception& e) {
+    // A number too large for a double ("number overflow parsing '1e400'"):
+    // the parser gives no position, so the number's first place stands in.
+    std::string what = e.what();
+    const size_t bracket = what.find("] ");
+    if (bracket != std::string::npos) what.erase(0, bracket + 2);
+    const size_t quote = what.find('\'');
+    const std::string token = quote == std::string::npos ? "" : what.substr(quote + 1, what.rfind('\'') - quote - 1);
+    const size_t at = token.empty() ? std::string::npos : text.find(token);
+    return Result::Fail(errors::kIllegalArgument,
+                        (at == std::string::npos ? origin + ": " : Where(text, origin, at + 1)) + "invalid JSON (" +
+                            what + ": a number must fit a double)");
   }
+  return Result::Ok();
+}
+
+}  // namespace
+
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::json& out) {
+  return ParseJson(text, origin, out);
+}
+
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::ordered_json& out) {
+  return ParseJson(text, origin, out);
+}
+
+Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out) {
+  json top;
+  TESSAROC_RETURN_IF_FAILED(ParseDocumentJson(text, origin, top));
   std::unique_ptr<Document> doc(new Document());
   doc->folder_ = std::filesystem::path(origin).parent_path().string();
   DocumentReader reader(*doc, origin);
@@ -551,11 +638,9 @@ Result Document::Parse(const std::string& text, const std::string& origin, std::
 }
 
 Result Document::Load(const std::string& path, std::unique_ptr<Document>& out) {
-  std::ifstream in(path);
-  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return Parse(ss.str(), path, out);
+  std::string text;
+  TESSAROC_RETURN_IF_FAILED(ReadDocumentText(path, text));
+  return Parse(text, path, out);
 }
 
 Result Document::ForNode(const std::string& node, const std::vector<std::pair<std::string, std::string>>& settings,
@@ -574,6 +659,11 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
                                                         (known.empty() ? "no inputs" : Join(known)));
     }
     json v = host::JsonFromNotation(value);
+    try {
+      (void)v.dump();  // what the document made of the settings is parsed again as text
+    } catch (const nlohmann::json::type_error&) {
+      return Result::Fail(errors::kIllegalArgument, "--set " + port + ": the value is not valid UTF-8 text");
+    }
     if (p->array && !v.is_array()) v = json::array({v});
     inputs[p->id] = v;
   }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,25 @@
 namespace tessaroc::graph {
 
 inline constexpr int kDocumentVersion = 1;
+
+// Limits on what a document or a context file may be, checked before the
+// text is read whole or parsed: its size in bytes, and how deep arrays and
+// objects nest in it.
+inline constexpr size_t kMaxDocumentBytes = size_t{64} << 20;
+inline constexpr int kMaxDocumentDepth = 256;
+// The longest chain of links a material compiles, counted in core nodes (an
+// asset counts each of its own): the compiler follows links depth first.
+inline constexpr int kMaxLinkDepth = 10000;
+
+// The text of a document or context file: a file that is larger than
+// kMaxDocumentBytes (or, like /dev/zero, never ends) is refused after reading
+// at most that much.
+Result ReadDocumentText(const std::string& path, std::string& out);
+
+// Parses JSON text within the limits above; a mistake is one message that
+// starts with `origin` and says where (line and column) when it can.
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::json& out);
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::ordered_json& out);
 
 // A port as a document sees it: its published id, type and where it leads.
 struct DocumentPort {

@@ -55,8 +55,8 @@ std::string ContextJson(const ShadingContext& ctx) {
 }
 
 Result ContextFromJson(const std::string& text, const std::string& origin, ShadingContext& ctx) {
-  const nlohmann::json j = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (j.is_discarded()) return Result::Fail(errors::kIllegalArgument, origin + ": invalid JSON");
+  nlohmann::json j;
+  TESSAROC_RETURN_IF_FAILED(ParseDocumentJson(text, origin, j));
   if (!j.is_object()) return Result::Fail(errors::kIllegalArgument, origin + ": expected an object of context fields");
   for (auto it = j.begin(); it != j.end(); ++it) {
     bool known = false;
