@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "tessaroc/core/data_type.h"
@@ -236,6 +237,9 @@ class MicroNodeGroup {
   MicroNodeGroup() = default;
   Id id_;
   std::vector<Port> ports_;
+  // The ports' keys, for the duplicate check: an array of 100,000 elements
+  // makes its ports in linear time.
+  std::unordered_set<int64_t> keys_;
   std::vector<MicroNodeEntry> microNodes_;
   const CoreNodeDefinition* factory_ = nullptr;
   bool finalized_ = false;
