@@ -100,11 +100,22 @@ Result MicroNodeGroup::PrivateFinalize() {
       m.portOfAccess.push_back(static_cast<int>(it - ports_.begin()));
     }
   }
+  for (size_t i = 0; i < ports_.size(); ++i)
+    portsByWord_.emplace(ports_[i].id.word() & ~Id::kOwnedBit, static_cast<int>(i));
   finalized_ = true;
   return Result::Ok();
 }
 
 int MicroNodeGroup::FindPortIndex(const Id& id, bool input) const {
+  if (finalized_) {
+    // The first in port order, as the scan below finds it.
+    int first = -1;
+    const auto [from, to] = portsByWord_.equal_range(id.word() & ~Id::kOwnedBit);
+    for (auto it = from; it != to; ++it)
+      if (ports_[it->second].IsInput() == input && ports_[it->second].id == id && (first < 0 || it->second < first))
+        first = it->second;
+    return first;
+  }
   for (size_t i = 0; i < ports_.size(); ++i)
     if (ports_[i].IsInput() == input && ports_[i].id == id) return static_cast<int>(i);
   return -1;

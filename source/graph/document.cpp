@@ -228,9 +228,8 @@ class DocumentReader {
   };
 
   DocumentNode* Node(const std::string& name) {
-    for (auto& n : doc_.nodes_)
-      if (n->name == name) return n.get();
-    return nullptr;
+    const auto it = doc_.nodesByName_.find(name);
+    return it == doc_.nodesByName_.end() ? nullptr : it->second;
   }
 
   Result MakeNode(const std::string& name, const json& j) {
@@ -260,6 +259,7 @@ class DocumentReader {
       TESSAROC_RETURN_IF_FAILED(list.FindOrAddChild(Id(std::string_view(p.id)), gp));
       gp->SetDataType(p.type);
     }
+    doc_.nodesByName_.emplace(node->name, node.get());
     doc_.nodes_.push_back(std::move(node));
     return Result::Ok();
   }
@@ -517,9 +517,8 @@ class DocumentReader {
 Document::Document() : system_(std::make_unique<NodeSystem>("root")) {}
 
 const DocumentNode* Document::FindNode(std::string_view name) const {
-  for (const auto& n : nodes_)
-    if (n->name == name) return n.get();
-  return nullptr;
+  const auto it = nodesByName_.find(std::string(name));
+  return it == nodesByName_.end() ? nullptr : it->second;
 }
 
 namespace {

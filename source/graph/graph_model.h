@@ -165,6 +165,7 @@ class GraphNode {
   PortList inputs_;
   PortList outputs_;
   std::vector<std::unique_ptr<GraphNode>> children_;
+  std::unordered_multimap<uint64_t, GraphNode*> childrenByWord_;  // a document of 20,000 nodes adds them in linear time
 };
 
 // Owns a graph: one root group and everything below it.
