@@ -9,6 +9,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "graph/graph_model.h"
@@ -24,8 +25,9 @@ inline constexpr int kDocumentVersion = 1;
 inline constexpr size_t kMaxDocumentBytes = size_t{64} << 20;
 inline constexpr int kMaxDocumentDepth = 256;
 // The longest chain of links a material compiles, counted in core nodes (an
-// asset counts each of its own): the compiler follows links depth first.
-inline constexpr int kMaxLinkDepth = 10000;
+// asset counts each of its own): the compiler follows links depth first, at
+// some 700 bytes of stack a link, so this fits a 1 MiB thread stack.
+inline constexpr int kMaxLinkDepth = 1000;
 
 // The text of a document or context file: a file that is larger than
 // kMaxDocumentBytes (or, like /dev/zero, never ends) is refused after reading
@@ -94,6 +96,7 @@ class Document {
   Document();
   std::unique_ptr<NodeSystem> system_;
   std::vector<std::unique_ptr<DocumentNode>> nodes_;
+  std::unordered_map<std::string, DocumentNode*> nodesByName_;  // links are resolved in constant time
   const DocumentNode* outputNode_ = nullptr;
   const DocumentPort* outputPort_ = nullptr;
   const DocumentNode* normalNode_ = nullptr;

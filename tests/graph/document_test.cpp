@@ -156,6 +156,22 @@ TEST_F(DocumentTest, NestingStopsAtItsLimitBeforeParsing) {
   EXPECT_EQ(r.message(), "doc.json: line 1, column 301: arrays and objects nested more than 256 deep");
 }
 
+// A chain of links as long as the limit compiles; one node more is refused
+// with a message before the compiler follows it.
+TEST_F(DocumentTest, LinkChainsCompileUpToTheirLimit) {
+  auto chain = [](int n) {
+    std::string nodes = R"("n0": {"node": "exposure"})";
+    for (int i = 1; i < n; ++i)
+      nodes += ", \"n" + std::to_string(i) + R"(": {"node": "exposure", "inputs": {"color": {"link": "n)" +
+               std::to_string(i - 1) + R"(.result"}}})";
+    return R"({"tessaroc": 1, "nodes": {)" + nodes + R"(}, "output": {"link": "n)" + std::to_string(n - 1) +
+           R"(.result"}})";
+  };
+  EXPECT_TRUE(Compile(chain(kMaxLinkDepth)).ok());
+  EXPECT_EQ(Compile(chain(kMaxLinkDepth + 1)).message(),
+            "the links into n1000 chain more than 1000 nodes deep, the most a material takes");
+}
+
 TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
   auto noise = [](const std::string& type) {
     return R"({"tessaroc": 1, "nodes": {"n": {"node": "noise", "inputs": {"noisetype": ")" + type +
