@@ -184,6 +184,8 @@ int RunRender(const RenderOptions& o) {
   // Float images keep misses transparent for compositing; integer ones are
   // for looking at, so the background shows.
   s.view.background.alpha = out.opaque ? 1.0 : 0.0;
+  if (o.threads > graph::kMaxThreads)
+    return Fail(fmt::format("--threads {}: expected 0 (every core) to {}", o.threads, graph::kMaxThreads));
   s.threads = o.threads;
   // Bakes (cache, blur) run on the parallel loop: the same thread limit.
   if (o.threads > 0) host::InstallJobService(o.threads);
@@ -332,9 +334,8 @@ int RunNodes(bool json, bool core) {
 }
 
 Result ReadContextFile(const std::string& path, ShadingContext& ctx) {
-  std::ifstream in(path);
-  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::string text;
+  TESSAROC_RETURN_IF_FAILED(graph::ReadDocumentText(path, text));
   return graph::ContextFromJson(text, path, ctx);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <unordered_map>
 
 namespace tessaroc {
 
@@ -32,8 +33,7 @@ Result MicroNodeGroup::PrivateCreatePort(int64_t key, const Id& id, MicroNode::T
   if (dataType == nullptr) return Result::Fail(errors::kNullPtr, "port " + id.str() + " has no data type");
   if (type != MicroNode::VIRTUAL_INPUT_PORT && type != MicroNode::VARIABLE)
     return Result::Fail(errors::kIllegalArgument, "unsupported port type for " + id.str());
-  for (const Port& p : ports_)
-    if (p.key == key) return Result::Fail(errors::kIllegalArgument, "duplicate port " + id.str());
+  if (!keys_.insert(key).second) return Result::Fail(errors::kIllegalArgument, "duplicate port " + id.str());
   Port port{id, key, type, flags, dataType, index};
   if (index < 0 || index >= static_cast<int64_t>(ports_.size())) {
     port.index = static_cast<int64_t>(ports_.size());
@@ -75,6 +75,7 @@ Result MicroNodeGroup::InitFactory(const CoreNodeDefinition* factory) {
 
 Result MicroNodeGroup::PrivateFinalize() {
   if (finalized_) return Result::Fail(errors::kIllegalState, "group finalised twice");
+  std::unordered_map<int64_t, size_t> portOfKey;  // made at the first micro node: the ports are all there
   for (MicroNodeEntry& m : microNodes_) {
     if (m.impl->describe == nullptr || m.impl->kernel == nullptr)
       return Result::Fail(errors::kNullPtr, "micro node without describe or kernel in " + id_.str());
@@ -85,8 +86,11 @@ Result MicroNodeGroup::PrivateFinalize() {
                                                      std::to_string(builder.lines().size()) + " ports, portCount is " +
                                                      std::to_string(m.impl->portCount));
     m.portOfAccess.clear();
+    if (portOfKey.empty())
+      for (size_t i = 0; i < ports_.size(); ++i) portOfKey.emplace(ports_[i].key, i);
     for (const PortAccessBuilder::Line& line : builder.lines()) {
-      auto it = std::find_if(ports_.begin(), ports_.end(), [&](const Port& p) { return p.key == line.key; });
+      const auto found = portOfKey.find(line.key);
+      const auto it = found == portOfKey.end() ? ports_.end() : ports_.begin() + static_cast<ptrdiff_t>(found->second);
       if (it == ports_.end())
         return Result::Fail(errors::kIllegalState,
                             "describe of " + id_.str() + " names an unknown port key " + std::to_string(line.key));
@@ -96,11 +100,22 @@ Result MicroNodeGroup::PrivateFinalize() {
       m.portOfAccess.push_back(static_cast<int>(it - ports_.begin()));
     }
   }
+  for (size_t i = 0; i < ports_.size(); ++i)
+    portsByWord_.emplace(ports_[i].id.word() & ~Id::kOwnedBit, static_cast<int>(i));
   finalized_ = true;
   return Result::Ok();
 }
 
 int MicroNodeGroup::FindPortIndex(const Id& id, bool input) const {
+  if (finalized_) {
+    // The first in port order, as the scan below finds it.
+    int first = -1;
+    const auto [from, to] = portsByWord_.equal_range(id.word() & ~Id::kOwnedBit);
+    for (auto it = from; it != to; ++it)
+      if (ports_[it->second].IsInput() == input && ports_[it->second].id == id && (first < 0 || it->second < first))
+        first = it->second;
+    return first;
+  }
   for (size_t i = 0; i < ports_.size(); ++i)
     if (ports_[i].IsInput() == input && ports_[i].id == id) return static_cast<int>(i);
   return -1;

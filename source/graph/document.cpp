@@ -300,9 +300,8 @@ class DocumentReader {
   };
 
   DocumentNode* Node(const std::string& name) {
-    for (auto& n : doc_.nodes_)
-      if (n->name == name) return n.get();
-    return nullptr;
+    const auto it = doc_.nodesByName_.find(name);
+    return it == doc_.nodesByName_.end() ? nullptr : it->second;
   }
 
   // "; did you mean ..." among the document's node names.
@@ -336,6 +335,7 @@ class DocumentReader {
       TESSAROC_RETURN_IF_FAILED(list.FindOrAddChild(Id(std::string_view(p.id)), gp));
       gp->SetDataType(p.type);
     }
+    doc_.nodesByName_.emplace(node->name, node.get());
     doc_.nodes_.push_back(std::move(node));
     return Result::Ok();
   }
@@ -611,12 +611,112 @@ class DocumentReader {
 Document::Document() : system_(std::make_unique<NodeSystem>("root")) {}
 
 const DocumentNode* Document::FindNode(std::string_view name) const {
-  for (const auto& n : nodes_)
-    if (n->name == name) return n.get();
-  return nullptr;
+  const auto it = nodesByName_.find(std::string(name));
+  return it == nodesByName_.end() ? nullptr : it->second;
 }
 
 namespace {
+
+// "origin: line L, column C: " for the 1-based byte `byte` of `text`.
+std::string Where(const std::string& text, const std::string& origin, size_t byte) {
+  return origin + ": " + host::JsonPosition(text, byte) + ": ";
+}
+
+// The 1-based byte where arrays and objects first nest deeper than
+// kMaxDocumentDepth, or 0. A scan of the text, before the parser (and the
+// code that walks what it builds) goes that deep.
+size_t TooDeep(const std::string& text) {
+  int depth = 0;
+  bool inString = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > kMaxDocumentDepth) return i + 1;
+    } else if (c == ']' || c == '}') {
+      --depth;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+Result ReadDocumentText(const std::string& path, std::string& out) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) return Result::Fail(errors::kIo, path + ": is a folder, not a file");
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
+  // One byte more than the limit tells a file at the limit from a larger one.
+  out.resize(kMaxDocumentBytes + 1);
+  in.read(out.data(), static_cast<std::streamsize>(out.size()));
+  if (in.bad()) return Result::Fail(errors::kIo, path + ": cannot be read");
+  out.resize(static_cast<size_t>(in.gcount()));
+  if (out.size() > kMaxDocumentBytes) {
+    out.clear();
+    return Result::Fail(errors::kIllegalArgument, path + ": larger than " +
+                                                      std::to_string(kMaxDocumentBytes >> 20) +
+                                                      " MiB, the most a document or context file may be");
+  }
+  out.shrink_to_fit();
+  return Result::Ok();
+}
+
+namespace {
+
+template <class Json>
+Result ParseJson(const std::string& text, const std::string& origin, Json& out) {
+  if (text.size() > kMaxDocumentBytes)
+    return Result::Fail(errors::kIllegalArgument, origin + ": larger than " + std::to_string(kMaxDocumentBytes >> 20) +
+                                                      " MiB, the most a document or context file may be");
+  if (const size_t at = TooDeep(text))
+    return Result::Fail(errors::kIllegalArgument, Where(text, origin, at) + "arrays and objects nested more than " +
+                                                      std::to_string(kMaxDocumentDepth) + " deep");
+  try {
+    out = Json::parse(text);
+  } catch (const nlohmann::json::parse_error& e) {
+    return Result::Fail(errors::kIllegalArgument, origin + ": " + host::JsonParseError(text, e));
+  } catch (const nlohmann::json::exception& e) {
+    // A number too large for a double ("number overflow parsing '1e400'"):
+    // the parser gives no position, so the number's first place stands in.
+    std::string what = e.what();
+    const size_t bracket = what.find("] ");
+    if (bracket != std::string::npos) what.erase(0, bracket + 2);
+    const size_t quote = what.find('\'');
+    const std::string token = quote == std::string::npos ? "" : what.substr(quote + 1, what.rfind('\'') - quote - 1);
+    const size_t at = token.empty() ? std::string::npos : text.find(token);
+    return Result::Fail(errors::kIllegalArgument,
+                        (at == std::string::npos ? origin + ": " : Where(text, origin, at + 1)) + "invalid JSON (" +
+                            what + ": a number must fit a double)");
+  }
+  return Result::Ok();
+}
+
+}  // namespace
+
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::json& out) {
+  return ParseJson(text, origin, out);
+}
+
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::ordered_json& out) {
+  return ParseJson(text, origin, out);
+}
+
+namespace {
+
+// A setting's text goes into the document's JSON, which holds UTF-8 alone.
+Result CheckUtf8(const json& value, const std::string& setting) {
+  try {
+    (void)value.dump();
+  } catch (const nlohmann::json::type_error&) {
+    return Result::Fail(errors::kIllegalArgument, setting + ": the value is not valid UTF-8 text");
+  }
+  return Result::Ok();
+}
 
 // Puts each "NODE.PORT=VALUE" into the document's JSON, the value read for
 // the port's type. `named` maps the input's path to the setting's name.
@@ -646,6 +746,7 @@ Result ApplySettings(json& top, const std::vector<std::string>& settings, std::m
       return Result::Fail(errors::kIllegalArgument, "--set " + s.substr(0, eq) + ": " +
                                                         UnknownPort(portName, nodeName, VisiblePortIds(probe, false)));
     json value = host::JsonFromSetting(std::string_view(s).substr(eq + 1), port->type, port->array);
+    TESSAROC_RETURN_IF_FAILED(CheckUtf8(value, "--set " + s.substr(0, eq)));
     if (port->array && !value.is_array()) value = json::array({value});
     if (!node.contains("inputs")) node["inputs"] = json::object();
     json& inputs = node["inputs"];
@@ -675,11 +776,7 @@ std::string NameSetting(const std::string& message, const std::string& origin,
 Result Document::Parse(const std::string& text, const std::string& origin, std::unique_ptr<Document>& out,
                        const std::vector<std::string>& settings) {
   json top;
-  try {
-    top = json::parse(text);
-  } catch (const json::parse_error& e) {
-    return Result::Fail(errors::kIllegalArgument, origin + ": " + host::JsonParseError(text, e));
-  }
+  TESSAROC_RETURN_IF_FAILED(ParseDocumentJson(text, origin, top));
   std::map<std::string, std::string> named;
   TESSAROC_RETURN_IF_FAILED(ApplySettings(top, settings, named));
   std::unique_ptr<Document> doc(new Document());
@@ -694,11 +791,9 @@ Result Document::Parse(const std::string& text, const std::string& origin, std::
 
 Result Document::Load(const std::string& path, std::unique_ptr<Document>& out,
                       const std::vector<std::string>& settings) {
-  std::ifstream in(path);
-  if (!in) return Result::Fail(errors::kIo, path + ": cannot be read");
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return Parse(ss.str(), path, out, settings);
+  std::string text;
+  TESSAROC_RETURN_IF_FAILED(ReadDocumentText(path, text));
+  return Parse(text, path, out, settings);
 }
 
 Result Document::ForNode(const std::string& node, const std::vector<std::pair<std::string, std::string>>& settings,
@@ -715,6 +810,7 @@ Result Document::ForNode(const std::string& node, const std::vector<std::pair<st
       return Result::Fail(errors::kIllegalArgument,
                           "--set " + port + ": " + UnknownPort(port, node, VisiblePortIds(probe, false)));
     json v = host::JsonFromSetting(value, p->type, p->array);
+    TESSAROC_RETURN_IF_FAILED(CheckUtf8(v, "--set " + port));
     if (p->array && !v.is_array()) v = json::array({v});
     inputs[p->id] = v;
   }

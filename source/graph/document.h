@@ -6,8 +6,10 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "graph/graph_model.h"
@@ -16,6 +18,26 @@
 namespace tessaroc::graph {
 
 inline constexpr int kDocumentVersion = 1;
+
+// Limits on what a document or a context file may be, checked before the
+// text is read whole or parsed: its size in bytes, and how deep arrays and
+// objects nest in it.
+inline constexpr size_t kMaxDocumentBytes = size_t{64} << 20;
+inline constexpr int kMaxDocumentDepth = 256;
+// The longest chain of links a material compiles, counted in core nodes (an
+// asset counts each of its own): the compiler follows links depth first, at
+// some 700 bytes of stack a link, so this fits a 1 MiB thread stack.
+inline constexpr int kMaxLinkDepth = 1000;
+
+// The text of a document or context file: a file that is larger than
+// kMaxDocumentBytes (or, like /dev/zero, never ends) is refused after reading
+// at most that much.
+Result ReadDocumentText(const std::string& path, std::string& out);
+
+// Parses JSON text within the limits above; a mistake is one message that
+// starts with `origin` and says where (line and column) when it can.
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::json& out);
+Result ParseDocumentJson(const std::string& text, const std::string& origin, nlohmann::ordered_json& out);
 
 // A port as a document sees it: its published id, type and where it leads.
 struct DocumentPort {
@@ -78,6 +100,7 @@ class Document {
   Document();
   std::unique_ptr<NodeSystem> system_;
   std::vector<std::unique_ptr<DocumentNode>> nodes_;
+  std::unordered_map<std::string, DocumentNode*> nodesByName_;  // links are resolved in constant time
   const DocumentNode* outputNode_ = nullptr;
   const DocumentPort* outputPort_ = nullptr;
   const DocumentNode* normalNode_ = nullptr;

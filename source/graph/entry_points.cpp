@@ -56,11 +56,7 @@ std::string ContextJson(const ShadingContext& ctx) {
 
 Result ContextFromJson(const std::string& text, const std::string& origin, ShadingContext& ctx) {
   nlohmann::json j;
-  try {
-    j = nlohmann::json::parse(text);
-  } catch (const nlohmann::json::parse_error& e) {
-    return Result::Fail(errors::kIllegalArgument, origin + ": " + host::JsonParseError(text, e));
-  }
+  TESSAROC_RETURN_IF_FAILED(ParseDocumentJson(text, origin, j));
   if (!j.is_object()) return Result::Fail(errors::kIllegalArgument, origin + ": expected an object of context fields");
   for (auto it = j.begin(); it != j.end(); ++it) {
     bool known = false;

@@ -88,9 +88,10 @@ NodePath GraphPort::Path() const {
 Result PortList::FindChild(const Id& id, GraphPort*& out) const {
   TESSAROC_RETURN_IF_FAILED(CheckSystem(node_));
   out = nullptr;
-  for (const auto& p : ports_)
-    if (p->id() == id) {
-      out = p.get();
+  const auto [first, last] = byWord_.equal_range(id.word() & ~Id::kOwnedBit);
+  for (auto it = first; it != last; ++it)
+    if (it->second->id() == id) {
+      out = it->second;
       break;
     }
   return Result::Ok();
@@ -101,6 +102,7 @@ Result PortList::FindOrAddChild(const Id& id, GraphPort*& out) {
   if (out) return Result::Ok();
   ports_.push_back(std::unique_ptr<GraphPort>(new GraphPort(node_, side_, id)));
   out = ports_.back().get();
+  byWord_.emplace(out->id().word() & ~Id::kOwnedBit, out);
   return Result::Ok();
 }
 
@@ -118,12 +120,14 @@ Result GraphNode::AddChild(const Id& id, NodeKind kind, std::string typeId, Grap
   if (FindChild(id)) return Result::Fail(errors::kIllegalArgument, "a node " + id.str() + " exists already");
   children_.push_back(std::unique_ptr<GraphNode>(new GraphNode(system_, this, id, kind, std::move(typeId))));
   out = children_.back().get();
+  childrenByWord_.emplace(out->id().word() & ~Id::kOwnedBit, out);
   return Result::Ok();
 }
 
 GraphNode* GraphNode::FindChild(const Id& id) const {
-  for (const auto& c : children_)
-    if (c->id() == id) return c.get();
+  const auto [first, last] = childrenByWord_.equal_range(id.word() & ~Id::kOwnedBit);
+  for (auto it = first; it != last; ++it)
+    if (it->second->id() == id) return it->second;
   return nullptr;
 }
 

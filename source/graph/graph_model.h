@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -114,6 +115,9 @@ class PortList {
   GraphNode* node_;
   PortSide side_;
   std::vector<std::unique_ptr<GraphPort>> ports_;
+  // The ports by their id's word: a lookup per array element stays constant
+  // time, so a gradient of 100,000 knots reads in linear time.
+  std::unordered_multimap<uint64_t, GraphPort*> byWord_;
 };
 
 // What a node stands for: a group (a material root or a nested group), an
@@ -161,6 +165,7 @@ class GraphNode {
   PortList inputs_;
   PortList outputs_;
   std::vector<std::unique_ptr<GraphNode>> children_;
+  std::unordered_multimap<uint64_t, GraphNode*> childrenByWord_;  // a document of 20,000 nodes adds them in linear time
 };
 
 // Owns a graph: one root group and everything below it.

@@ -51,6 +51,7 @@ class Compiler {
   Result Run() {
     for (const auto& n : doc_.nodes()) TESSAROC_RETURN_IF_FAILED(Expand(*n));
     for (size_t i = 0; i < insts_.size(); ++i) TESSAROC_RETURN_IF_FAILED(Bind(static_cast<int>(i)));
+    TESSAROC_RETURN_IF_FAILED(CheckLinkDepth());
     for (size_t i = 0; i < insts_.size(); ++i) Classify(static_cast<int>(i));
 
     m_.plan_ = std::make_unique<Plan>();
@@ -329,6 +330,42 @@ class Compiler {
       // material's search paths.
       if (ports[i].dataType == &kShadingContextType) b.kind = Kind::kContext;
       if (ports[i].dataType == &kSearchPathsType) b.kind = Kind::kSearchPaths;
+    }
+    return Result::Ok();
+  }
+
+  // Varying and Materialize follow links depth first, a call a link: a chain
+  // longer than kMaxLinkDepth is refused before they run, with a message
+  // rather than an overflowing stack. Measured here without recursion.
+  Result CheckLinkDepth() const {
+    const int n = static_cast<int>(insts_.size());
+    std::vector<int> depth(n, 0);  // 0: not yet seen, -1: on the path, else the chain's length
+    std::vector<std::pair<int, size_t>> path;
+    for (int root = 0; root < n; ++root) {
+      if (depth[root] != 0) continue;
+      depth[root] = -1;
+      path.emplace_back(root, 0);
+      while (!path.empty()) {
+        const int i = path.back().first;
+        const std::vector<Binding>& inputs = insts_[i].inputs;
+        if (size_t& next = path.back().second; next < inputs.size()) {
+          const Binding& b = inputs[next++];
+          if (b.kind == Kind::kLink && b.source.inst >= 0 && depth[b.source.inst] == 0) {
+            depth[b.source.inst] = -1;
+            path.emplace_back(b.source.inst, 0);
+          }
+          continue;
+        }
+        int d = 1;
+        for (const Binding& b : inputs)
+          if (b.kind == Kind::kLink && b.source.inst >= 0) d = std::max(d, depth[b.source.inst] + 1);
+        if (d > kMaxLinkDepth)
+          return Result::Fail(errors::kIllegalArgument,
+                              "the links into " + Label(insts_[i]) + " chain more than " +
+                                  std::to_string(kMaxLinkDepth) + " nodes deep, the most a material takes");
+        depth[i] = d;
+        path.pop_back();
+      }
     }
     return Result::Ok();
   }

@@ -96,6 +96,9 @@ Result PlanImage(const Material& material, const RenderSettings& settings, Windo
     return Result::Fail(errors::kIllegalArgument, "the image size " + std::to_string(settings.width) + "x" +
                                                       std::to_string(settings.height) + " is larger than " +
                                                       std::to_string(kMaxImageSide) + " pixels a side");
+  if (settings.threads > kMaxThreads)
+    return Result::Fail(errors::kIllegalArgument, "threads " + std::to_string(settings.threads) +
+                                                      ": expected 0 (every core) to " + std::to_string(kMaxThreads));
   window = settings.window.value_or(Window{0, 0, settings.width, settings.height});
   if (window.x0 < 0 || window.y0 < 0 || window.x1 > settings.width || window.y1 > settings.height ||
       window.x0 >= window.x1 || window.y0 >= window.y1)

@@ -18,6 +18,10 @@ namespace tessaroc::graph {
 // window's pixels to fit in the memory available.
 inline constexpr int kMaxImageSide = 65536;
 
+// The most threads a render or bake runs on: each holds a stack and an
+// evaluator, and far more than the cores only costs memory.
+inline constexpr int kMaxThreads = 1024;
+
 // Pixels of the picture: columns x0 to x1 and rows y0 to y1, ends excluded.
 struct Window {
   int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
@@ -54,7 +58,7 @@ struct RenderStats {
 struct RenderSettings {
   int width = 512;
   int height = 512;
-  int threads = 0;  // 0: every core
+  int threads = 0;  // 0: every core; at most kMaxThreads
   double time = 0;
   double fps = 24;
   SearchPathsType searchPaths;

@@ -668,4 +668,96 @@ TEST(Cli, NoSilentWrongResults) {
   EXPECT_FALSE(fs::exists(dir / "k.png"));
 }
 
+// Hostile input, as fuzzers and careless scripts give it: each ends within
+// seconds in one `tessaroc: error:` line and status 1, or where the node
+// defines a value, in that value and status 0. Limits are those of
+// docs/documents.md.
+TEST(Cli, HostileInputEndsInOneLineOrTheDefinedValue) {
+  Scratch dir("hostile");
+  const std::string graph = dir.Write("g.json", kBoard);
+  auto document = [](const std::string& nodes, const std::string& output) {
+    return R"({"tessaroc": 1, "nodes": {)" + nodes + R"(}, "output": {"link": ")" + output + R"("}})";
+  };
+  std::string chain = R"("n0": {"node": "exposure"})";
+  for (int i = 1; i < 20000; ++i)
+    chain += ", \"n" + std::to_string(i) + R"(": {"node": "exposure", "inputs": {"color": {"link": "n)" +
+             std::to_string(i - 1) + R"(.result"}}})";
+  auto knots = [&](int n) {
+    std::string position, color;
+    for (int i = 0; i < n; ++i) {
+      position += (i ? "," : "") + std::to_string(i / (n - 1.0));
+      color += std::string(i ? "," : "") + "[" + std::to_string(i / (n - 1.0)) + ",0,0,1]";
+    }
+    return dir.Write("knots" + std::to_string(n) + ".json",
+                     document(R"("g": {"node": "gradient", "inputs": {"position": [)" + position +
+                                  "], \"color\": [" + color + "]}}",
+                              "g.result"));
+  };
+  const std::string stochastic = dir.Write(
+      "stochastic.json",
+      document(R"("b": {"node": "blur", "inputs": {"mode": "stochastic", "radius": 0.1, "staticnoise": false,
+                                               "color": {"link": "c.result"}}},
+                  "c": {"node": "checkerboard"})",
+               "b.result"));
+  const struct {
+    std::string args, message;
+    int status;
+  } cases[] = {
+      // A number too large for a double, in a document and in a context file.
+      {"eval " + dir.Write("huge.json", document(R"("e": {"node": "exposure", "inputs": {"exposure": 1e400}})",
+                                                 "e.result")),
+       "huge.json: line 1, column 76: invalid JSON (number overflow parsing '1e400'", 1},
+      {"eval --node exposure --context " + dir.Write("huge_ctx.json", R"({"time": -1e400})"),
+       "huge_ctx.json: line 1, column 10: invalid JSON (number overflow parsing '-1e400'", 1},
+      // Text that is not UTF-8 in a setting.
+      {"eval --node exposure --set \"exposure=$(printf '\\377')\"", "--set exposure: the value is not valid UTF-8", 1},
+      // Deep nesting, long chains, huge and endless files.
+      {"eval " + dir.Write("deep.json", R"({"tessaroc": 1, "x": )" + std::string(5000, '[') + std::string(5000, ']') +
+                                            "}"),
+       "deep.json: line 1, column 277: arrays and objects nested more than 256 deep", 1},
+      {"eval " + dir.Write("chain.json", document(chain, "n19999.result")), "chain more than 1000 nodes deep", 1},
+      {"eval /dev/zero", "/dev/zero: larger than 64 MiB", 1},
+      {"eval --node exposure --context /dev/zero", "/dev/zero: larger than 64 MiB", 1},
+      {"render " + graph + " -o " + (dir / "x.png") + " --threads 2147483647",
+       "--threads 2147483647: expected 0 (every core) to 1024", 1},
+      // Numbers past their port's range, checked before any conversion.
+      {"eval --node noise --set seed=9223372036854775808", "--set seed: number out of range", 1},
+      {"eval --node noise --set seed=1e19", "--set seed: number out of range", 1},
+      // Costs past their limits.
+      {"eval --node blur --set mode=stochastic --set radius=0.1 --set samples=2147483647",
+       "blur: samples 2147483647 is more than the 65536 a stochastic blur takes", 1},
+      {"eval --node thinfilm --set spectralsamples=400000000",
+       "thinfilm: spectralsamples 400000000 is more than the 1000000 wavelength bins a film takes", 1},
+      // Wrapping seeds: the largest time and pixel indices give a colour.
+      {"eval " + stochastic + " --context " + dir.Write("late.json", R"({"time": 1e300, "framerate": 24})"),
+       "{\"result\":[", 0},
+      {"render " + stochastic + " -o " + (dir / "late.png") + " --size 4 --time 1e300", "rendered 4x4 in ", 0},
+      {"eval " + stochastic + " --context " +
+           dir.Write("far.json", R"({"pixelx": 9223372036854775807, "pixely": 9223372036854775807})"),
+       "{\"result\":[", 0},
+      // A sequence whose frame fields span every int64: the default colour of the missing file.
+      {"eval " + dir.Write("frames.json", document(R"("i": {"node": "image", "inputs": {"url": "none.0001.png",
+                                       "framestart": -9223372036854775808, "frameend": 9223372036854775807,
+                                       "playbackmode": "pingpong", "defaultcolor": [1, 0, 1, 1]}})",
+                                                    "i.result")) +
+           " --context " + dir.Write("frame_time.json", R"({"time": 1e300})"),
+       "{\"result\":[1.0,0.0,1.0,1.0],", 0},
+      // Gradients of many knots read in linear time.
+      {"eval " + knots(16000) + " --uv 0.25,0", "{\"result\":[0.25", 0},
+      {"eval " + knots(100000) + " --uv 0.75,0", "{\"result\":[0.75", 0},
+  };
+  for (const auto& c : cases) {
+    Outcome r = Tool(c.args, "cd " + (dir / "") + " && ");
+    const std::string shown = c.args.substr(0, 120);
+    EXPECT_EQ(r.status, c.status) << shown << ": " << r.err;
+    if (c.status != 0) {
+      EXPECT_EQ(r.err.rfind("tessaroc: error: ", 0), 0u) << shown << ": " << r.err;
+      EXPECT_NE(r.err.find(c.message), std::string::npos) << shown << ": " << r.err;
+      EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << shown << ": " << r.err;
+    } else {
+      EXPECT_EQ(r.out.rfind(c.message, 0), 0u) << shown << ": " << r.out << r.err;
+    }
+  }
+}
+
 }  // namespace

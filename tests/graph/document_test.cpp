@@ -89,6 +89,8 @@ struct Mistake {
 TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
   const Mistake cases[] = {
       {"invalid JSON", R"("tessaroc": 1,)", R"("tessaroc": 1,,)", "doc.json: line 2, column 17: invalid JSON"},
+      {"number too large for a double", R"("exposure": 1.0)", R"("exposure": 1e400)",
+       "doc.json: line 5, column 90: invalid JSON (number overflow parsing '1e400': a number must fit a double)"},
       {"unknown version", R"("tessaroc": 1)", R"("tessaroc": 7)", "doc.json: /tessaroc: unknown version 7"},
       {"unknown node", R"("node": "exposure")", R"("node": "exposur")",
        "doc.json: /nodes/grade/node: unknown node \"exposur\""},
@@ -153,6 +155,36 @@ TEST_F(DocumentTest, EveryMistakeNamesItsPathAndReason) {
     EXPECT_NE(r.message().find(c.message), std::string_view::npos) << c.what << ": " << r.message();
     EXPECT_EQ(r.message().find('\n'), std::string_view::npos) << c.what;
   }
+}
+
+// Arrays and objects nest as deep as the limit and no deeper; brackets
+// inside strings are text.
+TEST_F(DocumentTest, NestingStopsAtItsLimitBeforeParsing) {
+  auto nested = [](int depth, const std::string& description) {
+    return R"({"tessaroc": 1, "description": ")" + description + R"(", "x": )" + std::string(depth - 1, '[') +
+           std::string(depth - 1, ']') + "}";
+  };
+  std::unique_ptr<Document> doc;
+  Result r = Document::Parse(nested(kMaxDocumentDepth, std::string(1000, '[')), "doc.json", doc);
+  EXPECT_NE(r.message().find("doc.json: /x: unknown field"), std::string_view::npos) << r.message();
+  r = Document::Parse(nested(kMaxDocumentDepth + 1, "{[\\\"["), "doc.json", doc);
+  EXPECT_EQ(r.message(), "doc.json: line 1, column 301: arrays and objects nested more than 256 deep");
+}
+
+// A chain of links as long as the limit compiles; one node more is refused
+// with a message before the compiler follows it.
+TEST_F(DocumentTest, LinkChainsCompileUpToTheirLimit) {
+  auto chain = [](int n) {
+    std::string nodes = R"("n0": {"node": "exposure"})";
+    for (int i = 1; i < n; ++i)
+      nodes += ", \"n" + std::to_string(i) + R"(": {"node": "exposure", "inputs": {"color": {"link": "n)" +
+               std::to_string(i - 1) + R"(.result"}}})";
+    return R"({"tessaroc": 1, "nodes": {)" + nodes + R"(}, "output": {"link": "n)" + std::to_string(n - 1) +
+           R"(.result"}})";
+  };
+  EXPECT_TRUE(Compile(chain(kMaxLinkDepth)).ok());
+  EXPECT_EQ(Compile(chain(kMaxLinkDepth + 1)).message(),
+            "the links into n1000 chain more than 1000 nodes deep, the most a material takes");
 }
 
 TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <new>
 #include <type_traits>
 
@@ -42,7 +43,12 @@ constexpr DataType MakeDataType(Id id, const char* name, const DataType* functio
       std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>,
       [](void* p) { new (p) T(); },
       [](void* p) { static_cast<T*>(p)->~T(); },
-      [](void* d, const void* s) { *static_cast<T*>(d) = *static_cast<const T*>(s); },
+      // Plain values are copied as bytes: a Bool port may hold any byte (any
+      // non-zero byte is true), which a bool load would not take.
+      [](void* d, const void* s) {
+        if constexpr (std::is_trivially_copyable_v<T>) std::memcpy(d, s, sizeof(T));
+        else *static_cast<T*>(d) = *static_cast<const T*>(s);
+      },
       functionResult,
       storedAs,
   };

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "tessaroc/core/data_type.h"
@@ -236,6 +238,12 @@ class MicroNodeGroup {
   MicroNodeGroup() = default;
   Id id_;
   std::vector<Port> ports_;
+  // The ports' keys, for the duplicate check: an array of 100,000 elements
+  // makes its ports in linear time.
+  std::unordered_set<int64_t> keys_;
+  // Port indices by their id's word, made at finalize: the compiler looks a
+  // port up for every element of an array port.
+  std::unordered_multimap<uint64_t, int> portsByWord_;
   std::vector<MicroNodeEntry> microNodes_;
   const CoreNodeDefinition* factory_ = nullptr;
   bool finalized_ = false;

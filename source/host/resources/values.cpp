@@ -70,9 +70,15 @@ bool Integer(const nlohmann::json& j, long double lo, long double hi, int64_t& o
   if (!j.is_number_integer()) {
     if (j.is_number_float()) {
       const double d = j.get<double>();
-      if (std::floor(d) == d && d >= static_cast<double>(lo) && d <= static_cast<double>(hi)) {
+      // Compared as long double: the int64 bounds rounded to double would let
+      // 2^63 through to a conversion that cannot hold it.
+      if (std::floor(d) == d && static_cast<long double>(d) >= lo && static_cast<long double>(d) <= hi) {
         out = static_cast<int64_t>(d);
         return true;
+      }
+      if (std::floor(d) == d) {
+        why = "number out of range";
+        return false;
       }
     }
     why = "expected a whole number";
@@ -326,9 +332,9 @@ nlohmann::json JsonFromNotation(std::string_view text) {
   return list;
 }
 
-std::string JsonParseError(std::string_view text, const nlohmann::json::parse_error& e) {
+std::string JsonPosition(std::string_view text, size_t byte) {
   size_t line = 1, column = 1;
-  for (size_t i = 0; i + 1 < e.byte && i < text.size(); ++i) {
+  for (size_t i = 0; i + 1 < byte && i < text.size(); ++i) {
     if (text[i] == '\n') {
       ++line;
       column = 1;
@@ -336,6 +342,10 @@ std::string JsonParseError(std::string_view text, const nlohmann::json::parse_er
       ++column;
     }
   }
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+std::string JsonParseError(std::string_view text, const nlohmann::json::parse_error& e) {
   // The library says "... parse error at line 1, column 5: syntax error
   // while parsing value - invalid literal; last read: 'tru'; expected ...":
   // keep the reason, not the quoted fragment.
@@ -348,7 +358,7 @@ std::string JsonParseError(std::string_view text, const nlohmann::json::parse_er
     why.erase(last, end == std::string::npos ? std::string::npos : end - last);
   }
   if (e.byte > text.size() || why.find("end of input") != std::string::npos) why = "the text ends early: " + why;
-  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": invalid JSON (" + why + ")";
+  return JsonPosition(text, e.byte) + ": invalid JSON (" + why + ")";
 }
 
 nlohmann::json JsonFromSetting(std::string_view text, const DataType* type, bool list) {

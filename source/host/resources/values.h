@@ -32,6 +32,9 @@ nlohmann::json ValueToJson(const DataType& type, const void* value);
 // `srgb`, `nan`, `a,b` for search paths. Turned into JSON, then read as above.
 nlohmann::json JsonFromNotation(std::string_view text);
 
+// "line L, column C" of the 1-based byte `byte` of `text`.
+std::string JsonPosition(std::string_view text, size_t byte);
+
 // Where and why JSON text does not parse: "line 3, column 7: invalid JSON
 // (the text ends early: unexpected end of input; expected '}')".
 std::string JsonParseError(std::string_view text, const nlohmann::json::parse_error& e);

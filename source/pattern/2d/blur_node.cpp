@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "core/node_decl.h"
@@ -167,16 +168,22 @@ Result StochasticBlur(const FunctionInterface* fn, ShadingContext& local, const 
     out = ColorA{};
     return Result::Ok();
   }
+  if (samples > kMaxStochasticSamples)
+    return Result::Fail(errors::kIllegalArgument, "blur: samples " + std::to_string(samples) + " is more than the " +
+                                                      std::to_string(kMaxStochasticSamples) + " a stochastic blur takes");
   const double u = ctx.uvw.x, v = ctx.uvw.y, w = ctx.uvw.z;
-  int64_t s = seed;
-  s += (ctx.pixelx + ctx.pixely) * 43778;
-  s += TruncateToInt64(15362.567 * u) + TruncateToInt64(13671.123 * v);
-  s += TruncateToInt64((ctx.subpixelx + ctx.subpixely) * 23676.123);
-  s += TruncateToInt64((ctx.rayorigin.x + ctx.rayorigin.y + ctx.rayorigin.z) * 12644.123);
-  s += TruncateToInt64((ctx.raydirection.x + ctx.raydirection.y + ctx.raydirection.z) * 14551.123);
-  if (!staticNoise) s += FrameNumber(ctx.time, ctx.framerate) * 74643;
+  // The seed wraps: sums and products run in unsigned 64-bit arithmetic, the
+  // same bits as two's complement, and only the low 32 bits are used.
+  auto bits = [](int64_t x) { return static_cast<uint64_t>(x); };
+  uint64_t s = bits(seed);
+  s += (bits(ctx.pixelx) + bits(ctx.pixely)) * 43778u;
+  s += bits(TruncateToInt64(15362.567 * u)) + bits(TruncateToInt64(13671.123 * v));
+  s += bits(TruncateToInt64((ctx.subpixelx + ctx.subpixely) * 23676.123));
+  s += bits(TruncateToInt64((ctx.rayorigin.x + ctx.rayorigin.y + ctx.rayorigin.z) * 12644.123));
+  s += bits(TruncateToInt64((ctx.raydirection.x + ctx.raydirection.y + ctx.raydirection.z) * 14551.123));
+  if (!staticNoise) s += bits(FrameNumber(ctx.time, ctx.framerate)) * 74643u;
   LcgRandom rnd;
-  rnd.SetState(HashInt32(static_cast<uint32_t>(static_cast<uint64_t>(s))));
+  rnd.SetState(HashInt32(static_cast<uint32_t>(s)));
   const double e = 2 * radius;
   const double g = 1024 / e;
   const double centre = 0.15915494309189535;

@@ -34,6 +34,10 @@ Result ThreeBoxBlur(BakedImageData& image, double sigma);
 // never end.
 int64_t KernelBlurHalfWidth(double sigma);
 
+// The most taps the "stochastic" mode takes per sample; more is an error
+// (samples are its cost: 2^31 of them would run for hours per sample).
+inline constexpr int32_t kMaxStochasticSamples = 65536;
+
 Result RegisterBlurNodes(CoreNodeRegistry& registry);
 
 }  // namespace tessaroc::pattern

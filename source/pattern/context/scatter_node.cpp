@@ -150,11 +150,11 @@ Result BuildScatter(const ScatterSettings& settings, const ShadingContext& base,
     }
     double rot = 0.0, rr = 0.0, ru = 0.0;
     Vector2d sc, rs;
-    bool uniform = false;
+    uint8_t uniform = 0;  // a Bool result: any non-zero byte is true
     TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.rotation, C, rot));
     TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.randomRotation, C, rr));
     TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.scale, kVector2dType, C, sc, Vector2d{}));
-    TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.uniformScale, kBoolType, C, uniform, false));
+    TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.uniformScale, kBoolType, C, uniform, uint8_t{0}));
     TESSAROC_RETURN_IF_FAILED(InvokeFunction(fn.randomScale, kVector2dType, C, rs, Vector2d{}));
     TESSAROC_RETURN_IF_FAILED(InvokeFloat(fn.randomScaleUniform, C, ru));
 

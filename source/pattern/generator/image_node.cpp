@@ -57,6 +57,18 @@ int64_t SaturatingAdd(int64_t a, int64_t b) {
   return r;
 }
 
+// end - start + extra as a double, for any 64-bit fields: the difference is
+// taken in unsigned arithmetic, where it cannot overflow, and is the same
+// number the signed one is wherever that one is defined.
+double FrameCount(int64_t start, int64_t end, uint64_t extra) {
+  const uint64_t s = static_cast<uint64_t>(start), e = static_cast<uint64_t>(end);
+  if (end >= start) {
+    const uint64_t span = e - s;
+    return span > std::numeric_limits<uint64_t>::max() - extra ? 0x1p64 : static_cast<double>(span + extra);
+  }
+  return -static_cast<double>(s - e - extra);
+}
+
 }  // namespace
 
 Result ReplaceFrameNumber(Url& url, int64_t frame, bool* found, bool& hit, const SearchPathsType* searchPaths) {
@@ -113,8 +125,8 @@ Result ResolveMovieTime(const Playback& p, double length, Url& url, TimeValue& t
   } else if (length == 0) {
     sequence = true;
     // A ping-pong sequence does not show its end frames twice.
-    const int64_t count = p.frameEnd - p.frameStart + (pingpong ? 0 : 1);
-    duration = p.frameRate == 0 ? 0.0 : static_cast<double>(count) * (1 / p.frameRate);
+    const double count = FrameCount(p.frameStart, p.frameEnd, pingpong ? 0 : 1);
+    duration = p.frameRate == 0 ? 0.0 : count * (1 / p.frameRate);
   } else {
     ownLength = true;  // a movie: its length stands
   }

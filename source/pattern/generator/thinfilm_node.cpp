@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <string>
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
@@ -43,6 +44,10 @@ Result FillThinFilmInit(int64_t samples, ThinFilmInit& init) {
   // would hold, so an unchanged port never refills it.
   const int64_t n = samples <= 0 ? 1 : samples;
   if (n == init.count) return Result::Ok();
+  if (n > kMaxThinFilmBins)
+    return Result::Fail(errors::kIllegalArgument, "thinfilm: spectralsamples " + std::to_string(n) +
+                                                      " is more than the " + std::to_string(kMaxThinFilmBins) +
+                                                      " wavelength bins a film takes");
   std::vector<std::array<double, 3>> bins;
   try {
     bins.resize(static_cast<size_t>(n));

@@ -36,8 +36,13 @@ inline constexpr float kThinFilmYIntegral = 106.85689544677734f;
 // values held outside the table.
 float SpectrumAverage(const float* wavelengths, const float* values, size_t count, float s, float e);
 
+// The most wavelength bins a film takes: every sample sums all of them, and
+// each holds 24 bytes, so this bounds both time and memory (24 MB).
+inline constexpr int64_t kMaxThinFilmBins = 1000000;
+
 // Fills `init` for `samples` bins (at least one) unless it already holds that
-// many. Fails only when out of memory, leaving `init` as it was.
+// many. More than kMaxThinFilmBins is an error, checked before allocating; it
+// fails otherwise only when out of memory, leaving `init` as it was.
 Result FillThinFilmInit(int64_t samples, ThinFilmInit& init);
 
 struct ThinFilmParams {

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -164,6 +165,40 @@ TEST(PlaybackTest, ModesMapTheTimeToAFrame) {
     ASSERT_TRUE(ResolveMovieTime(p, c.length, url, t).ok());
     EXPECT_DOUBLE_EQ(t, c.wantTime);
     EXPECT_EQ(url.GetName(), c.wantName ? c.wantName : "seq_" + std::to_string(int(c.wantTime) + 1) + ".png");
+  }
+}
+
+// Frame fields at the ends of their range: a sequence length that no int64
+// holds still gives a frame of the range, and the name holds that number.
+TEST(PlaybackTest, ExtremeFrameFieldsStayInsideTheirRange) {
+  constexpr int64_t kMin = std::numeric_limits<int64_t>::min(), kMax = std::numeric_limits<int64_t>::max();
+  const struct {
+    const char* mode;
+    int64_t start, end;
+    double rate, time;
+    const char* wantName;
+  } cases[] = {
+      {"loop", kMin, kMax, 1, 5, "seq_-9223372036854775803.png"},
+      {"pingpong", kMin, kMax, 1, 5, "seq_-9223372036854775803.png"},
+      {"once", kMin, kMax, 1e300, 5, "seq_-1.png"},  // the last frame past the end, MIN + MAX
+      {"loop", kMax, kMin, 1, 5, "seq_-9223372036854775808.png"},  // ends before it starts
+      {"pingpong", kMax, kMin, 24, 1e300, "seq_-9223372036854775808.png"},
+      {"loop", 1, 4, 2, 1.5, "seq_4.png"},  // an ordinary one, for comparison
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.mode) + " " + std::to_string(c.start) + ".." + std::to_string(c.end));
+    Playback p;
+    p.mode = CanonicalId(c.mode);
+    p.start = 0;
+    p.end = 1e308;
+    p.frameStart = c.start;
+    p.frameEnd = c.end;
+    p.frameRate = c.rate;
+    Url url("/nowhere/seq_1.png");
+    TimeValue t = c.time;
+    ASSERT_TRUE(ResolveMovieTime(p, 0, url, t).ok());
+    EXPECT_TRUE(std::isfinite(t)) << t;
+    EXPECT_EQ(url.GetName(), c.wantName);
   }
 }
 

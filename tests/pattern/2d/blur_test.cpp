@@ -1,6 +1,7 @@
 // Blur: the three-box bake, the Gaussian grid and the stochastic sampler,
 // each behind the mask block.
 #include <algorithm>
+#include <limits>
 #include <random>
 
 #include "filter_support.h"
@@ -258,6 +259,44 @@ TEST_F(BlurTest, StochasticEdgeCasesAndErrors) {
   auto missing = Runner(kBlurId);
   ASSERT_TRUE(missing->Set("mode", InternedId::Intern("kernel")).ok());
   EXPECT_TRUE(missing->Run(AtUv(0.5, 0.5)).Is(errors::kNullPtr));
+
+  // Samples are the cost of a call: more than the limit is an error, not hours.
+  auto many = Blur("stochastic", 0.1, &UvwColor());
+  ASSERT_TRUE(many->Set("samples", kMaxStochasticSamples).ok());
+  EXPECT_TRUE(many->Run(AtUv(0.3, 0.7)).ok());
+  for (int32_t n : {kMaxStochasticSamples + 1, std::numeric_limits<int32_t>::max()}) {
+    ASSERT_TRUE(many->Set("samples", n).ok());
+    const Result r = many->Run(AtUv(0.3, 0.7));
+    EXPECT_TRUE(r.Is(errors::kIllegalArgument)) << n;
+    EXPECT_NE(r.message().find("a stochastic blur takes"), std::string_view::npos) << r.message();
+  }
+}
+
+// The seed wraps as two's complement does and keeps its low 32 bits: the
+// largest pixel indices and times give the noise of the indices and frames
+// with the same low bits, not undefined overflow.
+TEST_F(BlurTest, StochasticSeedWrapsAtTheLargestPixelsAndTimes) {
+  auto run = Blur("stochastic", 0.05, &UvwColor());
+  ASSERT_TRUE(run->Set("staticNoise", false).ok());
+  ShadingContext base = AtUv(0.3, 0.6);
+  base.framerate = 24;
+  const ColorA zero = Run(*run, base);
+  ShadingContext c = base;
+  c.pixelx = std::numeric_limits<int64_t>::max();
+  c.pixely = 1;  // the sum is 2^63, times 43778 a multiple of 2^32
+  EXPECT_EQ(Run(*run, c), zero);
+  c.pixelx = int64_t{1} << 32;
+  c.pixely = 0;
+  EXPECT_EQ(Run(*run, c), zero);
+  c.pixelx = 1;
+  EXPECT_NE(Run(*run, c), zero);
+  // A time past every frame saturates at frame 2^63 - 1, whose low bits are those of frame -1.
+  c = base;
+  c.time = 1e300;
+  ShadingContext before = base;
+  before.time = -1.0 / 24;
+  EXPECT_EQ(Run(*run, c), Run(*run, before));
+  EXPECT_NE(Run(*run, before), zero);
 }
 
 }  // namespace

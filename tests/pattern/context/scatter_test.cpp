@@ -312,6 +312,26 @@ int64_t Scan(const ScatterSplats& splats, double u, double v, bool cellOnly) {
   return 0;
 }
 
+// A Bool function may answer with any byte; every non-zero one is true.
+TEST(ScatterBuild, AnyNonZeroByteOfUniformScaleIsTrue) {
+  const ScatterSetup setup{.count = 12, .seed = 5, .randomScale = {0.05, 0.08}, .randomScaleUniform = 0.04};
+  ScatterSetup uniform = setup;
+  uniform.uniform = true;
+  Scatter yes(uniform), no(setup), two(setup);
+  const ConstantFunction<uint8_t> byte(kBoolType, 2);
+  ASSERT_TRUE(two.runner().SetFunction("perItemUniformScale", &byte).ok());
+  for (Scatter* s : {&yes, &no, &two}) s->At(0.5, 0.5);
+  ASSERT_EQ(two.Splats().size(), yes.Splats().size());
+  bool differs = false;
+  for (size_t i = 0; i < yes.Splats().size(); ++i) {
+    const Splat &a = yes.Splats()[i], &b = two.Splats()[i], &c = no.Splats()[i];
+    EXPECT_EQ(b.invScaleX, a.invScaleX) << i;
+    EXPECT_EQ(b.invScaleY, a.invScaleY) << i;
+    differs |= c.invScaleX != a.invScaleX || c.invScaleY != a.invScaleY;
+  }
+  EXPECT_TRUE(differs);  // the byte decides something
+}
+
 TEST(ScatterLookup, MatchesAScanOfAllSplatsInOrder) {
   // Uniformly scaled items lie inside their boxes, so the grid finds exactly
   // what a scan of every splat finds.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "../pattern_test_util.h"
 #include "pattern/color/color_math.h"
@@ -120,6 +121,19 @@ TEST(ThinFilmPre, BinsCoverFourToSevenHundredAndAreRefilledOnlyOnAChange) {
     ASSERT_EQ(one.count, 1);
     EXPECT_EQ(one.step, 1.0f);
     EXPECT_NEAR(one.samples[0][1], 0.3559797579252821, 1e-6);
+  }
+
+  // The largest count is taken; one more is refused before anything is
+  // allocated, and the bins already there stay.
+  ThinFilmInit most;
+  ASSERT_TRUE(FillThinFilmInit(kMaxThinFilmBins, most).ok());
+  EXPECT_EQ(most.samples.size(), static_cast<size_t>(kMaxThinFilmBins));
+  for (int64_t n : {kMaxThinFilmBins + 1, int64_t{400000000}, std::numeric_limits<int64_t>::max()}) {
+    const Result r = FillThinFilmInit(n, refill);
+    EXPECT_TRUE(r.Is(errors::kIllegalArgument)) << n;
+    EXPECT_NE(r.message().find("is more than the 1000000 wavelength bins"), std::string_view::npos) << r.message();
+    EXPECT_EQ(refill.count, 81);
+    EXPECT_EQ(refill.samples.size(), 81u);
   }
 }
 
