@@ -34,7 +34,7 @@ tsan: deps
 	@for t in $(TSAN_TESTS); do \
 	  exe=$$(find $(TSAN_BUILD)/tests -name $$t -type f | head -n 1); \
 	  echo "ThreadSanitizer: $$t"; \
-	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $$exe --gtest_brief=1 || exit 1; \
+	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp" $$exe --gtest_brief=1 || exit 1; \
 	done
 
 # AddressSanitizer and UndefinedBehaviorSanitizer (float-to-integer overflow
