@@ -64,6 +64,15 @@ Result CheckDeclaredSize(const std::string& path) {
     if (!mipmapped && w * h > kMaxUnmippedPixels)
       return refuse("images without MIP levels of their own are read up to " +
                     std::to_string(kMaxUnmippedPixels >> 20) + " M pixels");
+    // The cache makes the MIP levels of a file without them from its display
+    // window: a huge one overflows its tile count (an abort inside the library).
+    const int64_t fw = layout.full_width, fh = layout.full_height;
+    if (!mipmapped && (fw < 1 || fh < 1 || fw > kMaxTextureSide || fh > kMaxTextureSide || fw * fh > kMaxUnmippedPixels))
+      return Result::Fail(errors::kIo, "Image file \"" + path + "\" declares a display window of " + std::to_string(fw) +
+                                           " x " + std::to_string(fh) +
+                                           " pixels: images without MIP levels of their own are read up to " +
+                                           std::to_string(kMaxUnmippedPixels >> 20) + " M pixels and " +
+                                           std::to_string(kMaxTextureSide) + " a side.");
   }
   (void)file->geterror();
   return Result::Ok();

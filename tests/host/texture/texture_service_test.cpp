@@ -331,10 +331,21 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
   // 4G pixels, and a side past what the library counts in an int.
   std::ofstream(folder_.File("square.pgm"), std::ios::binary) << "P5\n65536 65536\n255\n" << std::string(64, 'x');
   std::ofstream(folder_.File("line.pgm"), std::ios::binary) << "P5\n4294967296 1\n255\n" << std::string(64, 'x');
+  // 64 x 64 pixels in a display window of 800M x 800M, from which the cache
+  // would make the missing MIP levels.
+  {
+    OIIO::ImageSpec window(64, 64, 3, OIIO::TypeDesc::HALF);
+    window.full_width = window.full_height = 800000000;
+    auto out = OIIO::ImageOutput::create(folder_.File("window.exr"));
+    const std::vector<float> pixels(64 * 64 * 3, 0.5f);
+    ASSERT_TRUE(out && out->open(folder_.File("window.exr"), window) &&
+                out->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) && out->close());
+  }
   const std::pair<const char*, const char*> cases[] = {{"huge.png", "100000 x 100000"},
                                                        {"many.png", "16384 x 16384"},
                                                        {"square.pgm", "65536 x 65536"},
-                                                       {"line.pgm", " x 1 pixels"}};
+                                                       {"line.pgm", " x 1 pixels"},
+                                                       {"window.exr", "display window of 800000000 x 800000000"}};
   for (const auto& [name, size] : cases)
     for (bool force32bit : {false, true}) {
       pattern::TextureRef texture;
