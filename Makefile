@@ -38,15 +38,12 @@ tsan: deps
 	done
 
 # AddressSanitizer and UndefinedBehaviorSanitizer (float-to-integer overflow
-# included, every report fatal), with clang: the tests of each layer, then the
-# fuzz targets. Both share one build, so the library is built once for them.
-# The tests that count allocations replace operator new, which the sanitizer
-# owns, and are left out.
+# included, every report fatal), with clang: every test suite of tests/, then
+# the fuzz targets. Both share one build, so the library is built once for them.
 SAN_BUILD ?= build-asan
 SAN_CXX ?= clang++-16
 SAN_CC ?= clang-16
-ASAN_TESTS = core_tests document_tests render_tests host_texture_tests host_imageio_tests filters_2d_tests \
-  generator_nodes_tests noise_nodes_tests color_effects_tests string_tests cli_tests
+ASAN_TESTS = $(shell grep -hoE '^tessaroc_test.[a-z0-9_]+' $$(find tests -name CMakeLists.txt) | cut -c15- | sort)
 export ASAN_OPTIONS = detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS = print_stacktrace=1
 # Debian's llvm-symbolizer names our frames in the reports.
@@ -74,9 +71,11 @@ FUZZ_FLAGS = -seed=1 -timeout=10 -rss_limit_mb=3072 -print_final_stats=1 \
 fuzz: san-configure
 	@cmake --build $(SAN_BUILD) -j $(JOBS) --target document_fuzzer image_fuzzer
 	@mkdir -p $(SAN_BUILD)/fuzz-findings $(SAN_BUILD)/fuzz-corpus/document $(SAN_BUILD)/fuzz-corpus/image
-	@echo "fuzz: regression inputs"
-	@$(SAN_BUILD)/tests/fuzz/document_fuzzer $(FUZZ_FLAGS) tests/fuzz/regressions/document/* 2>&1 | tail -n 1
-	@$(SAN_BUILD)/tests/fuzz/image_fuzzer $(FUZZ_FLAGS) tests/fuzz/regressions/image/* 2>&1 | tail -n 1
+	@for t in document image; do \
+	  echo "fuzz: $${t}_fuzzer on its regression inputs"; \
+	  $(SAN_BUILD)/tests/fuzz/$${t}_fuzzer $(FUZZ_FLAGS) tests/fuzz/regressions/$$t/* > $(SAN_BUILD)/fuzz-$$t.log 2>&1 \
+	    || { tail -n 60 $(SAN_BUILD)/fuzz-$$t.log; exit 1; }; \
+	done
 	@for t in document image; do \
 	  seeds=examples; [ $$t = image ] && seeds=examples/images; \
 	  echo "fuzz: $${t}_fuzzer for $(FUZZ_SECONDS) s"; \
