@@ -65,14 +65,17 @@ Result CheckDeclaredSize(const std::string& path) {
       return refuse("images without MIP levels of their own are read up to " +
                     std::to_string(kMaxUnmippedPixels >> 20) + " M pixels");
     // The cache makes the MIP levels of a file without them from its display
-    // window: a huge one overflows its tile count (an abort inside the library).
+    // window while the file's pixels are its data window: where the two
+    // differ, the levels do not match the pixels, and some lookups abort inside
+    // the library (a huge window overflows its tile count; others fail its
+    // power-of-two wrap).
     const int64_t fw = layout.full_width, fh = layout.full_height;
-    if (!mipmapped && (fw < 1 || fh < 1 || fw > kMaxTextureSide || fh > kMaxTextureSide || fw * fh > kMaxUnmippedPixels))
-      return Result::Fail(errors::kIo, "Image file \"" + path + "\" declares a display window of " + std::to_string(fw) +
-                                           " x " + std::to_string(fh) +
-                                           " pixels: images without MIP levels of their own are read up to " +
-                                           std::to_string(kMaxUnmippedPixels >> 20) + " M pixels and " +
-                                           std::to_string(kMaxTextureSide) + " a side.");
+    if (!mipmapped && (fw != w || fh != h))
+      return Result::Fail(errors::kIo, "Image file \"" + path + "\" has a display window of " + std::to_string(fw) +
+                                           " x " + std::to_string(fh) + " around its " + std::to_string(w) + " x " +
+                                           std::to_string(h) +
+                                           " pixels and no MIP levels: write it with MIP levels of its own (maketx) "
+                                           "or with a display window the size of its pixels.");
   }
   (void)file->geterror();
   return Result::Ok();

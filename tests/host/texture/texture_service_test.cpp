@@ -8,6 +8,7 @@
 #include <fstream>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <OpenImageIO/imagebufalgo.h>
@@ -331,21 +332,24 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
   // 4G pixels, and a side past what the library counts in an int.
   std::ofstream(folder_.File("square.pgm"), std::ios::binary) << "P5\n65536 65536\n255\n" << std::string(64, 'x');
   std::ofstream(folder_.File("line.pgm"), std::ios::binary) << "P5\n4294967296 1\n255\n" << std::string(64, 'x');
-  // 64 x 64 pixels in a display window of 800M x 800M, from which the cache
-  // would make the missing MIP levels.
-  {
-    OIIO::ImageSpec window(64, 64, 3, OIIO::TypeDesc::HALF);
-    window.full_width = window.full_height = 800000000;
-    auto out = OIIO::ImageOutput::create(folder_.File("window.exr"));
-    const std::vector<float> pixels(64 * 64 * 3, 0.5f);
-    ASSERT_TRUE(out && out->open(folder_.File("window.exr"), window) &&
+  // Pixels in a display window of another size, from which the cache would
+  // make the missing MIP levels: 800M x 800M, and one that fails the
+  // library's power-of-two wrap.
+  for (const auto& [name, fw, fh] : {std::tuple{"window.exr", 800000000, 800000000}, {"wrap.exr", 4112, 12}}) {
+    OIIO::ImageSpec window(16, 12, 3, OIIO::TypeDesc::HALF);
+    window.full_width = fw;
+    window.full_height = fh;
+    auto out = OIIO::ImageOutput::create(folder_.File(name));
+    const std::vector<float> pixels(16 * 12 * 3, 0.5f);
+    ASSERT_TRUE(out && out->open(folder_.File(name), window) &&
                 out->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) && out->close());
   }
   const std::pair<const char*, const char*> cases[] = {{"huge.png", "100000 x 100000"},
                                                        {"many.png", "16384 x 16384"},
                                                        {"square.pgm", "65536 x 65536"},
                                                        {"line.pgm", " x 1 pixels"},
-                                                       {"window.exr", "display window of 800000000 x 800000000"}};
+                                                       {"window.exr", "display window of 800000000 x 800000000"},
+                                                       {"wrap.exr", "display window of 4112 x 12 around its 16 x 12"}};
   for (const auto& [name, size] : cases)
     for (bool force32bit : {false, true}) {
       pattern::TextureRef texture;
