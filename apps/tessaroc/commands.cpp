@@ -123,12 +123,12 @@ void PrintStats(const graph::RenderStats& stats) {
   fmt::print("{:<24} {:<20} {:<10} {:>10} {:>7} {:>10}\n", "node", "type", "runs", "calls", "time", "ns/call");
   for (const graph::NodeStats& n : stats.nodes) {
     const std::string type = n.type.substr(n.type.rfind('.') + 1);
-    fmt::print("{:<24} {:<20} {:<10} {:>10} {:>6.1f}% {:>10.1f}\n", n.label, type,
-               n.uniform ? "uniform" : "per sample", n.calls, share(n.seconds),
-               n.seconds * 1e9 / static_cast<double>(n.calls));
+    fmt::print("{:<24} {:<20} {:<10} {:>10} {:>6.1f}% {:>10.1f}\n", n.label, type, n.uniform ? "uniform" : "per sample",
+               n.calls, share(n.seconds), n.seconds * 1e9 / static_cast<double>(n.calls));
   }
   fmt::print("{:<24} {:<20} {:<10} {:>10} {:>6.1f}% {:>10.1f}\n", "(engine)", "", "per sample", stats.samples,
-             share(stats.engineSeconds), stats.engineSeconds * 1e9 / static_cast<double>(std::max<int64_t>(1, stats.samples)));
+             share(stats.engineSeconds),
+             stats.engineSeconds * 1e9 / static_cast<double>(std::max<int64_t>(1, stats.samples)));
   if (!stats.prepared) fmt::print("(the material was prepared before: its uniform nodes did not run)\n");
   std::fflush(stdout);
 }

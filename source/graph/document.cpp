@@ -658,8 +658,7 @@ Result ReadDocumentText(const std::string& path, std::string& out) {
   out.resize(static_cast<size_t>(in.gcount()));
   if (out.size() > kMaxDocumentBytes) {
     out.clear();
-    return Result::Fail(errors::kIllegalArgument, path + ": larger than " +
-                                                      std::to_string(kMaxDocumentBytes >> 20) +
+    return Result::Fail(errors::kIllegalArgument, path + ": larger than " + std::to_string(kMaxDocumentBytes >> 20) +
                                                       " MiB, the most a document or context file may be");
   }
   out.shrink_to_fit();

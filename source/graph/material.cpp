@@ -360,9 +360,9 @@ class Compiler {
         for (const Binding& b : inputs)
           if (b.kind == Kind::kLink && b.source.inst >= 0) d = std::max(d, depth[b.source.inst] + 1);
         if (d > kMaxLinkDepth)
-          return Result::Fail(errors::kIllegalArgument,
-                              "the links into " + Label(insts_[i]) + " chain more than " +
-                                  std::to_string(kMaxLinkDepth) + " nodes deep, the most a material takes");
+          return Result::Fail(errors::kIllegalArgument, "the links into " + Label(insts_[i]) + " chain more than " +
+                                                            std::to_string(kMaxLinkDepth) +
+                                                            " nodes deep, the most a material takes");
         depth[i] = d;
         path.pop_back();
       }

@@ -194,9 +194,8 @@ bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings&
 Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
   const DataType& type = *material.mainOutput().type;
   if (!Renderable(type))
-    return Result::Fail(errors::kIllegalArgument,
-                        "the output " + material.mainOutput().id + " is of type " + host::TypeName(type) +
-                            ", which has no colour; eval prints it");
+    return Result::Fail(errors::kIllegalArgument, "the output " + material.mainOutput().id + " is of type " +
+                                                      host::TypeName(type) + ", which has no colour; eval prints it");
   Window window;
   std::vector<const Material::Output*> aovs;
   TESSAROC_RETURN_IF_FAILED(PlanImage(material, settings, window, aovs, out));

@@ -512,8 +512,10 @@ print(len(files), "read")
     text.replace(text.find(from), from.size(), to);
     bad.push_back(dir.Write("bad" + std::to_string(bad.size()) + ".json", text));
   }
-  FILE* p = popen(
-      ("/usr/bin/python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2]).c_str(), "r");
+  FILE* p =
+      popen(("/usr/bin/python3 " + check + " " + schema + " " + examples + " " + bad[0] + " " + bad[1] + " " + bad[2])
+                .c_str(),
+            "r");
   std::string out;
   std::array<char, 4096> buf{};
   for (size_t n; (n = fread(buf.data(), 1, buf.size(), p)) > 0;) out.append(buf.data(), n);
@@ -688,32 +690,32 @@ TEST(Cli, HostileInputEndsInOneLineOrTheDefinedValue) {
       position += (i ? "," : "") + std::to_string(i / (n - 1.0));
       color += std::string(i ? "," : "") + "[" + std::to_string(i / (n - 1.0)) + ",0,0,1]";
     }
-    return dir.Write("knots" + std::to_string(n) + ".json",
-                     document(R"("g": {"node": "gradient", "inputs": {"position": [)" + position +
-                                  "], \"color\": [" + color + "]}}",
-                              "g.result"));
+    return dir.Write(
+        "knots" + std::to_string(n) + ".json",
+        document(R"("g": {"node": "gradient", "inputs": {"position": [)" + position + "], \"color\": [" + color + "]}}",
+                 "g.result"));
   };
-  const std::string stochastic = dir.Write(
-      "stochastic.json",
-      document(R"("b": {"node": "blur", "inputs": {"mode": "stochastic", "radius": 0.1, "staticnoise": false,
+  const std::string stochastic =
+      dir.Write("stochastic.json",
+                document(R"("b": {"node": "blur", "inputs": {"mode": "stochastic", "radius": 0.1, "staticnoise": false,
                                                "color": {"link": "c.result"}}},
                   "c": {"node": "checkerboard"})",
-               "b.result"));
+                         "b.result"));
   const struct {
     std::string args, message;
     int status;
   } cases[] = {
       // A number too large for a double, in a document and in a context file.
-      {"eval " + dir.Write("huge.json", document(R"("e": {"node": "exposure", "inputs": {"exposure": 1e400}})",
-                                                 "e.result")),
+      {"eval " +
+           dir.Write("huge.json", document(R"("e": {"node": "exposure", "inputs": {"exposure": 1e400}})", "e.result")),
        "huge.json: line 1, column 76: invalid JSON (number overflow parsing '1e400'", 1},
       {"eval --node exposure --context " + dir.Write("huge_ctx.json", R"({"time": -1e400})"),
        "huge_ctx.json: line 1, column 10: invalid JSON (number overflow parsing '-1e400'", 1},
       // Text that is not UTF-8 in a setting.
       {"eval --node exposure --set \"exposure=$(printf '\\377')\"", "--set exposure: the value is not valid UTF-8", 1},
       // Deep nesting, long chains, huge and endless files.
-      {"eval " + dir.Write("deep.json", R"({"tessaroc": 1, "x": )" + std::string(5000, '[') + std::string(5000, ']') +
-                                            "}"),
+      {"eval " +
+           dir.Write("deep.json", R"({"tessaroc": 1, "x": )" + std::string(5000, '[') + std::string(5000, ']') + "}"),
        "deep.json: line 1, column 277: arrays and objects nested more than 256 deep", 1},
       {"eval " + dir.Write("chain.json", document(chain, "n19999.result")), "chain more than 1000 nodes deep", 1},
       {"eval /dev/zero", "/dev/zero: larger than 64 MiB", 1},
@@ -736,10 +738,11 @@ TEST(Cli, HostileInputEndsInOneLineOrTheDefinedValue) {
            dir.Write("far.json", R"({"pixelx": 9223372036854775807, "pixely": 9223372036854775807})"),
        "{\"result\":[", 0},
       // A sequence whose frame fields span every int64: the default colour of the missing file.
-      {"eval " + dir.Write("frames.json", document(R"("i": {"node": "image", "inputs": {"url": "none.0001.png",
+      {"eval " +
+           dir.Write("frames.json", document(R"("i": {"node": "image", "inputs": {"url": "none.0001.png",
                                        "framestart": -9223372036854775808, "frameend": 9223372036854775807,
                                        "playbackmode": "pingpong", "defaultcolor": [1, 0, 1, 1]}})",
-                                                    "i.result")) +
+                                             "i.result")) +
            " --context " + dir.Write("frame_time.json", R"({"time": 1e300})"),
        "{\"result\":[1.0,0.0,1.0,1.0],", 0},
       // Gradients of many knots read in linear time.

@@ -377,13 +377,18 @@ TEST_F(RenderTest, AMovedPlaneContextIsThePixelsOwn) {
     ShadingContext moved = PlaneContext(from.first, from.second, w, h);
     MovePlaneContext(to.first, to.second, w, h, moved);
     const ShadingContext own = PlaneContext(to.first, to.second, w, h);
-    const std::pair<const Vector*, const Vector*> fields[] = {
-        {&moved.uvw, &own.uvw},         {&moved.uvwdx, &own.uvwdx},
-        {&moved.uvwdy, &own.uvwdy},     {&moved.position, &own.position},
-        {&moved.positiondx, &own.positiondx}, {&moved.positiondy, &own.positiondy},
-        {&moved.rayorigin, &own.rayorigin},   {&moved.rayorigindx, &own.rayorigindx},
-        {&moved.rayorigindy, &own.rayorigindy}, {&moved.raydirection, &own.raydirection},
-        {&moved.shadingnormal, &own.shadingnormal}, {&moved.tangent, &own.tangent}};
+    const std::pair<const Vector*, const Vector*> fields[] = {{&moved.uvw, &own.uvw},
+                                                              {&moved.uvwdx, &own.uvwdx},
+                                                              {&moved.uvwdy, &own.uvwdy},
+                                                              {&moved.position, &own.position},
+                                                              {&moved.positiondx, &own.positiondx},
+                                                              {&moved.positiondy, &own.positiondy},
+                                                              {&moved.rayorigin, &own.rayorigin},
+                                                              {&moved.rayorigindx, &own.rayorigindx},
+                                                              {&moved.rayorigindy, &own.rayorigindy},
+                                                              {&moved.raydirection, &own.raydirection},
+                                                              {&moved.shadingnormal, &own.shadingnormal},
+                                                              {&moved.tangent, &own.tangent}};
     for (const auto& [a, b] : fields) EXPECT_EQ(std::memcmp(a, b, sizeof(Vector)), 0) << to.first << "," << to.second;
     const ShadingContext start = PlaneContext(from.first, from.second, w, h);
     EXPECT_NE(std::memcmp(&moved.uvw, &start.uvw, sizeof(Vector)), 0);

@@ -170,7 +170,8 @@ Result StochasticBlur(const FunctionInterface* fn, ShadingContext& local, const 
   }
   if (samples > kMaxStochasticSamples)
     return Result::Fail(errors::kIllegalArgument, "blur: samples " + std::to_string(samples) + " is more than the " +
-                                                      std::to_string(kMaxStochasticSamples) + " a stochastic blur takes");
+                                                      std::to_string(kMaxStochasticSamples) +
+                                                      " a stochastic blur takes");
   const double u = ctx.uvw.x, v = ctx.uvw.y, w = ctx.uvw.z;
   // The seed wraps: sums and products run in unsigned 64-bit arithmetic, the
   // same bits as two's complement, and only the low 32 bits are used.

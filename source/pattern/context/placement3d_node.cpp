@@ -154,8 +154,8 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   Vector& rotation = ports.Out<Vector>(kRotationCached);
   Id& order = ports.Out<Id>(kOrderCached);
   Vector& pivot = ports.Out<Vector>(kPivotCached);
-  if (!data.built || !SameBits(p.position, position) || !SameBits(p.scale, scale) ||
-      !SameBits(p.rotation, rotation) || !SameBits(p.pivot, pivot) || !(p.rotationOrder == order)) {
+  if (!data.built || !SameBits(p.position, position) || !SameBits(p.scale, scale) || !SameBits(p.rotation, rotation) ||
+      !SameBits(p.pivot, pivot) || !(p.rotationOrder == order)) {
     data = BuildPlacement3d(p);
     position = p.position, scale = p.scale, rotation = p.rotation, order = p.rotationOrder, pivot = p.pivot;
   }

@@ -180,7 +180,7 @@ TEST(PlaybackTest, ExtremeFrameFieldsStayInsideTheirRange) {
   } cases[] = {
       {"loop", kMin, kMax, 1, 5, "seq_-9223372036854775803.png"},
       {"pingpong", kMin, kMax, 1, 5, "seq_-9223372036854775803.png"},
-      {"once", kMin, kMax, 1e300, 5, "seq_-1.png"},  // the last frame past the end, MIN + MAX
+      {"once", kMin, kMax, 1e300, 5, "seq_-1.png"},                // the last frame past the end, MIN + MAX
       {"loop", kMax, kMin, 1, 5, "seq_-9223372036854775808.png"},  // ends before it starts
       {"pingpong", kMax, kMin, 24, 1e300, "seq_-9223372036854775808.png"},
       {"loop", 1, 4, 2, 1.5, "seq_4.png"},  // an ordinary one, for comparison
@@ -303,11 +303,12 @@ TEST_F(ImageNodeTest, MissingOrCorruptFileGivesTheDefaultColourAndOneMessage) {
   std::ofstream(folder_.File("broken.png"), std::ios::binary) << "\x89PNG\r\n\x1a\nnot really an image at all";
   // A small file declaring more pixels than are read, under the filters
   // that would hold the whole image.
-  ASSERT_EQ(WriteImage(folder_.File("huge.png"), 2, 2, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(WriteImage(
+                folder_.File("huge.png"), 2, 2, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
             "");
   ASSERT_EQ(testing::DeclarePngSize(folder_.File("huge.png"), 100000, 100000), "");
-  for (auto [name, filter] : {std::pair{"missing.png", "none"}, {"broken.png", "none"}, {"huge.png", "sat"},
-                              {"huge.png", "mip"}}) {
+  for (auto [name, filter] :
+       {std::pair{"missing.png", "none"}, {"broken.png", "none"}, {"huge.png", "sat"}, {"huge.png", "mip"}}) {
     SCOPED_TRACE(name);
     sink_.messages.clear();
     auto run = Runner(folder_.File(name), {{"interpolation", filter}});

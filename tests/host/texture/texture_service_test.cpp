@@ -307,9 +307,12 @@ TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
     EXPECT_NEAR(At(*Load(name, true), 0.5, 0.5, kInterpBilinear).r, 1.5, 1e-6) << name;
   // Half, 16-bit and 8-bit files, filtered across their MIP levels (these
   // aborted inside the library too): a flat image stays flat at every level.
-  for (auto [name, format] : {std::pair{"half.exr", OIIO::TypeDesc::HALF}, {"short.tif", OIIO::TypeDesc::UINT16},
+  for (auto [name, format] : {std::pair{"half.exr", OIIO::TypeDesc::HALF},
+                              {"short.tif", OIIO::TypeDesc::UINT16},
                               {"byte.tif", OIIO::TypeDesc::UINT8}}) {
-    ASSERT_EQ(WriteImage(folder_.File(name), 64, 48, 3, [](int, int, int c) { return 0.25f * (c + 1); }, format), "");
+    ASSERT_EQ(WriteImage(
+                  folder_.File(name), 64, 48, 3, [](int, int, int c) { return 0.25f * (c + 1); }, format),
+              "");
     auto t = Load(name, true);
     for (int interp : {kInterpBilinear, kInterpMip, kInterpAniso, kInterpBicubic})
       for (double footprint : {0.0, 0.05, 0.3, 2.0})
@@ -323,10 +326,12 @@ TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
 TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
   // Small files whose headers claim more than their bytes: the claim is
   // refused with the size in the message, whatever filter would read it.
-  ASSERT_EQ(WriteImage(folder_.File("huge.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(WriteImage(
+                folder_.File("huge.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
             "");
   ASSERT_EQ(testing::DeclarePngSize(folder_.File("huge.png"), 100000, 100000), "");
-  ASSERT_EQ(WriteImage(folder_.File("many.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(WriteImage(
+                folder_.File("many.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
             "");
   ASSERT_EQ(testing::DeclarePngSize(folder_.File("many.png"), 16384, 16384), "");
   // 4G pixels, and a side past what the library counts in an int.
@@ -361,7 +366,8 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
       EXPECT_NE(r.message().find(name), std::string_view::npos) << r.message();
     }
   // The largest side a file without MIP levels may have, when the other is small.
-  ASSERT_EQ(WriteImage(folder_.File("long.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
+  ASSERT_EQ(WriteImage(
+                folder_.File("long.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
             "");
   ASSERT_EQ(testing::DeclarePngSize(folder_.File("long.png"), 65536, 2), "");
   pattern::TextureRef texture;

@@ -328,9 +328,9 @@ TEST_F(Placement2dTest, AParameterChangedBetweenSamplesGivesTheNewMap) {
   auto kept = Runner(kPlacement2dId);
   Place2d p;
   auto step = [&](const char* what) {
-    for (Result r : {kept->Set("localOffset", p.offset), kept->Set("localLength", p.length),
-                     kept->Set("localPivot", p.pivot), kept->Set("localRotation", p.rotation),
-                     kept->Set("localRepetitions", p.repetitions), kept->Run(in)})
+    for (Result r :
+         {kept->Set("localOffset", p.offset), kept->Set("localLength", p.length), kept->Set("localPivot", p.pivot),
+          kept->Set("localRotation", p.rotation), kept->Set("localRepetitions", p.repetitions), kept->Run(in)})
       ASSERT_TRUE(r.ok()) << r.ToString();
     EXPECT_TRUE(SameContext(kept->Get<ShadingContext>("result"), Run(p, in))) << what;
   };
