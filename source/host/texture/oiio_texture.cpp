@@ -1,6 +1,8 @@
 #include "host/texture/oiio_texture.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <vector>
 
 #include <OpenImageIO/imageio.h>
@@ -42,7 +44,54 @@ SummedAreaTable OiioTexture::BuildSat(OIIO::ImageCache* from, OIIO::ustring name
   return SummedAreaTable::Build(pixels.data(), w, h, channels);
 }
 
+namespace {
+
+// Whether every attribute of an OpenEXR file's header(s) fits in the file.
+// The EXR reader sizes an attribute's value from the size the file gives it,
+// before it reads: a few bytes that claim a string of 2 GB make it allocate
+// and clear 2 GB. Files of other formats pass.
+bool ExrAttributesFit(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  char head[8];
+  if (!in.read(head, sizeof head) || std::string_view(head, 4) != std::string_view("\x76\x2f\x31\x01", 4)) return true;
+  in.seekg(0, std::ios::end);
+  const std::streamoff fileSize = in.tellg();
+  in.seekg(8);
+  const bool multipart = (static_cast<uint8_t>(head[5]) & 0x10) != 0;  // bit 12 of the version field
+  // A name or type is at most 255 bytes; a header ends with an empty name,
+  // and the headers of a multi-part file with an empty header.
+  auto text = [&in](std::string& out) {
+    out.clear();
+    for (char c; in.get(c);) {
+      if (c == '\0') return true;
+      if (out.size() == 255) return false;
+      out.push_back(c);
+    }
+    return false;
+  };
+  std::string name, type;
+  for (int headers = 0;; ++headers) {
+    for (int attributes = 0;; ++attributes) {
+      if (!text(name) || attributes > 100000) return false;
+      if (name.empty()) break;
+      unsigned char size[4];
+      if (!text(type) || !in.read(reinterpret_cast<char*>(size), 4)) return false;
+      const int64_t bytes = static_cast<int32_t>(size[0] | size[1] << 8 | size[2] << 16 | uint32_t{size[3]} << 24);
+      if (bytes < 0 || bytes > fileSize - in.tellg()) return false;
+      in.seekg(bytes, std::ios::cur);
+    }
+    if (!multipart || headers > 100000) return true;
+    if (in.peek() == 0 || in.peek() == std::char_traits<char>::eof()) return true;
+  }
+}
+
+}  // namespace
+
 Result CheckDeclaredSize(const std::string& path) {
+  if (!ExrAttributesFit(path))
+    return Result::Fail(errors::kIo, "Image file \"" + path +
+                                         "\" is a damaged OpenEXR file: its header is cut "
+                                         "short or declares more bytes than the file has.");
   auto file = OIIO::ImageInput::open(path);
   if (!file) {
     (void)OIIO::geterror();

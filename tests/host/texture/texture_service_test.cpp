@@ -377,6 +377,29 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
                   .ok());
 }
 
+// An OpenEXR header whose attribute claims more bytes than the file holds is
+// refused before the reader allocates what it claims (2 GB here).
+TEST_F(TextureServiceTest, DamagedExrHeadersAreRefusedBeforeTheReaderAllocates) {
+  const std::string good = folder_.File("good.exr"), bad = folder_.File("bad.exr");
+  ASSERT_EQ(WriteImage(
+                good, 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::HALF),
+            "");
+  std::ifstream in(good, std::ios::binary);
+  std::string bytes(std::istreambuf_iterator<char>(in), {});
+  const std::string attribute("channels\0chlist\0", 16);
+  const size_t at = bytes.find(attribute);
+  ASSERT_NE(at, std::string::npos);
+  bytes.replace(at + attribute.size(), 4, "\xff\xff\xff\x7f");
+  std::ofstream(bad, std::ios::binary) << bytes;
+  for (const auto& [file, ok] : {std::pair{good, true}, {bad, false}}) {
+    pattern::TextureRef texture;
+    TimeValue time = 0;
+    const Result r = OiioTextureService().LoadTexture(Url(file), nullptr, false, LayerSet{}, time, nullptr, texture);
+    EXPECT_EQ(r.ok(), ok) << file << ": " << r.ToString();
+    if (!ok) { EXPECT_NE(r.message().find("is a damaged OpenEXR file"), std::string_view::npos) << r.message(); }
+  }
+}
+
 TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   // 8-bit sRGB, 4 x 2: two black columns, then two of code 128. Halfway between the two middle columns:
   const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
