@@ -175,31 +175,31 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
     counts.push_back(count);
   }
   const int channels = static_cast<int>(names.size());
-  OIIO::ImageSpec spec(image.width, image.height, channels, DepthType(depth));
-  spec.channelnames = names;
-  spec.alpha_channel = alpha;
+  OIIO::ImageSpec layout(image.width, image.height, channels, DepthType(depth));
+  layout.channelnames = names;
+  layout.alpha_channel = alpha;
   if (rules.layers) {
-    spec.x = image.x;
-    spec.y = image.y;
-    spec.full_x = spec.full_y = 0;
-    spec.full_width = image.fullWidth > 0 ? image.fullWidth : image.width;
-    spec.full_height = image.fullHeight > 0 ? image.fullHeight : image.height;
+    layout.x = image.x;
+    layout.y = image.y;
+    layout.full_x = layout.full_y = 0;
+    layout.full_width = image.fullWidth > 0 ? image.fullWidth : image.width;
+    layout.full_height = image.fullHeight > 0 ? image.fullHeight : image.height;
   }
-  spec.attribute("oiio:ColorSpace", space);
+  layout.attribute("oiio:ColorSpace", space);
   // The render's colours are not premultiplied by alpha: say so, or some
   // writers (PNG) divide them by alpha on the way out. EXR holds the values
   // as they are.
-  if (!rules.layers) spec.attribute("oiio:UnassociatedAlpha", 1);
-  if (rules.layers && options.compression.empty()) spec.attribute("compression", kDefaultExrCompression);
+  if (!rules.layers) layout.attribute("oiio:UnassociatedAlpha", 1);
+  if (rules.layers && options.compression.empty()) layout.attribute("compression", kDefaultExrCompression);
   if (method && rules.format == std::string_view("png")) {
-    spec.attribute("png:compressionLevel",
+    layout.attribute("png:compressionLevel",
                    std::isnan(level) ? (method->name == std::string_view("none") ? 0 : 6) : static_cast<int>(level));
   } else if (method) {
-    spec.attribute("compression", options.compression);
+    layout.attribute("compression", options.compression);
   }
   const bool proxied = rules.proxy && out->supports("ioproxy");
   if (proxied) out->set_ioproxy(&file);
-  if (!out->open(file.temporary(), spec)) return file.Failure(out->geterror());
+  if (!out->open(file.temporary(), layout)) return file.Failure(out->geterror());
 
   // The writer converts the floats to the file's depth (with rounding); the
   // pixels go to it as they lie in the image when nothing else changes them
@@ -221,7 +221,7 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
     const int y1 = std::min(y0 + kStripRows, image.height);
     const float* first = image.pixels.data() + (static_cast<size_t>(y0) * width * image.channels + layers[0]->first);
     if (direct) {
-      ok = out->write_scanlines(spec.y + y0, spec.y + y1, 0, OIIO::TypeDesc::FLOAT, first, pixelBytes,
+      ok = out->write_scanlines(layout.y + y0, layout.y + y1, 0, OIIO::TypeDesc::FLOAT, first, pixelBytes,
                                 pixelBytes * static_cast<OIIO::stride_t>(width));
       continue;
     }
@@ -242,7 +242,7 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
         v = !(v > 0.0f) ? 0.0f : v < 1.0f ? v : 1.0f;
       }
     if (!heif) {
-      ok = out->write_scanlines(spec.y + y0, spec.y + y1, 0, OIIO::TypeDesc::FLOAT, strip.data());
+      ok = out->write_scanlines(layout.y + y0, layout.y + y1, 0, OIIO::TypeDesc::FLOAT, strip.data());
       continue;
     }
     for (int y = y0; ok && y < y1; ++y) {
