@@ -1,6 +1,7 @@
 #include "core/plan_passes.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace tessaroc::passes {
 
@@ -212,6 +213,106 @@ std::vector<std::vector<StorageEntry>> BodyUniformOutputs(const PlanGraph& graph
         if (!ports[p].IsInput()) outputs[s].push_back(layout.storage[layout.SlotOf(d, static_cast<int>(p))]);
     }
   return outputs;
+}
+
+namespace {
+
+// Equal bytes are an equal value for any type the plan holds; unequal bytes
+// (two strings with their own buffers) only cost a missed twin.
+bool SameConstant(const Data& a, const Data& b) {
+  return a.type() == b.type() && !a.empty() && std::memcmp(a.get(), b.get(), a.type()->size) == 0;
+}
+
+// Whether main-plan node j computes what body node i computes, given the
+// twins found so far.
+bool SameInputs(const PlanNode& i, const PlanNode& j, const std::vector<int>& twins) {
+  if (i.group != j.group) return false;
+  for (size_t p = 0; p < i.ports.size(); ++p) {
+    if (!i.group->ports()[p].IsInput()) continue;
+    const PortBinding &a = i.ports[p], &b = j.ports[p];
+    if (a.kind != b.kind) return false;
+    switch (a.kind) {
+      case Binding::kNone:
+      case Binding::kContext: break;
+      case Binding::kConstant:
+        if (!SameConstant(a.constant, b.constant)) return false;
+        break;
+      case Binding::kLink:
+        if (a.srcPort != b.srcPort || (a.srcNode != b.srcNode && twins[a.srcNode] != b.srcNode)) return false;
+        break;
+      case Binding::kExternalFunction:
+        if (a.function != b.function) return false;
+        break;
+      case Binding::kFunctionBody: return false;  // each reads a body of its own
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::vector<int> FindMainTwins(const PlanGraph& graph, std::span<const int> order, const std::vector<bool>& varying) {
+  const std::vector<PlanNode>& nodes = graph.nodes;
+  std::vector<int> twins(nodes.size(), -1);
+  // The one node calling each body; a body called from two places, or from a
+  // uniform node at prepare time, keeps every node of its own.
+  std::vector<int> caller(graph.bodies.size(), -1), callers(graph.bodies.size(), 0);
+  for (size_t i = 0; i < nodes.size(); ++i)
+    for (const PortBinding& b : nodes[i].ports)
+      if (b.kind == Binding::kFunctionBody) {
+        caller[b.body] = static_cast<int>(i);
+        ++callers[b.body];
+      }
+  std::vector<size_t> position(nodes.size(), 0);
+  for (size_t k = 0; k < order.size(); ++k) position[order[k]] = k;
+  for (int i : order) {
+    const PlanNode& n = nodes[i];
+    if (n.sub == 0 || !varying[i]) continue;
+    const int c = caller[n.sub];
+    if (callers[n.sub] != 1 || nodes[c].sub != 0 || !varying[c]) continue;
+    for (int j : order) {
+      if (position[j] >= position[c]) break;
+      if (nodes[j].sub == 0 && varying[j] && SameInputs(n, nodes[j], twins)) {
+        twins[i] = j;
+        break;
+      }
+    }
+  }
+  return twins;
+}
+
+std::vector<BodyShortcut> BuildBodyShortcuts(const PlanGraph& graph, const std::vector<int>& twins,
+                                             const BlockLayout& layout, const std::vector<SubPlanSchedule>& subs) {
+  std::vector<BodyShortcut> shortcuts(subs.size());
+  for (size_t s = 1; s < subs.size(); ++s) {
+    BodyShortcut& sc = shortcuts[s];
+    const SubPlanSchedule& full = subs[s];
+    for (size_t k = 0; k < full.steps.size(); ++k) {
+      const int node = full.stepNodes[k];
+      if (twins[node] >= 0) {
+        sc.usable = true;
+        continue;
+      }
+      sc.steps.push_back(full.steps[k]);
+      sc.stepNodes.push_back(node);
+    }
+    const PlanBody& body = graph.bodies[s];
+    const int resultTwin = twins[body.resultNode];
+    sc.resultStorage = resultTwin >= 0 ? layout.ValueOffset(resultTwin, body.resultPort) : full.resultStorage;
+    if (!sc.usable) continue;
+    for (size_t i = 0; i < graph.nodes.size(); ++i) {
+      const PlanNode& n = graph.nodes[i];
+      if (static_cast<size_t>(n.sub) != s || twins[i] >= 0) continue;
+      for (size_t p = 0; p < n.ports.size(); ++p) {
+        const PortBinding& b = n.ports[p];
+        if (b.kind != Binding::kLink || twins[b.srcNode] < 0) continue;
+        sc.redirects.push_back({SlotOffset(layout.SlotOf(static_cast<int>(i), static_cast<int>(p))),
+                                layout.ValueOffset(twins[b.srcNode], b.srcPort),
+                                layout.ValueOffset(b.srcNode, b.srcPort)});
+      }
+    }
+  }
+  return shortcuts;
 }
 
 }  // namespace tessaroc::passes

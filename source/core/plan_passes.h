@@ -148,4 +148,29 @@ std::vector<std::vector<int>> SubPlanReads(const PlanGraph& graph, const std::ve
 std::vector<std::vector<StorageEntry>> BodyUniformOutputs(const PlanGraph& graph, const BlockLayout& layout,
                                                           const std::vector<std::vector<int>>& subReads);
 
+// ---- Pass 8: what a function body may take over from the main plan. A twin
+// is a varying main-plan node of the same group with the same inputs (equal
+// constants, the context, links from the same uniform node or from twins)
+// that runs before the one node calling the body. Called with the main plan's
+// own context, the body skips its twins and reads their outputs: the same
+// bits, since a kernel is a function of its inputs. Per node: its twin, or -1.
+std::vector<int> FindMainTwins(const PlanGraph& graph, std::span<const int> order, const std::vector<bool>& varying);
+
+struct BodyShortcut {
+  std::vector<Step> steps;  // the body's steps less its twins'
+  std::vector<int> stepNodes;
+  // Input slots fed by a twinned node: the byte offset of the slot, and of
+  // the value it reads on the shortcut (the twin's) and otherwise (its own).
+  struct Redirect {
+    size_t slot;
+    size_t twinValue;
+    size_t ownValue;
+  };
+  std::vector<Redirect> redirects;
+  size_t resultStorage = 0;
+  bool usable = false;  // the body has twins
+};
+std::vector<BodyShortcut> BuildBodyShortcuts(const PlanGraph& graph, const std::vector<int>& twins,
+                                             const BlockLayout& layout, const std::vector<SubPlanSchedule>& subs);
+
 }  // namespace tessaroc::passes

@@ -125,6 +125,10 @@ struct Plan::Impl {
   // Per function body: the output storage of the uniform nodes it reads,
   // which a worker thread's copy of the instance needs.
   std::vector<std::vector<passes::StorageEntry>> bodyUniformOutputs;
+  // Per function body: what it takes over from the main plan; per node:
+  // whether it has or is a twin.
+  std::vector<passes::BodyShortcut> shortcuts;
+  std::vector<bool> twinned;
 
   Result Node(NodeRef ref, passes::PlanNode*& out) {
     if (ref.index < 0 || ref.index >= static_cast<int>(graph.nodes.size()))
@@ -327,6 +331,8 @@ Result Plan::Finish() {
   //   6. ScheduleSubPlans   per sub-plan its varying steps, context slots and result
   //   7. SubPlanReads       per sub-plan the uniform results it reads, and what a
   //                         body's worker copies take over (BodyUniformOutputs)
+  //   8. FindMainTwins      body nodes the main plan computes already, and the
+  //                         body's steps without them (BuildBodyShortcuts)
   if (finished_) return Result::Fail(errors::kIllegalState, "plan finished twice");
   Impl& I = *impl_;
   const passes::PlanGraph& graph = I.graph;
@@ -344,6 +350,11 @@ Result Plan::Finish() {
   I.subs = passes::ScheduleSubPlans(graph, order, I.varying, I.layout, I.access);
   I.subUniformReads = passes::SubPlanReads(graph, I.varying, bodyReads);
   I.bodyUniformOutputs = passes::BodyUniformOutputs(graph, I.layout, I.subUniformReads);
+  const std::vector<int> twins = passes::FindMainTwins(graph, order, I.varying);
+  I.shortcuts = passes::BuildBodyShortcuts(graph, twins, I.layout, I.subs);
+  I.twinned.assign(graph.nodes.size(), false);
+  for (size_t i = 0; i < twins.size(); ++i)
+    if (twins[i] >= 0) I.twinned[i] = I.twinned[twins[i]] = true;
   blockSize_ = I.layout.blockSize;
   finished_ = true;
   return Result::Ok();
@@ -367,8 +378,14 @@ class PlanInstance::SubPlanFunction final : public FunctionInterface {
       return Result::Fail(errors::kIllegalArgument, "return slot of the wrong type for a function body");
     PlanInstance* runner = owner_;
     if (tlsActive != owner_) TESSAROC_RETURN_IF_FAILED(owner_->WorkerCopy(body_, runner));
-    TESSAROC_RETURN_IF_FAILED(runner->Run<kProfiled>(body_, *static_cast<const ShadingContext*>(arg.value)));
-    resultType->copyAssign(ret.value, runner->block_ + owner_->plan_->impl_->subs[body_].resultStorage);
+    // Called with the sample's own context, from the main plan: the twins
+    // ran already for this very context.
+    const bool shortcut = runner == owner_ && owner_->shortcuts_ && arg.value == owner_->mainContext_ &&
+                          owner_->plan_->impl_->shortcuts[body_].usable;
+    TESSAROC_RETURN_IF_FAILED(runner->Run<kProfiled>(body_, *static_cast<const ShadingContext*>(arg.value), shortcut));
+    const Plan::Impl& I = *owner_->plan_->impl_;
+    const size_t result = shortcut ? I.shortcuts[body_].resultStorage : I.subs[body_].resultStorage;
+    resultType->copyAssign(ret.value, runner->block_ + result);
     return Result::Ok();
   }
   Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
@@ -493,17 +510,31 @@ Result PlanInstance::Prepare() {
 }
 
 template <bool kProfiled>
-Result PlanInstance::Run(int sub, const ShadingContext& ctx) {
+Result PlanInstance::Run(int sub, const ShadingContext& ctx, bool shortcut) {
   // A thread's copy made for a body (WorkerCopy) does not profile.
   if constexpr (kProfiled)
-    if (!profiling_) return Run<false>(sub, ctx);
+    if (!profiling_) return Run<false>(sub, ctx, shortcut);
   if (static_cast<size_t>(sub) < subFailed_.size() && subFailed_[sub].failed()) return subFailed_[sub];
   ActiveScope active(this);
-  const passes::SubPlanSchedule& s = plan_->impl_->subs[sub];
+  const Plan::Impl& I = *plan_->impl_;
+  const passes::SubPlanSchedule& s = I.subs[sub];
   for (size_t off : s.contextSlots)
     reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);
-  if constexpr (kProfiled) return RunStepsProfiled(s.steps, s.stepNodes, block_, profile_.data(), profileNested_);
-  else return RunSteps(s.steps, block_);
+  std::span<const Step> steps = s.steps;
+  std::span<const int> stepNodes = s.stepNodes;
+  if (const passes::BodyShortcut& sc = I.shortcuts[sub]; sc.usable) {
+    // Every run points the slots fed by twins at the values it will read.
+    for (const passes::BodyShortcut::Redirect& r : sc.redirects)
+      reinterpret_cast<PortSlot*>(block_ + r.slot)->value = block_ + (shortcut ? r.twinValue : r.ownValue);
+    if (shortcut) steps = sc.steps, stepNodes = sc.stepNodes;
+  }
+  const ShadingContext* const outerMain = mainContext_;
+  if (sub == 0) mainContext_ = &ctx;
+  Result r;
+  if constexpr (kProfiled) r = RunStepsProfiled(steps, stepNodes, block_, profile_.data(), profileNested_);
+  else r = RunSteps(steps, block_);
+  mainContext_ = outerMain;
+  return r;
 }
 
 Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) { return Run<false>(sub, ctx); }
@@ -562,6 +593,8 @@ Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
   auto* slot = reinterpret_cast<PortSlot*>(block_ + I.SlotOffsetOf(node.index, p));
   type->copyAssign(block_ + I.layout.ValueOffset(node.index, p), value.value);
   slot->portFlags &= static_cast<uint8_t>(~PORT_FLAGS::INPUT_WITHOUT_VALUE);
+  // A twin's inputs may no longer be its pair's.
+  if (I.twinned[node.index]) shortcuts_ = false;
   return Result::Ok();
 }
 
@@ -586,6 +619,7 @@ Result PlanInstance::Clone(std::unique_ptr<PlanInstance>& out) const {
       reinterpret_cast<PortSlot*>(inst->block_ + off)->value = const_cast<ShadingContext*>(&kUnboundContext);
   inst->failed_ = failed_;
   inst->subFailed_ = subFailed_;
+  inst->shortcuts_ = shortcuts_;
   inst->prepareProfile_ = prepareProfile_;
   inst->BindFunctions();
   out = std::move(inst);

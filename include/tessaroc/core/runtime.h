@@ -174,7 +174,7 @@ class PlanInstance {
   // The copy of this instance that runs `body` for the calling thread.
   Result WorkerCopy(int body, PlanInstance*& out);
   template <bool kProfiled>
-  Result Run(int sub, const ShadingContext& ctx);
+  Result Run(int sub, const ShadingContext& ctx, bool shortcut = false);
   template <bool kProfiled>
   class SubPlanFunction;
 
@@ -200,6 +200,11 @@ class PlanInstance {
   // read), per sub-plan the first such error it depends on.
   std::vector<Result> failed_;
   std::vector<Result> subFailed_;
+  // The context the main plan runs with, while it runs: a body called with it
+  // may read what the main plan computed (Plan::Impl::shortcuts). Off once an
+  // input of a node with a twin is replaced.
+  const ShadingContext* mainContext_ = nullptr;
+  bool shortcuts_ = true;
 };
 
 // ---- Convenience runs of one node, for hosts, tests and benchmarks.
