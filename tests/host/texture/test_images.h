@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iterator>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -108,97 +107,6 @@ inline std::string WriteFrames(const std::string& path, int w, int h, int frames
   }
   if (!out->close()) return out->geterror();
   return {};
-}
-
-// Writes a motion-JPEG AVI: each frame an RGB JPEG written by OIIO, wrapped
-// in the plain RIFF layout that movie readers accept. OIIO reads movies but
-// cannot write them, and this keeps movie files out of the repository.
-// Width and height should be multiples of 16. Returns an empty text on success.
-inline std::string WriteMjpegAvi(const std::string& path, int w, int h, int frames, int fps,
-                                 const std::function<float(int frame, int x, int y, int c)>& pixel) {
-  std::vector<std::string> jpegs;
-  for (int f = 0; f < frames; ++f) {
-    const std::string frame = path + ".frame" + std::to_string(f) + ".jpg";
-    const std::string err = WriteImage(
-        frame, w, h, 3, [&](int x, int y, int c) { return pixel(f, x, y, c); }, OIIO::TypeDesc::UINT8);
-    if (!err.empty()) return err;
-    std::ifstream in(frame, std::ios::binary);
-    jpegs.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    std::filesystem::remove(frame);
-  }
-  std::string b;
-  auto u32 = [&b](std::initializer_list<uint32_t> values) {
-    for (uint32_t v : values)
-      for (int i = 0; i < 4; ++i) b.push_back(static_cast<char>((v >> (8 * i)) & 0xff));
-  };
-  auto u16 = [&b](std::initializer_list<uint16_t> values) {
-    for (uint16_t v : values) b.append({static_cast<char>(v & 0xff), static_cast<char>(v >> 8)});
-  };
-  auto fourcc = [&b](const char* c) { b.append(c, 4); };
-  auto patch = [&b](size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b[at + i] = static_cast<char>((v >> (8 * i)) & 0xff);
-  };
-  const auto W = static_cast<uint32_t>(w), H = static_cast<uint32_t>(h), N = static_cast<uint32_t>(frames);
-  const auto rate = static_cast<uint32_t>(fps);
-  size_t biggest = 0;
-  for (const auto& j : jpegs) biggest = std::max(biggest, j.size());
-  const auto largest = static_cast<uint32_t>(biggest);
-  fourcc("RIFF");
-  const size_t riffSize = b.size();
-  u32({0});
-  fourcc("AVI ");
-  fourcc("LIST");
-  const size_t hdrlSize = b.size();
-  u32({0});
-  fourcc("hdrl");
-  fourcc("avih");
-  // Size, microseconds per frame, two unused, flags (has an index), frames,
-  // initial frames, streams, buffer size, width, height, four reserved.
-  u32({56, 1000000 / rate, 0, 0, 0x10, N, 0, 1, largest, W, H, 0, 0, 0, 0});
-  fourcc("LIST");
-  const size_t strlSize = b.size();
-  u32({0});
-  fourcc("strl");
-  fourcc("strh");
-  u32({56});
-  fourcc("vids");
-  fourcc("MJPG");
-  u32({0});     // flags
-  u16({0, 0});  // priority, language
-  // Initial frames, scale, rate, start, length, buffer size, quality, sample size.
-  u32({0, 1, rate, 0, N, largest, 0xffffffff, 0});
-  u16({0, 0, static_cast<uint16_t>(w), static_cast<uint16_t>(h)});  // the frame rectangle
-  fourcc("strf");
-  u32({40, 40, W, H});  // chunk size, header size, width, height
-  u16({1, 24});         // planes, bits per pixel
-  fourcc("MJPG");
-  u32({W * H * 3, 0, 0, 0, 0});  // image size, resolution and palette unused
-  patch(strlSize, static_cast<uint32_t>(b.size() - strlSize - 4));
-  patch(hdrlSize, static_cast<uint32_t>(b.size() - hdrlSize - 4));
-  fourcc("LIST");
-  const size_t moviSize = b.size();
-  u32({0});
-  const size_t moviStart = b.size();
-  fourcc("movi");
-  std::vector<std::pair<uint32_t, uint32_t>> index;
-  for (const auto& j : jpegs) {
-    index.emplace_back(static_cast<uint32_t>(b.size() - moviStart), static_cast<uint32_t>(j.size()));
-    fourcc("00dc");
-    u32({static_cast<uint32_t>(j.size())});
-    b += j;
-    if (j.size() % 2) b.push_back(0);
-  }
-  patch(moviSize, static_cast<uint32_t>(b.size() - moviSize - 4));
-  fourcc("idx1");
-  u32({static_cast<uint32_t>(16 * index.size())});
-  for (const auto& [offset, size] : index) {
-    fourcc("00dc");
-    u32({0x10, offset, size});  // a key frame
-  }
-  patch(riffSize, static_cast<uint32_t>(b.size() - 8));
-  std::ofstream out(path, std::ios::binary);
-  out.write(b.data(), static_cast<std::streamsize>(b.size()));
-  return out ? std::string() : "cannot write " + path;
 }
 
 }  // namespace tessaroc::testing
