@@ -39,17 +39,19 @@ class TempFolder {
 using PixelFn = std::function<float(int x, int y, int c)>;
 
 // Writes one image; the format follows the file's suffix. 8-bit formats get
-// the values scaled by 255 and rounded; `colorSpace` tags the file. Returns an
+// the values scaled by 255 and rounded; `adjust` may change the layout (a
+// colour space tag, a display window) before the file is opened. Returns an
 // empty text on success.
 inline std::string WriteImage(const std::string& path, int w, int h, int channels, const PixelFn& pixel,
                               OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
-                              const std::vector<std::string>& channelNames = {}, const std::string& colorSpace = "") {
+                              const std::vector<std::string>& channelNames = {},
+                              const std::function<void(OIIO::ImageSpec&)>& adjust = {}) {
   auto out = OIIO::ImageOutput::create(path);
   if (!out) return "no writer for " + path + ": " + OIIO::geterror();
   OIIO::ImageSpec layout(w, h, channels, format);
   if (!channelNames.empty()) layout.channelnames = channelNames;
-  if (!colorSpace.empty()) layout.attribute("oiio:ColorSpace", colorSpace);
   if (channels == 4 && channelNames.empty()) layout.alpha_channel = 3;
+  if (adjust) adjust(layout);
   std::vector<float> data(static_cast<size_t>(w) * h * channels);
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x)
@@ -58,6 +60,14 @@ inline std::string WriteImage(const std::string& path, int w, int h, int channel
   if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
   if (!out->close()) return out->geterror();
   return {};
+}
+
+// Writes a w x h image of `channels` channels that all hold `value`.
+inline std::string WriteFlat(const std::string& path, int w, int h, int channels, float value,
+                             OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
+                             const std::function<void(OIIO::ImageSpec&)>& adjust = {}) {
+  return WriteImage(
+      path, w, h, channels, [value](int, int, int) { return value; }, format, {}, adjust);
 }
 
 // Rewrites the size a PNG's header declares (its pixels stay as they are),
