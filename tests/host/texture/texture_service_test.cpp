@@ -384,9 +384,11 @@ TEST_F(TextureServiceTest, DamagedExrHeadersAreRefusedBeforeTheReaderAllocates) 
   }
 }
 
+// The sRGB decoding of a code in [0, 1], written out here as the reference.
+double decode(double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); }
+
 TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   // 8-bit sRGB, 4 x 2: two black columns, then two of code 128. Halfway between the two middle columns:
-  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
   const double code = 128 / 255.0;
   const double inLinear = decode(code) / 2;  // the mean of the light: 0.1079
   const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
@@ -460,7 +462,6 @@ TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
                 folder_.File("straight.png"), 2, 2, 4, [&](int, int, int c) { return texel[c]; }, OIIO::TypeDesc::UINT8,
                 {}, [](OIIO::ImageSpec& layout) { layout.attribute("oiio:UnassociatedAlpha", 1); }),
             "");
-  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
   const double a = 128 / 255.0;
   struct Case {
     int alpha;
