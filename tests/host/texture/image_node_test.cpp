@@ -437,19 +437,10 @@ TEST_F(ImageNodeTest, LayerSetSelectsAChannelGroupOrANamedPart) {
             "");
   // A two-part EXR: "beauty" at 0.25, "depth" at 0.75.
   const std::string parts = folder_.File("parts.exr");
-  auto out = OIIO::ImageOutput::create(parts);
-  ASSERT_TRUE(out && out->supports("multiimage"));
-  OIIO::ImageSpec layouts[2] = {OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT),
-                                OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT)};
+  std::vector<OIIO::ImageSpec> layouts(2, OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::FLOAT));
   layouts[0].attribute("oiio:subimagename", "beauty");
   layouts[1].attribute("oiio:subimagename", "depth");
-  ASSERT_TRUE(out->open(parts, 2, layouts));
-  for (int part = 0; part < 2; ++part) {
-    if (part > 0) { ASSERT_TRUE(out->open(parts, layouts[part], OIIO::ImageOutput::AppendSubimage)); }
-    const std::vector<float> data(12, part ? 0.75f : 0.25f);
-    ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));
-  }
-  ASSERT_TRUE(out->close());
+  ASSERT_EQ(testing::WriteSubimages(parts, layouts, [](int part, int, int, int) { return part ? 0.75f : 0.25f; }), "");
 
   auto withLayers = [&](const std::string& file, std::initializer_list<const char*> layers) {
     auto run = Runner(file);

@@ -35,8 +35,33 @@ class TempFolder {
   std::filesystem::path path_;
 };
 
-// Pixel (x, y, channel) of an image, row 0 at the top.
+// Pixel (x, y, channel) of an image, row 0 at the top; with the frame of a
+// file of several.
 using PixelFn = std::function<float(int x, int y, int c)>;
+using FramePixelFn = std::function<float(int frame, int x, int y, int c)>;
+
+// Writes one subimage per layout (several need a multi-image format), the
+// pixels given as floats. Returns an empty text on success.
+inline std::string WriteSubimages(const std::string& path, const std::vector<OIIO::ImageSpec>& layouts,
+                                  const FramePixelFn& pixel) {
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) return "no writer for " + path + ": " + OIIO::geterror();
+  const int frames = static_cast<int>(layouts.size());
+  if (!out->open(path, frames, layouts.data())) return out->geterror();
+  for (int f = 0; f < frames; ++f) {
+    const OIIO::ImageSpec& s = layouts[static_cast<size_t>(f)];
+    if (f > 0 && !out->open(path, s, OIIO::ImageOutput::AppendSubimage)) return out->geterror();
+    std::vector<float> data(static_cast<size_t>(s.width) * s.height * s.nchannels);
+    for (size_t i = 0; i < data.size(); ++i) {
+      const size_t texel = i / static_cast<size_t>(s.nchannels);
+      data[i] = pixel(f, static_cast<int>(texel % s.width), static_cast<int>(texel / s.width),
+                      static_cast<int>(i % static_cast<size_t>(s.nchannels)));
+    }
+    if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
+  }
+  if (!out->close()) return out->geterror();
+  return {};
+}
 
 // Writes one image; the format follows the file's suffix. 8-bit formats get
 // the values scaled by 255 and rounded; `adjust` may change the layout (a
@@ -46,20 +71,11 @@ inline std::string WriteImage(const std::string& path, int w, int h, int channel
                               OIIO::TypeDesc format = OIIO::TypeDesc::FLOAT,
                               const std::vector<std::string>& channelNames = {},
                               const std::function<void(OIIO::ImageSpec&)>& adjust = {}) {
-  auto out = OIIO::ImageOutput::create(path);
-  if (!out) return "no writer for " + path + ": " + OIIO::geterror();
   OIIO::ImageSpec layout(w, h, channels, format);
   if (!channelNames.empty()) layout.channelnames = channelNames;
   if (channels == 4 && channelNames.empty()) layout.alpha_channel = 3;
   if (adjust) adjust(layout);
-  std::vector<float> data(static_cast<size_t>(w) * h * channels);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      for (int c = 0; c < channels; ++c) data[(static_cast<size_t>(y) * w + x) * channels + c] = pixel(x, y, c);
-  if (!out->open(path, layout)) return out->geterror();
-  if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
-  if (!out->close()) return out->geterror();
-  return {};
+  return WriteSubimages(path, {layout}, [&pixel](int, int x, int y, int c) { return pixel(x, y, c); });
 }
 
 // Writes a w x h image of `channels` channels that all hold `value`.
@@ -95,28 +111,11 @@ inline std::string DeclarePngSize(const std::string& path, uint32_t w, uint32_t 
 
 // Writes frames as subimages of one file at a frame rate (an animated GIF is
 // the movie OIIO can write itself). Returns an empty text on success.
-inline std::string WriteFrames(const std::string& path, int w, int h, int frames, int fps,
-                               const std::function<float(int frame, int x, int y, int c)>& pixel) {
-  auto out = OIIO::ImageOutput::create(path);
-  if (!out) return "no writer for " + path;
-  if (!out->supports("multiimage") || !out->supports("appendsubimage")) return "no multi-image output for " + path;
-  std::vector<OIIO::ImageSpec> layouts(static_cast<size_t>(frames), OIIO::ImageSpec(w, h, 3, OIIO::TypeDesc::UINT8));
-  for (auto& s : layouts) {
-    int rate[2] = {fps, 1};
-    s.attribute("FramesPerSecond", OIIO::TypeRational, rate);
-  }
-  if (!out->open(path, frames, layouts.data())) return out->geterror();
-  std::vector<float> data(static_cast<size_t>(w) * h * 3);
-  for (int f = 0; f < frames; ++f) {
-    if (f > 0 && !out->open(path, layouts[static_cast<size_t>(f)], OIIO::ImageOutput::AppendSubimage))
-      return out->geterror();
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x)
-        for (int c = 0; c < 3; ++c) data[(static_cast<size_t>(y) * w + x) * 3 + c] = pixel(f, x, y, c);
-    if (!out->write_image(OIIO::TypeDesc::FLOAT, data.data())) return out->geterror();
-  }
-  if (!out->close()) return out->geterror();
-  return {};
+inline std::string WriteFrames(const std::string& path, int w, int h, int frames, int fps, const FramePixelFn& pixel) {
+  OIIO::ImageSpec layout(w, h, 3, OIIO::TypeDesc::UINT8);
+  const int rate[2] = {fps, 1};
+  layout.attribute("FramesPerSecond", OIIO::TypeRational, rate);
+  return WriteSubimages(path, std::vector<OIIO::ImageSpec>(static_cast<size_t>(frames), layout), pixel);
 }
 
 }  // namespace tessaroc::testing
