@@ -170,11 +170,7 @@ TEST_F(BlendModesTest, DodgeAndBurnEdgeRules) {
   EXPECT_EQ(one("colordodge", 1e-9, 1.0), 1.0);
   EXPECT_EQ(one("colorburn", 1.0, 0.0), 1.0);
   EXPECT_EQ(one("colorburn", 1.0 - 1e-9, 0.0), 0.0);
-  EXPECT_EQ(one("reflect", 0.0, 1.0), 1.0);
-  EXPECT_EQ(one("glow", 1.0, 0.0), 1.0);
-  EXPECT_EQ(one("freeze", 1.0, 0.0), 0.0);
-  EXPECT_EQ(one("heat", 0.0, 1.0), 0.0);
-  EXPECT_EQ(one("divide", 0.0, 0.0), 0.0);
+  // (Reflect, glow, freeze, heat and divide at 0 and 1 are rows of the reference grid.)
   EXPECT_EQ(one("divide", 0.3, 0.0), 1.0);
   // Vivid light and pin light are continuous where their branches meet.
   for (double b : {0.1, 0.4, 0.8}) {
