@@ -64,6 +64,12 @@ class TextureServiceTest : public ::testing::Test {
                    uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
     return t.Sample(u, v, du, dv, wu, wv, interp, false, pattern::kAlphaStraight, false);
   }
+  // A lookup at (u, 0.5) under extend that decodes the file's colours (unless
+  // `convert` is false), with alpha read as `alpha`.
+  static ColorA Decoded(const pattern::ThreadedTexture& t, double u, int interp, int alpha = pattern::kAlphaStraight,
+                        bool convert = true, double du = 0) {
+    return t.Sample(u, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false);
+  }
   TempFolder folder_;
   pattern::TextureRef texture_;
 };
@@ -403,20 +409,16 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
     for (bool force32bit : {false, true}) {
       SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
       auto t = Load(name, force32bit);
-      auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
-        return t->Sample(0.5, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false).r;
-      };
-      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
-      EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear).r, inLinear, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpSat).r, inLinear, 1e-6);
       // Minified to one texel, the MIP level holds the mean light too.
-      EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpMip, pattern::kAlphaStraight, true, 4.0).r, inLinear, 1e-3);
       // Single texels are decoded exactly.
-      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpClosest, true, 0, false).r, decode(code),
-                  1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.8, kInterpClosest).r, decode(code), 1e-6);
       // Unconverted reads filter the codes; colours premultiplied in the file's
       // encoding are filtered as stored and decoded after.
-      EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
-      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear, pattern::kAlphaStraight, false).r, code / 2, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear, pattern::kAlphaPremultipliedColorSpace).r, ofCodes, 1e-6);
     }
 
   // A file tagged with a gamma of 2.2: the same columns, decoded by the power.
@@ -429,8 +431,7 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
               "");
     auto gamma = Load(name);
     const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
-    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).r, powered,
-                1e-6);
+    EXPECT_NEAR(Decoded(*gamma, 0.5, kInterpBilinear).r, powered, 1e-6);
   }
 
   // Tagged with a colour space of the OpenColorIO config: decoded through it
@@ -445,14 +446,13 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   ASSERT_TRUE(UseColorConfig("").ok());
   const double squared = code * code;
   for (int alpha : {pattern::kAlphaStraight, pattern::kAlphaPremultipliedColorSpace}) {
-    const ColorA c = mixed->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, alpha, false);
+    const ColorA c = Decoded(*mixed, 0.5, kInterpBilinear, alpha);
     EXPECT_NEAR(c.r, 1.5 * squared / 2, 1e-5) << alpha;  // (2 - 0.25 * 2) v^2
     EXPECT_NEAR(c.g, squared / 2, 1e-5) << alpha;
     EXPECT_NEAR(c.b, 0.5 * squared / 2, 1e-5) << alpha;
   }
   auto plain = Load("mixed.png", true);  // a load without the config (force32bit: a reading of its own)
-  EXPECT_NEAR(plain->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).g, code / 2,
-              1e-6);
+  EXPECT_NEAR(Decoded(*plain, 0.5, kInterpBilinear).g, code / 2, 1e-6);
 }
 
 TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
@@ -477,7 +477,7 @@ TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
     for (const Case& c : cases) {
       for (int interp : {kInterpClosest, kInterpBilinear}) {
         SCOPED_TRACE(::testing::Message() << force32bit << " alpha " << c.alpha << " interp " << interp);
-        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, interp, true, c.alpha, false);
+        const ColorA got = Decoded(*t, 0.5, interp, c.alpha);
         EXPECT_NEAR(got.r, c.r, 1e-6);
         EXPECT_NEAR(got.g, c.g, 1e-6);
         EXPECT_NEAR(got.a, a, 1e-6);
