@@ -219,22 +219,19 @@ constexpr AccessDecl kFailAccess[] = {{0, "result"}};
 constexpr MicroNodeDecl kFailMicro[] = {{"", kFailAccess, &FailKernel}};
 constexpr CoreNodeDecl kFail{kFailNode, "tests/core/test_nodes", true, kFailPorts, kFailMicro};
 
+// Registers the nodes in turn, up to the first that fails.
+template <const CoreNodeDecl&... kNodes>
+Result RegisterAll(CoreNodeRegistry& registry) {
+  Result r;
+  (void)(((r = RegisterDeclaredNode<kNodes>(registry)).ok()) && ...);
+  return r;
+}
+
 }  // namespace
 
 Result RegisterTestNodes(CoreNodeRegistry& registry) {
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kFail>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kBake>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kOrder>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCallColor>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kUvwColor>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCounterPre>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kCounterUse>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kPermanent>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kBatch>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kArray>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kAdd>(registry));
-  TESSAROC_RETURN_IF_FAILED(RegisterDeclaredNode<kFlags>(registry));
-  return Result::Ok();
+  return RegisterAll<kFail, kBake, kOrder, kCallColor, kUvwColor, kCounterPre, kCounterUse, kPermanent, kBatch, kArray,
+                     kAdd, kFlags>(registry);
 }
 
 }  // namespace tessaroc::testing

@@ -29,19 +29,26 @@ using pattern::kInterpClosest;
 using pattern::kInterpMip;
 using pattern::kInterpSat;
 using tessaroc::testing::TempFolder;
+using tessaroc::testing::WriteFlat;
 using tessaroc::testing::WriteImage;
 
 class TextureServiceTest : public ::testing::Test {
  protected:
-  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false, const LayerSet& layers = {}) {
-    pattern::TextureService& service = OiioTextureService();
-    pattern::TextureRef texture;
+  // Loads a file (a path, or a name looked up in `paths`) into texture_.
+  Result Try(const std::string& file, bool force32bit = false, const LayerSet& layers = {},
+             const SearchPathsType* paths = nullptr) {
     TimeValue time = 0;
-    Result r = service.LoadTexture(Url(folder_.File(name)), nullptr, force32bit, layers, time, nullptr, texture);
+    return OiioTextureService().LoadTexture(Url(file), paths, force32bit, layers, time, nullptr, texture_);
+  }
+  pattern::ThreadedTextureRef Load(const std::string& name, bool force32bit = false, const LayerSet& layers = {}) {
+    Result r = Try(folder_.File(name), force32bit, layers);
     EXPECT_TRUE(r.ok()) << r.ToString();
+    return Threaded();
+  }
+  pattern::ThreadedTextureRef Threaded() {
     pattern::ThreadedTextureRef threaded;
-    EXPECT_TRUE(service.AllocThreadedTexture(threaded).ok());
-    EXPECT_TRUE(threaded->Init(texture).ok());
+    EXPECT_TRUE(OiioTextureService().AllocThreadedTexture(threaded).ok());
+    EXPECT_TRUE(threaded->Init(texture_).ok());
     return threaded;
   }
   // 4 x 4 pixels: red = (column + 1) / 4, green = (row from the top + 1) / 4.
@@ -57,7 +64,14 @@ class TextureServiceTest : public ::testing::Test {
                    uint8_t wv = kWrapExtend, double du = 0, double dv = 0) {
     return t.Sample(u, v, du, dv, wu, wv, interp, false, pattern::kAlphaStraight, false);
   }
+  // A lookup at (u, 0.5) under extend that decodes the file's colours (unless
+  // `convert` is false), with alpha read as `alpha`.
+  static ColorA Decoded(const pattern::ThreadedTexture& t, double u, int interp, int alpha = pattern::kAlphaStraight,
+                        bool convert = true, double du = 0) {
+    return t.Sample(u, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false);
+  }
   TempFolder folder_;
+  pattern::TextureRef texture_;
 };
 
 TEST_F(TextureServiceTest, ClosestReadsExactPixelsWithVUpAndBilinearMixesNeighbours) {
@@ -102,7 +116,7 @@ TEST_F(TextureServiceTest, EachWrapModeOutsideTheSquare) {
 TEST_F(TextureServiceTest, ClampIsTransparentOutsideImagesWithoutAlpha) {
   // Three channels and one: as if the file had an alpha of 1, which every
   // filter fades with the colour across the edge.
-  ASSERT_EQ(WriteImage(folder_.File("grey4.exr"), 4, 4, 1, [](int, int, int) { return 0.5f; }), "");
+  ASSERT_EQ(WriteFlat(folder_.File("grey4.exr"), 4, 4, 1, 0.5f), "");
   // A layer with channels after it: there is none to fill, so alpha says
   // whether the point is on the image.
   ASSERT_EQ(WriteImage(folder_.File("two.exr"), 4, 4, 6, [](int, int, int c) { return 0.25f * c; },
@@ -269,7 +283,7 @@ TEST_F(TextureServiceTest, NonFiniteCoordinatesAreHarmless) {
 }
 
 TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
-  ASSERT_EQ(WriteImage(folder_.File("wide.exr"), 6, 3, 4, [](int, int, int) { return 1.0f; }), "");
+  ASSERT_EQ(WriteFlat(folder_.File("wide.exr"), 6, 3, 4, 1.0f), "");
   auto t = Load("wide.exr", true);
   pattern::TextureDetails d;
   ASSERT_TRUE(t->GetDetails(d).ok());
@@ -288,14 +302,10 @@ TEST_F(TextureServiceTest, DetailsEmptyTexturesAndLoadFailures) {
   EXPECT_EQ(none->Sample(0.5, 0.5, 0, 0, 0, 0, kInterpMip, true, 0, false), (ColorA{0, 0, 0, 0}));
 
   // Load failures say what went wrong.
-  pattern::TextureRef texture;
-  TimeValue time = 0;
-  Result r = OiioTextureService().LoadTexture(Url(folder_.File("absent.tif")), nullptr, false, LayerSet{}, time,
-                                              nullptr, texture);
+  Result r = Try(folder_.File("absent.tif"));
   EXPECT_TRUE(r.Is(errors::kIo));
   EXPECT_NE(r.message().find("absent.tif"), std::string_view::npos);
-  r = OiioTextureService().LoadTexture(Url(""), nullptr, false, LayerSet{}, time, nullptr, texture);
-  EXPECT_TRUE(r.failed());
+  EXPECT_TRUE(Try("").failed());
 }
 
 TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
@@ -326,14 +336,11 @@ TEST_F(TextureServiceTest, StripsAndSixteenBitFilesReadWithForce32bit) {
 TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
   // Small files whose headers claim more than their bytes: the claim is
   // refused with the size in the message, whatever filter would read it.
-  ASSERT_EQ(WriteImage(
-                folder_.File("huge.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
-            "");
-  ASSERT_EQ(testing::DeclarePngSize(folder_.File("huge.png"), 100000, 100000), "");
-  ASSERT_EQ(WriteImage(
-                folder_.File("many.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
-            "");
-  ASSERT_EQ(testing::DeclarePngSize(folder_.File("many.png"), 16384, 16384), "");
+  for (const auto& [name, w, h] :
+       {std::tuple{"huge.png", 100000, 100000}, {"many.png", 16384, 16384}, {"long.png", 65536, 2}}) {
+    ASSERT_EQ(WriteFlat(folder_.File(name), 4, 4, 3, 0.5f, OIIO::TypeDesc::UINT8), "");
+    ASSERT_EQ(testing::DeclarePngSize(folder_.File(name), w, h), "");
+  }
   // 4G pixels, and a side past what the library counts in an int.
   std::ofstream(folder_.File("square.pgm"), std::ios::binary) << "P5\n65536 65536\n255\n" << std::string(64, 'x');
   std::ofstream(folder_.File("line.pgm"), std::ios::binary) << "P5\n4294967296 1\n255\n" << std::string(64, 'x');
@@ -341,13 +348,11 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
   // make the missing MIP levels: 800M x 800M, and one that fails the
   // library's power-of-two wrap.
   for (const auto& [name, fw, fh] : {std::tuple{"window.exr", 800000000, 800000000}, {"wrap.exr", 4112, 12}}) {
-    OIIO::ImageSpec window(16, 12, 3, OIIO::TypeDesc::HALF);
-    window.full_width = fw;
-    window.full_height = fh;
-    auto out = OIIO::ImageOutput::create(folder_.File(name));
-    const std::vector<float> pixels(16 * 12 * 3, 0.5f);
-    ASSERT_TRUE(out && out->open(folder_.File(name), window) &&
-                out->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) && out->close());
+    const auto window = [fw, fh](OIIO::ImageSpec& layout) {
+      layout.full_width = fw;
+      layout.full_height = fh;
+    };
+    ASSERT_EQ(WriteFlat(folder_.File(name), 16, 12, 3, 0.5f, OIIO::TypeDesc::HALF, window), "");
   }
   const std::pair<const char*, const char*> cases[] = {{"huge.png", "100000 x 100000"},
                                                        {"many.png", "16384 x 16384"},
@@ -357,33 +362,20 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
                                                        {"wrap.exr", "display window of 4112 x 12 around its 16 x 12"}};
   for (const auto& [name, size] : cases)
     for (bool force32bit : {false, true}) {
-      pattern::TextureRef texture;
-      TimeValue time = 0;
-      const Result r = OiioTextureService().LoadTexture(Url(folder_.File(name)), nullptr, force32bit, LayerSet{}, time,
-                                                        nullptr, texture);
+      const Result r = Try(folder_.File(name), force32bit);
       ASSERT_TRUE(r.Is(errors::kIo)) << name << ": " << r.ToString();
       EXPECT_NE(r.message().find(size), std::string_view::npos) << r.message();
       EXPECT_NE(r.message().find(name), std::string_view::npos) << r.message();
     }
   // The largest side a file without MIP levels may have, when the other is small.
-  ASSERT_EQ(WriteImage(
-                folder_.File("long.png"), 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::UINT8),
-            "");
-  ASSERT_EQ(testing::DeclarePngSize(folder_.File("long.png"), 65536, 2), "");
-  pattern::TextureRef texture;
-  TimeValue time = 0;
-  EXPECT_TRUE(OiioTextureService()
-                  .LoadTexture(Url(folder_.File("long.png")), nullptr, false, LayerSet{}, time, nullptr, texture)
-                  .ok());
+  EXPECT_TRUE(Try(folder_.File("long.png")).ok());
 }
 
 // An OpenEXR header whose attribute claims more bytes than the file holds is
 // refused before the reader allocates what it claims (2 GB here).
 TEST_F(TextureServiceTest, DamagedExrHeadersAreRefusedBeforeTheReaderAllocates) {
   const std::string good = folder_.File("good.exr"), bad = folder_.File("bad.exr");
-  ASSERT_EQ(WriteImage(
-                good, 4, 4, 3, [](int, int, int) { return 0.5f; }, OIIO::TypeDesc::HALF),
-            "");
+  ASSERT_EQ(WriteFlat(good, 4, 4, 3, 0.5f, OIIO::TypeDesc::HALF), "");
   std::ifstream in(good, std::ios::binary);
   std::string bytes(std::istreambuf_iterator<char>(in), {});
   const std::string attribute("channels\0chlist\0", 16);
@@ -392,24 +384,22 @@ TEST_F(TextureServiceTest, DamagedExrHeadersAreRefusedBeforeTheReaderAllocates) 
   bytes.replace(at + attribute.size(), 4, "\xff\xff\xff\x7f");
   std::ofstream(bad, std::ios::binary) << bytes;
   for (const auto& [file, ok] : {std::pair{good, true}, {bad, false}}) {
-    pattern::TextureRef texture;
-    TimeValue time = 0;
-    const Result r = OiioTextureService().LoadTexture(Url(file), nullptr, false, LayerSet{}, time, nullptr, texture);
+    const Result r = Try(file);
     EXPECT_EQ(r.ok(), ok) << file << ": " << r.ToString();
     if (!ok) { EXPECT_NE(r.message().find("is a damaged OpenEXR file"), std::string_view::npos) << r.message(); }
   }
 }
 
+// The sRGB decoding of a code in [0, 1], written out here as the reference.
+double decode(double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); }
+
 TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   // 8-bit sRGB, 4 x 2: two black columns, then two of code 128. Halfway between the two middle columns:
-  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
   const double code = 128 / 255.0;
   const double inLinear = decode(code) / 2;  // the mean of the light: 0.1079
   const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
-  ASSERT_EQ(WriteImage(
-                folder_.File("halves.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
-                OIIO::TypeDesc::UINT8),
-            "");
+  const auto halves = [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; };
+  ASSERT_EQ(WriteImage(folder_.File("halves.png"), 4, 2, 3, halves, OIIO::TypeDesc::UINT8), "");
   // The same as a tiled texture with its own MIP levels (averaged in sRGB) and a fingerprint.
   OIIO::ImageSpec config;
   ASSERT_TRUE(OIIO::ImageBufAlgo::make_texture(OIIO::ImageBufAlgo::MakeTxTexture, folder_.File("halves.png"),
@@ -419,20 +409,16 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
     for (bool force32bit : {false, true}) {
       SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
       auto t = Load(name, force32bit);
-      auto sample = [&](int interp, bool convert, int alpha, double du = 0) {
-        return t->Sample(0.5, 0.5, du, 0, kWrapExtend, kWrapExtend, interp, convert, alpha, false).r;
-      };
-      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaStraight), inLinear, 1e-6);
-      EXPECT_NEAR(sample(kInterpSat, true, pattern::kAlphaStraight), inLinear, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear).r, inLinear, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpSat).r, inLinear, 1e-6);
       // Minified to one texel, the MIP level holds the mean light too.
-      EXPECT_NEAR(sample(kInterpMip, true, pattern::kAlphaStraight, 4.0), inLinear, 1e-3);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpMip, pattern::kAlphaStraight, true, 4.0).r, inLinear, 1e-3);
       // Single texels are decoded exactly.
-      EXPECT_NEAR(t->Sample(0.8, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpClosest, true, 0, false).r, decode(code),
-                  1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.8, kInterpClosest).r, decode(code), 1e-6);
       // Unconverted reads filter the codes; colours premultiplied in the file's
       // encoding are filtered as stored and decoded after.
-      EXPECT_NEAR(sample(kInterpBilinear, false, pattern::kAlphaStraight), code / 2, 1e-6);
-      EXPECT_NEAR(sample(kInterpBilinear, true, pattern::kAlphaPremultipliedColorSpace), ofCodes, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear, pattern::kAlphaStraight, false).r, code / 2, 1e-6);
+      EXPECT_NEAR(Decoded(*t, 0.5, kInterpBilinear, pattern::kAlphaPremultipliedColorSpace).r, ofCodes, 1e-6);
     }
 
   // A file tagged with a gamma of 2.2: the same columns, decoded by the power.
@@ -440,25 +426,19 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   for (const char* space : {"GammaCorrected2.2", "Gamma2.2"}) {
     SCOPED_TRACE(space);
     const std::string name = std::string(space) + ".png";
-    auto out = OIIO::ImageOutput::create(folder_.File(name));
-    ASSERT_TRUE(out);
-    OIIO::ImageSpec layout(4, 2, 1, OIIO::TypeDesc::UINT8);
-    layout.attribute("oiio:ColorSpace", space);
-    const unsigned char codes[8] = {0, 0, 128, 128, 0, 0, 128, 128};
-    ASSERT_TRUE(out->open(folder_.File(name), layout) && out->write_image(OIIO::TypeDesc::UINT8, codes) &&
-                out->close());
+    ASSERT_EQ(WriteImage(folder_.File(name), 4, 2, 1, halves, OIIO::TypeDesc::UINT8, {},
+                         [space](OIIO::ImageSpec& layout) { layout.attribute("oiio:ColorSpace", space); }),
+              "");
     auto gamma = Load(name);
     const double powered = std::pow(code, 2.2) / 2;  // the mean of the light
-    EXPECT_NEAR(gamma->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).r, powered,
-                1e-6);
+    EXPECT_NEAR(Decoded(*gamma, 0.5, kInterpBilinear).r, powered, 1e-6);
   }
 
   // Tagged with a colour space of the OpenColorIO config: decoded through it
   // (squared, then the inverse matrix mixes the channels), also where alpha
   // was premultiplied in the file's space. Without the config, as stored.
-  ASSERT_EQ(WriteImage(
-                folder_.File("mixed.png"), 4, 2, 3, [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; },
-                OIIO::TypeDesc::UINT8, {}, "mixed"),
+  ASSERT_EQ(WriteImage(folder_.File("mixed.png"), 4, 2, 3, halves, OIIO::TypeDesc::UINT8, {},
+                       [](OIIO::ImageSpec& layout) { layout.attribute("oiio:ColorSpace", "mixed"); }),
             "");
   std::ofstream(folder_.File("test.ocio")) << testing::kOcioConfig;
   ASSERT_TRUE(UseColorConfig(folder_.File("test.ocio")).ok());
@@ -466,29 +446,22 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   ASSERT_TRUE(UseColorConfig("").ok());
   const double squared = code * code;
   for (int alpha : {pattern::kAlphaStraight, pattern::kAlphaPremultipliedColorSpace}) {
-    const ColorA c = mixed->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, alpha, false);
+    const ColorA c = Decoded(*mixed, 0.5, kInterpBilinear, alpha);
     EXPECT_NEAR(c.r, 1.5 * squared / 2, 1e-5) << alpha;  // (2 - 0.25 * 2) v^2
     EXPECT_NEAR(c.g, squared / 2, 1e-5) << alpha;
     EXPECT_NEAR(c.b, 0.5 * squared / 2, 1e-5) << alpha;
   }
   auto plain = Load("mixed.png", true);  // a load without the config (force32bit: a reading of its own)
-  EXPECT_NEAR(plain->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, kInterpBilinear, true, 0, false).g, code / 2,
-              1e-6);
+  EXPECT_NEAR(Decoded(*plain, 0.5, kInterpBilinear).g, code / 2, 1e-6);
 }
 
 TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
   // 8-bit sRGB texels of colour (255, 200, 0) and alpha 128, stored straight.
-  {
-    auto out = OIIO::ImageOutput::create(folder_.File("straight.png"));
-    ASSERT_TRUE(out);
-    OIIO::ImageSpec layout(2, 2, 4, OIIO::TypeDesc::UINT8);
-    layout.attribute("oiio:UnassociatedAlpha", 1);
-    std::vector<unsigned char> codes;
-    for (int i = 0; i < 4; ++i) codes.insert(codes.end(), {255, 200, 0, 128});
-    ASSERT_TRUE(out->open(folder_.File("straight.png"), layout) &&
-                out->write_image(OIIO::TypeDesc::UINT8, codes.data()) && out->close());
-  }
-  const auto decode = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+  const float texel[4] = {1.0f, 200 / 255.0f, 0.0f, 128 / 255.0f};
+  ASSERT_EQ(WriteImage(
+                folder_.File("straight.png"), 2, 2, 4, [&](int, int, int c) { return texel[c]; }, OIIO::TypeDesc::UINT8,
+                {}, [](OIIO::ImageSpec& layout) { layout.attribute("oiio:UnassociatedAlpha", 1); }),
+            "");
   const double a = 128 / 255.0;
   struct Case {
     int alpha;
@@ -504,7 +477,7 @@ TEST_F(TextureServiceTest, StraightAlphaOfEncodedFilesIsDecodedAsStored) {
     for (const Case& c : cases) {
       for (int interp : {kInterpClosest, kInterpBilinear}) {
         SCOPED_TRACE(::testing::Message() << force32bit << " alpha " << c.alpha << " interp " << interp);
-        const ColorA got = t->Sample(0.5, 0.5, 0, 0, kWrapExtend, kWrapExtend, interp, true, c.alpha, false);
+        const ColorA got = Decoded(*t, 0.5, interp, c.alpha);
         EXPECT_NEAR(got.r, c.r, 1e-6);
         EXPECT_NEAR(got.g, c.g, 1e-6);
         EXPECT_NEAR(got.a, a, 1e-6);
@@ -527,18 +500,10 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   for (const char* decoy : {"set/tex.0999.exr", "set/tex.1001.exr.bak", "set/tex.10a1.exr", "set/tex.12345.exr"})
     std::ofstream(folder_.File(decoy)) << "not an image";
 
-  pattern::TextureService& service = OiioTextureService();
   SearchPathsType paths;
   paths.urls.emplace_back(folder_.File("set"));
-  auto load = [&](const char* name, pattern::TextureRef& texture) {
-    TimeValue time = 0;
-    return service.LoadTexture(Url(name), &paths, false, LayerSet{}, time, nullptr, texture);
-  };
-  pattern::TextureRef texture;
-  ASSERT_TRUE(load("tex.<UDIM>.exr", texture).ok());
-  pattern::ThreadedTextureRef t;
-  ASSERT_TRUE(service.AllocThreadedTexture(t).ok());
-  ASSERT_TRUE(t->Init(texture).ok());
+  ASSERT_TRUE(Try("tex.<UDIM>.exr", false, {}, &paths).ok());
+  const pattern::ThreadedTextureRef t = Threaded();
   auto across = [&](double u, double v, int interp = kInterpClosest) {
     return t->Sample(u, v, 0, 0, kWrapRepeat, kWrapRepeat, interp, false, pattern::kAlphaStraight, true);
   };
@@ -557,10 +522,10 @@ TEST_F(TextureServiceTest, TileSetsReadTheTileUnderEachSampleOrElseTheirFirstTil
   ASSERT_TRUE(t->GetDetails(d).ok());
   EXPECT_EQ(d.width, 4);
 
-  Result none = load("other.<UDIM>.exr", texture);
+  Result none = Try("other.<UDIM>.exr", false, {}, &paths);
   EXPECT_TRUE(none.Is(errors::kIo));
   EXPECT_NE(none.message().find("Image file not found"), std::string_view::npos) << none.message();
-  EXPECT_TRUE(load("<UDIM>/tex.exr", texture).Is(errors::kIllegalArgument));
+  EXPECT_TRUE(Try("<UDIM>/tex.exr", false, {}, &paths).Is(errors::kIllegalArgument));
 }
 
 }  // namespace
