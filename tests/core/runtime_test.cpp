@@ -110,6 +110,39 @@ TEST_F(RuntimeTest, FunctionBodyRunsAtTheArgumentContextAlsoInAClone) {
   EXPECT_EQ(copy->OutputAs<ColorA>(), (ColorA{1.5, 0.5, 0, 1}));
 }
 
+TEST_F(RuntimeTest, ABodyCalledWithTheSampleContextReadsWhatTheMainPlanComputedBeforeTheCall) {
+  struct Case {
+    const char* name;
+    double shift;
+    bool twinFirst;  // the main plan's copy of the body's node runs before the caller
+    int calls;       // kernel calls per sample
+  };
+  const Case cases[] = {
+      {"same context, twin first: the body's node is skipped", 0.0, true, 2},
+      {"a shifted context runs the body", 0.5, true, 3},
+      {"a twin after the caller has not run yet", 0.0, false, 3},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Plan plan;
+    NodeRef twin;
+    if (c.twinFirst) twin = Add(plan, kUvwColorNode);
+    MainCaller(plan, UvwBody(plan), c.shift);
+    if (!c.twinFirst) twin = Add(plan, kUvwColorNode);
+    ASSERT_TRUE(plan.BindContext(twin, "context").ok());
+    ASSERT_TRUE(plan.Finish().ok());
+    std::unique_ptr<PlanInstance> inst = Instance(plan);
+    for (double u : {0.25, -3.0}) {
+      ShadingContext ctx;
+      ctx.uvw = {u, 0.5, 0.75};
+      KernelCalls() = 0;
+      ASSERT_TRUE(inst->Evaluate(ctx).ok());
+      EXPECT_EQ(KernelCalls(), c.calls);
+      EXPECT_EQ(inst->OutputAs<ColorA>(), (ColorA{u + c.shift, 0.5, 0.75, 1}));
+    }
+  }
+}
+
 TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
   // A pre node bakes a body that reads a uniform node and a per-sample node.
   Plan plan;

@@ -43,10 +43,13 @@ constexpr CoreNodeDecl kOrder{kOrderNode, "tests/core/test_nodes", false, kOrder
 enum CallAccess { kCCtx, kCColor, kCShift, kCResult, kCCache };
 void CallColorKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
   ++KernelCalls();
-  ShadingContext local = p.In<ShadingContext>(kCCtx);
-  local.uvw.x += p.In<double>(kCShift);
+  const ShadingContext& in = p.In<ShadingContext>(kCCtx);
+  const double shift = p.In<double>(kCShift);
+  ShadingContext local = in;
+  local.uvw.x += shift;
+  // Unshifted, it passes its own context on, as the catalogue's nodes do.
   ColorA out;
-  r = InvokeColor(p.In<FunctionRef>(kCColor), local, out, &p.Out<Data>(kCCache));
+  r = InvokeColor(p.In<FunctionRef>(kCColor), shift == 0.0 ? in : local, out, &p.Out<Data>(kCCache));
   p.Out<ColorA>(kCResult) = out;
 }
 constexpr PortDecl kCallPorts[] = {
