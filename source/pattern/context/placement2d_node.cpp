@@ -148,6 +148,8 @@ enum Access {
   kPivotCached,
   kRotationCached,
   kRepetitionsCached,
+  kModeUCached,
+  kModeVCached,
 };
 
 uint8_t WrapCodeOf(const InternedId& mode) {
@@ -167,9 +169,6 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
   out = in;
 
-  const uint8_t wrapU = WrapCodeOf(ports.In<InternedId>(kModeU));
-  const uint8_t wrapV = WrapCodeOf(ports.In<InternedId>(kModeV));
-
   Placement2dParams p;
   p.offset = ports.In<Vector2d>(kOffset);
   p.length = ports.In<Vector2d>(kLength);
@@ -177,22 +176,32 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   p.rotation = ports.In<double>(kRotation);
   p.repetitions = ports.In<Vector2d>(kRepetitions);
 
-  // The map (a sine and a cosine, an inverse) is built again only when a
-  // parameter changed: once per instance for constant parameters. The cached
-  // ports are this instance's own, so threads do not share them.
+  // The map (a sine and a cosine, an inverse) and the wrap codes are made
+  // again only when a parameter changed: once per instance for constant
+  // parameters. The cached ports are this instance's own, so threads do not
+  // share them.
   Placement2dData& data = ports.Out<Placement2dData>(kData);
   Vector2d& offset = ports.Out<Vector2d>(kOffsetCached);
   Vector2d& length = ports.Out<Vector2d>(kLengthCached);
   Vector2d& pivot = ports.Out<Vector2d>(kPivotCached);
   double& rotation = ports.Out<double>(kRotationCached);
   Vector2d& repetitions = ports.Out<Vector2d>(kRepetitionsCached);
+  const InternedId& modeU = ports.In<InternedId>(kModeU);
+  const InternedId& modeV = ports.In<InternedId>(kModeV);
+  InternedId& modeUCached = ports.Out<InternedId>(kModeUCached);
+  InternedId& modeVCached = ports.Out<InternedId>(kModeVCached);
   if (!data.built || !SameBits(p.offset, offset) || !SameBits(p.length, length) || !SameBits(p.pivot, pivot) ||
-      !SameBits(p.rotation, rotation) || !SameBits(p.repetitions, repetitions)) {
+      !SameBits(p.rotation, rotation) || !SameBits(p.repetitions, repetitions) || !(modeU == modeUCached) ||
+      !(modeV == modeVCached)) {
     data = BuildPlacement2d(p);
+    data.wrapU = WrapCodeOf(modeU);
+    data.wrapV = WrapCodeOf(modeV);
     offset = p.offset, length = p.length, pivot = p.pivot, rotation = p.rotation, repetitions = p.repetitions;
+    modeUCached = modeU, modeVCached = modeV;
   }
 
-  PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), wrapU, wrapV, p.repetitions, out);
+  PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), data.wrapU, data.wrapV,
+                  p.repetitions, out);
 }
 
 constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
@@ -215,6 +224,8 @@ constexpr PortDecl kPorts[] = {
     {"localPivotCached", PortDir::kOut, &kVector2dType, kPrivate},
     {"localRotationCached", PortDir::kOut, &kFloat64Type, kPrivate},
     {"localRepetitionsCached", PortDir::kOut, &kVector2dType, kPrivate},
+    {"localModeUCached", PortDir::kOut, &kInternedIdType, kPrivate},
+    {"localModeVCached", PortDir::kOut, &kInternedIdType, kPrivate},
 };
 constexpr AccessDecl kAccess[] = {
     {kContext, "context"},
@@ -234,6 +245,8 @@ constexpr AccessDecl kAccess[] = {
     {kPivotCached, "localPivotCached"},
     {kRotationCached, "localRotationCached"},
     {kRepetitionsCached, "localRepetitionsCached"},
+    {kModeUCached, "localModeUCached"},
+    {kModeVCached, "localModeVCached"},
 };
 static_assert(AccessInOrder(kAccess));
 constexpr MicroNodeDecl kMicro[] = {{"", kAccess, &Kernel}};

@@ -23,6 +23,8 @@ struct Placement2dData {
   double inverseRepetitionsU = 0;  // 1 / repetitions, 0 where that is 0
   double inverseRepetitionsV = 0;
   bool built = false;
+  uint8_t wrapU = kWrapExtend;  // the wrap modes, decoded once with the map
+  uint8_t wrapV = kWrapExtend;
 };
 extern const DataType kPlacement2dDataType;
 
