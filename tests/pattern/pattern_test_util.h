@@ -44,6 +44,14 @@ inline void SetMask(SingleNodeRunner& run, double blend, bool r, bool g, bool b,
   EXPECT_TRUE(run.Set("maskalpha", a).ok());
 }
 
+// Sets each (port, value) pair in order; a refused one fails the test.
+inline void SetAll(SingleNodeRunner&) {}
+template <class T, class... Rest>
+void SetAll(SingleNodeRunner& run, const char* port, const T& value, const Rest&... rest) {
+  EXPECT_TRUE(run.Set(port, value).ok()) << port;
+  SetAll(run, rest...);
+}
+
 inline void SetEnum(SingleNodeRunner& run, const char* port, const char* value) {
   EXPECT_TRUE(run.Set(port, InternedId::Intern(value)).ok());
 }

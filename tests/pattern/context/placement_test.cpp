@@ -16,6 +16,7 @@ using testutil::BusyContext;
 using testutil::Runner;
 using testutil::Same;
 using testutil::SameContext;
+using testutil::SetAll;
 
 struct Place2d {
   Vector2d offset{0, 0};
@@ -28,18 +29,22 @@ struct Place2d {
   const char* modeV = "extend";
 };
 
+// Sets every input of `p` on `run`, runs it on `in` and returns its result.
+ShadingContext Run2d(SingleNodeRunner& run, const Place2d& p, const ShadingContext& in) {
+  SetAll(run, "localOffset", p.offset, "localLength", p.length, "localPivot", p.pivot, "localRotation", p.rotation,
+         "localRepetitions", p.repetitions, "localDecalU", p.decalU, "localDecalV", p.decalV, "localModeU",
+         InternedId::Intern(p.modeU), "localModeV", InternedId::Intern(p.modeV));
+  EXPECT_TRUE(run.Run(in).ok());
+  return run.Get<ShadingContext>("result");
+}
+
 class Placement2dTest : public ::testing::Test {
  protected:
   ShadingContext Run(const Place2d& p, const ShadingContext& in) {
     auto run = Runner(kPlacement2dId);
-    for (Result r : {run->Set("localOffset", p.offset), run->Set("localLength", p.length),
-                     run->Set("localPivot", p.pivot), run->Set("localRotation", p.rotation),
-                     run->Set("localRepetitions", p.repetitions), run->Set("localDecalU", p.decalU),
-                     run->Set("localDecalV", p.decalV), run->Set("localModeU", InternedId::Intern(p.modeU)),
-                     run->Set("localModeV", InternedId::Intern(p.modeV)), run->Run(in)})
-      EXPECT_TRUE(r.ok()) << r.ToString();
+    const ShadingContext out = Run2d(*run, p, in);
     last = run->Get<Placement2dData>("pdata");
-    return run->Get<ShadingContext>("result");
+    return out;
   }
   // A context without differentials at (u, v).
   static ShadingContext At(double u, double v) {
@@ -113,6 +118,8 @@ TEST_F(Placement2dTest, WrapModesRepetitionsAndDegenerateSettings) {
     Place2d p;
     double u, v, wantU, wantV, tolerance;
   };
+  const Place2d zeroLength{
+      .offset = {5, 5}, .length = {0.0, 1.0}, .pivot = {0.3, 0.3}, .rotation = 0.7, .repetitions = {2.0, 3.0}};
   const Case cases[] = {
       {"repeat", {.modeU = "repeat"}, -0.25, 0.5, 0.75, 0.5, 0},
       {"mirror, cell -1 is odd", {.modeU = "mirror"}, -0.25, 0.5, 0.25, 0.5, 0},
@@ -131,13 +138,7 @@ TEST_F(Placement2dTest, WrapModesRepetitionsAndDegenerateSettings) {
       // Above 2^63 the cell is the largest Int64, which is odd: flipped. Below
       // -2^63 it is the smallest, even: not flipped.
       {"huge coordinates saturate the cell", {.modeU = "mirror", .modeV = "mirror"}, 1e300, -1e300, 1.0, 0.0, 0},
-      {"zero length falls back to plain repetition",
-       {.offset = {5, 5}, .length = {0.0, 1.0}, .pivot = {0.3, 0.3}, .rotation = 0.7, .repetitions = {2.0, 3.0}},
-       0.25,
-       0.5,
-       0.5,
-       1.5,
-       0},
+      {"zero length falls back to plain repetition", zeroLength, 0.25, 0.5, 0.5, 1.5, 0},
   };
   for (const Case& c : cases) {
     const ShadingContext out = Run(c.p, At(c.u, c.v));
@@ -268,13 +269,13 @@ struct Place3d {
   Vector pivot{0, 0, 0};
 };
 
-ShadingContext Run3d(const Place3d& p, const ShadingContext& in) {
-  auto run = Runner(kPlacement3dId);
-  for (Result r : {run->Set("enableSpaceTransformation", p.enable), run->Set("spacePosition", p.position),
-                   run->Set("spaceScale", p.scale), run->Set("spaceRotation", p.rotation),
-                   run->Set("spaceRotationOrder", Id(p.order)), run->Set("pivot", p.pivot), run->Run(in)})
-    EXPECT_TRUE(r.ok()) << r.ToString();
-  return run->Get<ShadingContext>("result");
+ShadingContext Run3d(const Place3d& p, const ShadingContext& in, SingleNodeRunner* kept = nullptr) {
+  auto fresh = kept ? nullptr : Runner(kPlacement3dId);
+  SingleNodeRunner& run = kept ? *kept : *fresh;
+  SetAll(run, "enableSpaceTransformation", p.enable, "spacePosition", p.position, "spaceScale", p.scale,
+         "spaceRotation", p.rotation, "spaceRotationOrder", Id(p.order), "pivot", p.pivot);
+  EXPECT_TRUE(run.Run(in).ok());
+  return run.Get<ShadingContext>("result");
 }
 
 TEST(Placement3d, EveryRotationOrderInvertsItsOwnForwardTransform) {
@@ -327,13 +328,7 @@ TEST_F(Placement2dTest, AParameterChangedBetweenSamplesGivesTheNewMap) {
   const ShadingContext in = BusyContext();
   auto kept = Runner(kPlacement2dId);
   Place2d p;
-  auto step = [&](const char* what) {
-    for (Result r :
-         {kept->Set("localOffset", p.offset), kept->Set("localLength", p.length), kept->Set("localPivot", p.pivot),
-          kept->Set("localRotation", p.rotation), kept->Set("localRepetitions", p.repetitions), kept->Run(in)})
-      ASSERT_TRUE(r.ok()) << r.ToString();
-    EXPECT_TRUE(SameContext(kept->Get<ShadingContext>("result"), Run(p, in))) << what;
-  };
+  auto step = [&](const char* what) { EXPECT_TRUE(SameContext(Run2d(*kept, p, in), Run(p, in))) << what; };
   p.rotation = 0.3, step("rotation");
   step("the same again");
   p.rotation = 0.0, step("no rotation");
@@ -345,13 +340,7 @@ TEST_F(Placement2dTest, AParameterChangedBetweenSamplesGivesTheNewMap) {
 
   auto kept3 = Runner(kPlacement3dId);
   Place3d q{.rotation = {0.2, 0.3, 0.4}};
-  auto step3 = [&](const char* what) {
-    for (Result r : {kept3->Set("enableSpaceTransformation", q.enable), kept3->Set("spacePosition", q.position),
-                     kept3->Set("spaceScale", q.scale), kept3->Set("spaceRotation", q.rotation),
-                     kept3->Set("spaceRotationOrder", Id(q.order)), kept3->Set("pivot", q.pivot), kept3->Run(in)})
-      ASSERT_TRUE(r.ok()) << r.ToString();
-    EXPECT_TRUE(SameContext(kept3->Get<ShadingContext>("result"), Run3d(q, in))) << what;
-  };
+  auto step3 = [&](const char* what) { EXPECT_TRUE(SameContext(Run3d(q, in, kept3.get()), Run3d(q, in))) << what; };
   step3("rotation");
   q.order = "zyxlocal", step3("order");
   q.order = "xyzlocal", step3("order back");
