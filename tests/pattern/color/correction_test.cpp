@@ -12,17 +12,14 @@ namespace {
 
 using testutil::ColorNear;
 using testutil::RunColor;
+using testutil::SetAll;
 using testutil::SetMask;
 
 constexpr double kTwoPi = 6.283185307179586;
 
 ColorA Hsl(const ColorA& c, double hue, double sat, double value, bool colorize, bool maskAlpha = false) {
   auto run = testutil::Runner(kColorHslId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  EXPECT_TRUE(run->Set("hue", hue).ok());
-  EXPECT_TRUE(run->Set("saturation", sat).ok());
-  EXPECT_TRUE(run->Set("value", value).ok());
-  EXPECT_TRUE(run->Set("colorize", colorize).ok());
+  SetAll(*run, "color", c, "hue", hue, "saturation", sat, "value", value, "colorize", colorize);
   SetMask(*run, 1.0, true, true, true, maskAlpha);
   return RunColor(*run);
 }
@@ -75,9 +72,9 @@ ColorA Correct(const ColorA& c, const Bands& bands, double blend = 1.0) {
   auto run = testutil::Runner(kColorCorrectionId);
   EXPECT_TRUE(run->Set("color", c).ok());
   for (int i = 0; i < kColorBandCount; ++i) {
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("hue") + kBandNames[i]), bands.shift[i].hue).ok());
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("saturation") + kBandNames[i]), bands.shift[i].saturation).ok());
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("luminance") + kBandNames[i]), bands.shift[i].luminance).ok());
+    const std::string band = kBandNames[i];
+    SetAll(*run, ("hue" + band).c_str(), bands.shift[i].hue, ("saturation" + band).c_str(), bands.shift[i].saturation,
+           ("luminance" + band).c_str(), bands.shift[i].luminance);
   }
   SetMask(*run, blend, true, true, true, true);
   return RunColor(*run);

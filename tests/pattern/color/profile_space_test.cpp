@@ -14,7 +14,7 @@ namespace {
 
 using testutil::ColorNear;
 using testutil::RunColor;
-using testutil::SetEnum;
+using testutil::SetAll;
 using testutil::SetMask;
 
 struct ProfileSetup {
@@ -27,14 +27,9 @@ struct ProfileSetup {
 
 ColorA Profile(const ColorA& c, const ProfileSetup& p) {
   auto run = testutil::Runner(kColorProfileId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  SetEnum(*run, "inProfile", p.in);
-  SetEnum(*run, "outProfile", p.out);
-  SetEnum(*run, "direction", p.direction);
-  EXPECT_TRUE(run->Set("gamma", p.gamma).ok());
-  EXPECT_TRUE(run->Set("filmgamma", p.filmGamma).ok());
-  EXPECT_TRUE(run->Set("blackpoint", p.blackPoint).ok());
-  EXPECT_TRUE(run->Set("whitepoint", p.whitePoint).ok());
+  SetAll(*run, "color", c, "inProfile", InternedId::Intern(p.in), "outProfile", InternedId::Intern(p.out), "direction",
+         InternedId::Intern(p.direction), "gamma", p.gamma, "filmgamma", p.filmGamma, "blackpoint", p.blackPoint,
+         "whitepoint", p.whitePoint);
   SetMask(*run, 1.0, true, true, true, p.maskAlpha);
   return RunColor(*run);
 }
@@ -103,9 +98,7 @@ TEST(ColorProfile, CineonUsesBlackpointAsDivisorAndWhitepointAsZero) {
 
 ColorA Space(const ColorA& c, const char* in, const char* out, bool maskAlpha = true) {
   auto run = testutil::Runner(kColorSpaceId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  SetEnum(*run, "incolorspace", in);
-  SetEnum(*run, "outcolorspace", out);
+  SetAll(*run, "color", c, "incolorspace", InternedId::Intern(in), "outcolorspace", InternedId::Intern(out));
   SetMask(*run, 1.0, true, true, true, maskAlpha);
   return RunColor(*run);
 }

@@ -20,6 +20,7 @@
 namespace tessaroc::pattern {
 namespace {
 
+using testutil::SetAll;
 using testutil::SetEnum;
 
 std::unique_ptr<SingleNodeRunner> Concat(const std::vector<const char*>& parts) {
@@ -88,9 +89,7 @@ TEST(LetterCase, ModesAndUnknownModeHandsOnTheSameHandle) {
 
 std::unique_ptr<SingleNodeRunner> PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
   auto run = testutil::Runner(kPrefixSuffixId);
-  EXPECT_TRUE(run->Set("string", String(s)).ok());
-  EXPECT_TRUE(run->Set("prefix", String(prefix)).ok());
-  EXPECT_TRUE(run->Set("suffix", String(suffix)).ok());
+  SetAll(*run, "string", String(s), "prefix", String(prefix), "suffix", String(suffix));
   EXPECT_TRUE(run->Run().ok());
   return run;
 }
@@ -158,9 +157,7 @@ TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
 TEST(SearchAndReplace, ReplacesEveryOccurrence) {
   auto run = testutil::Runner(kSearchAndReplaceId);
   const String input("a.b.c");
-  ASSERT_TRUE(run->Set("string", input).ok());
-  ASSERT_TRUE(run->Set("search", String(".")).ok());
-  ASSERT_TRUE(run->Set("replace", String("/")).ok());
+  SetAll(*run, "string", input, "search", String("."), "replace", String("/"));
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("result").view(), "a/b/c");
   EXPECT_EQ(Input(*run, "string").view(), "a.b.c");
@@ -182,9 +179,7 @@ TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   EXPECT_EQ(Substr("\xc3\xa9t\xc3\xa9", 1, 2).view(), "t\xc3\xa9");
 
   auto run = testutil::Runner(kSubstrId);
-  ASSERT_TRUE(run->Set("string", String("abcdef")).ok());
-  ASSERT_TRUE(run->Set<int64_t>("start", 0).ok());
-  ASSERT_TRUE(run->Set<int64_t>("count", 2).ok());
+  SetAll(*run, "string", String("abcdef"), "start", int64_t{0}, "count", int64_t{2});
   ASSERT_TRUE(run->Run().ok());
   EXPECT_EQ(run->Get<String>("result").view(), "ab");
   ASSERT_TRUE(run->Set<int64_t>("count", 0).ok());
