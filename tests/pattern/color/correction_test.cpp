@@ -41,9 +41,6 @@ TEST(ColorHsl, HueSaturationAndValueShiftsMatchAReference) {
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, 0.5, false), {0.6, 0.7, 0.8, 1}, 1e-12));
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, -0.5, false), {0.1, 0.2, 0.3, 1}, 1e-12));
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, 1.0, false), {1, 1, 1, 1}, 1e-12));
-  // Near grey the colour loses its brighter channels: within the grey
-  // threshold any correction reads it as grey at its smallest channel.
-  EXPECT_TRUE(ColorNear(Hsl({0.5, 0.5004, 0.5002, 1}, 0.1, 0, 0, false), {0.5, 0.5, 0.5, 1}, 0));
 }
 
 TEST(ColorHsl, ColorizePaintsOneHue) {

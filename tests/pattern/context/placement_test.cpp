@@ -101,17 +101,6 @@ TEST_F(Placement2dTest, KnownPointUnderRotationLengthPivotOffsetAndRepetition) {
   }
 }
 
-TEST_F(Placement2dTest, PivotIsTheFixedPointOfRotationAndLength) {
-  const ShadingContext out = Run({.length = {0.3, 4.0}, .pivot = {0.25, 0.75}, .rotation = 1.1}, At(0.25, 0.75));
-  EXPECT_NEAR(out.uvw.x, 0.25, 1e-15);
-  EXPECT_NEAR(out.uvw.y, 0.75, 1e-15);
-  // A quarter turn takes (pivot + (1, 0)) to pivot + (0, -1): the image turns
-  // one way, so its coordinate the other.
-  const ShadingContext turned = Run({.pivot = {0.25, 0.75}, .rotation = 1.5707963267948966}, At(1.25, 0.75));
-  EXPECT_NEAR(turned.uvw.x, 0.25, 1e-15);
-  EXPECT_NEAR(turned.uvw.y, -0.25, 1e-15);
-}
-
 TEST_F(Placement2dTest, WrapModesRepetitionsAndDegenerateSettings) {
   struct Case {
     const char* what;
