@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
@@ -127,6 +128,25 @@ inline ::testing::AssertionResult SameContext(const ShadingContext& a, const Sha
   return ::testing::AssertionSuccess();
 }
 // clang-format on
+
+// Whether `out` equals `in` in every field but the `moved` ones (by default
+// the uvw block), which it may change.
+inline ::testing::AssertionResult SameContextBut(const ShadingContext& out, ShadingContext in,
+                                                 const std::vector<Vector ShadingContext::*>& moved = {
+                                                     &ShadingContext::uvw, &ShadingContext::uvwdx,
+                                                     &ShadingContext::uvwdy}) {
+  for (Vector ShadingContext::*f : moved) in.*f = out.*f;
+  return SameContext(out, in);
+}
+
+// A context at `uvw` with its x and y neighbours.
+inline ShadingContext UvwContext(const Vector& uvw, const Vector& dx, const Vector& dy) {
+  ShadingContext c;
+  c.uvw = uvw;
+  c.uvwdx = dx;
+  c.uvwdy = dy;
+  return c;
+}
 
 // A context with something other than its default in 28 of its fields, from
 // each group (positions, normals, uvw, frame, ray, pixel, time, carried), so
