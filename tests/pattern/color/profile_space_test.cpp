@@ -96,10 +96,10 @@ TEST(ColorProfile, CineonUsesBlackpointAsDivisorAndWhitepointAsZero) {
 
 // ---- colorspace
 
-ColorA Space(const ColorA& c, const char* in, const char* out, bool maskAlpha = true) {
+ColorA Space(const ColorA& c, const char* in, const char* out) {
   auto run = testutil::Runner(kColorSpaceId);
   SetAll(*run, "color", c, "incolorspace", InternedId::Intern(in), "outcolorspace", InternedId::Intern(out));
-  SetMask(*run, 1.0, true, true, true, maskAlpha);
+  SetMask(*run, 1.0, true, true, true, true);
   return RunColor(*run);
 }
 
@@ -138,8 +138,6 @@ TEST(ColorSpace, KnownValuesAndPassingSpaces) {
   EXPECT_TRUE(ColorNear(Space(c, "hsv", "hsv"), c, 0));
   EXPECT_TRUE(ColorNear(Space(c, "lab", "rgb"), c, 0));
   EXPECT_TRUE(ColorNear(Space(c, "rgb", ""), c, 0));
-  // Alpha is never changed, maskalpha or not.
-  EXPECT_EQ(Space(c, "rgb", "cmy", true).a, 0.5);
 }
 
 }  // namespace
