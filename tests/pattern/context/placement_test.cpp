@@ -173,7 +173,7 @@ TEST_F(Placement2dTest, DecalMarksTheOutsideInvalidAndClampsTheWrapMode) {
   EXPECT_EQ(Run({.decalV = true}, At(0.5, 1.5)).uvwvalid, 0);
 }
 
-TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorder) {
+TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorderAndWhatCountsAsThem) {
   Place2d p{.modeU = "repeat", .modeV = "repeat"};
   ShadingContext in = UvwContext({0.99, 2.5, 0}, {1.01, 2.5, 0}, {0.99, 2.48, 0});  // x neighbour in the next cell
   ShadingContext out = Run(p, in);
@@ -197,14 +197,13 @@ TEST_F(Placement2dTest, DifferentialsStayContinuousAcrossACellBorder) {
   EXPECT_EQ(out.uvw.x, 1.0);
   EXPECT_EQ(out.uvwdx.x, 1.0);
   EXPECT_EQ(out.uvwdx.z, 0.0);
-}
 
-TEST_F(Placement2dTest, WhatCountsAsHavingDifferentials) {
-  const Place2d p{.repetitions = {2.0, 2.0}};
-  // Equal in u and v, and uvwdy equal in w: none. uvwdx's w is not looked at.
-  ShadingContext in = At(0.25, 0.25);
+  // What counts as having differentials. Equal in u and v, and uvwdy equal in
+  // w: none. uvwdx's w is not looked at.
+  p = {.repetitions = {2.0, 2.0}};
+  in = At(0.25, 0.25);
   in.uvwdx.z = 9.0;
-  ShadingContext out = Run(p, in);
+  out = Run(p, in);
   EXPECT_TRUE(Same(out.uvwdx, out.uvw));
   // A different w in uvwdy makes them differentials: mapped on their own.
   in.uvwdy.z = 9.0;

@@ -81,19 +81,16 @@ TEST(Reprojection, TileMirrorAndWrapModes) {
   for (double u : {0.1, 0.5, 0.93}) EXPECT_EQ(At(u, 0.2, {.mode = "box", .tile = true, .repetitions = 0.0}).x, 0.0);
 }
 
-TEST(Reprojection, NeighboursKeepTheSamplesTile) {
+TEST(Reprojection, NeighboursKeepTheSamplesTileAndThoseEqualToTheNewUvwAreLeftAlone) {
   // The sample sits just inside a tile; its x neighbour lies across the edge
   // and keeps counting on instead of wrapping back to 0.
-  const ShadingContext c =
+  const ShadingContext edge =
       testutil::UvwContext({0.5 + 0.49 / 2.0, 0.5, 0.0}, {0.5 + 0.51 / 2.0, 0.5, 0.0}, {0.5 + 0.49 / 2.0, 0.5, 0.0});
-  const ShadingContext r = Place(c, {.mode = "circular", .tile = true, .repetitions = 2.0});
-  EXPECT_NEAR(r.uvw.x, 0.98, 1e-12);
-  EXPECT_NEAR(r.uvwdx.x, 1.02, 1e-12);
-  EXPECT_NEAR(r.uvwdy.x, 0.98, 1e-12);
-  EXPECT_EQ(r.uvwvalid, 1);
-}
+  const ShadingContext tiled = Place(edge, {.mode = "circular", .tile = true, .repetitions = 2.0});
+  EXPECT_NEAR(tiled.uvw.x, 0.98, 1e-12);
+  EXPECT_NEAR(tiled.uvwdx.x, 1.02, 1e-12);
+  EXPECT_NEAR(tiled.uvwdy.x, 0.98, 1e-12);
 
-TEST(Reprojection, DifferentialsEqualToTheNewUvwAreLeftAlone) {
   ShadingContext c = testutil::UvwContext({0.5, 0.5, 0.0}, {0.0, 0.0, 0.0}, {0.0, 0.0, 0.0});
   c.uvwvalid = 0;
   c.pixelx = 17;
