@@ -53,6 +53,21 @@ void SetAll(SingleNodeRunner& run, const char* port, const T& value, const Rest&
   SetAll(run, rest...);
 }
 
+// Sets the (port, value) pairs on `run` and runs it once.
+template <class... Inputs>
+void SetAndRun(SingleNodeRunner& run, const Inputs&... inputs) {
+  SetAll(run, inputs...);
+  EXPECT_TRUE(run.Run().ok());
+}
+
+// A runner of node `id` run once with the (port, value) pairs given.
+template <class... Inputs>
+std::unique_ptr<SingleNodeRunner> RunNode(const char* id, const Inputs&... inputs) {
+  auto run = Runner(id);
+  SetAndRun(*run, inputs...);
+  return run;
+}
+
 inline void SetEnum(SingleNodeRunner& run, const char* port, const char* value) {
   EXPECT_TRUE(run.Set(port, InternedId::Intern(value)).ok());
 }

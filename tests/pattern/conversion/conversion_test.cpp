@@ -22,14 +22,12 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testutil::SetAll;
-using testutil::SetEnum;
+using testutil::RunNode;
+using testutil::SetAndRun;
 
 double ColorToFloatNode(const ColorA& c, const char* mode, bool useAlpha) {
-  auto run = testutil::Runner(kColorToFloatId);
-  SetAll(*run, "color", c, "mode", InternedId::Intern(mode), "useAlpha", useAlpha);
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<double>("result");
+  return RunNode(kColorToFloatId, "color", c, "mode", InternedId::Intern(mode), "useAlpha", useAlpha)
+      ->Get<double>("result");
 }
 
 TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
@@ -72,10 +70,7 @@ TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
 }
 
 double VectorToFloatNode(const Vector4d& v, const char* mode) {
-  auto run = testutil::Runner(kVectorToFloatId);
-  SetAll(*run, "vector", v, "mode", InternedId::Intern(mode));
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<double>("result");
+  return RunNode(kVectorToFloatId, "vector", v, "mode", InternedId::Intern(mode))->Get<double>("result");
 }
 
 TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
@@ -89,38 +84,27 @@ TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
 }
 
 TEST(Compose, ColourAndColourWithAlpha) {
-  auto rgb = testutil::Runner(kComposeColorId);
-  SetAll(*rgb, "red", 0.1, "green", 0.2, "blue", 0.3);
-  ASSERT_TRUE(rgb->Run().ok());
-  EXPECT_EQ(rgb->Get<Color>("result"), (Color{0.1, 0.2, 0.3}));
+  EXPECT_EQ(RunNode(kComposeColorId, "red", 0.1, "green", 0.2, "blue", 0.3)->Get<Color>("result"),
+            (Color{0.1, 0.2, 0.3}));
 
   // Unset scalar ports leave the channels of rgb; alpha is used as it is.
-  auto rgba = testutil::Runner(kComposeColorAId);
-  SetAll(*rgba, "rgb", Color{0.4, 0.5, 0.6}, "alpha", 0.7);
-  ASSERT_TRUE(rgba->Run().ok());
+  auto rgba = RunNode(kComposeColorAId, "rgb", Color{0.4, 0.5, 0.6}, "alpha", 0.7);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.5, 0.6, 0.7}));
   // A set scalar port takes over its channel, even when it is 0.
-  ASSERT_TRUE(rgba->Set("green", 0.0).ok());
-  ASSERT_TRUE(rgba->Run().ok());
+  SetAndRun(*rgba, "green", 0.0);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.0, 0.6, 0.7}));
-  SetAll(*rgba, "red", 9.0, "blue", -1.0);
-  ASSERT_TRUE(rgba->Run().ok());
+  SetAndRun(*rgba, "red", 9.0, "blue", -1.0);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{9.0, 0.0, -1.0, 0.7}));
 }
 
 TEST(ConvertDegrees, BothWaysAndUnknownModeLeavesResult) {
-  auto run = testutil::Runner(kConvertDegreesId);
-  SetAll(*run, "value", 180.0, "mode", InternedId::Intern("degtorad"));
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kConvertDegreesId, "value", 180.0, "mode", InternedId::Intern("degtorad"));
   EXPECT_NEAR(run->Get<double>("result"), M_PI, 1e-15);
-  SetAll(*run, "value", M_PI / 2, "mode", InternedId::Intern("radtodeg"));
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "value", M_PI / 2, "mode", InternedId::Intern("radtodeg"));
   EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
   // Unknown or empty mode: result keeps what it held.
-  ASSERT_TRUE(run->Set("value", 1234.0).ok());
   for (const char* mode : {"gradtodeg", ""}) {
-    SetEnum(*run, "mode", mode);
-    ASSERT_TRUE(run->Run().ok());
+    SetAndRun(*run, "value", 1234.0, "mode", InternedId::Intern(mode));
     EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
   }
 }
@@ -131,33 +115,26 @@ void ExpectFloats(SingleNodeRunner& run, std::initializer_list<std::pair<const c
 }
 
 TEST(SplitComponents, ColourChannelsAndIndex) {
-  auto run = testutil::Runner(kSplitColorComponentsId);
-  SetAll(*run, "color", ColorA{0.1, 0.2, 0.3, 0.4}, "index", int64_t{3});
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSplitColorComponentsId, "color", ColorA{0.1, 0.2, 0.3, 0.4}, "index", int64_t{3});
   EXPECT_EQ(run->Get<Color>("rgb"), (Color{0.1, 0.2, 0.3}));
   ExpectFloats(*run, {{"r", 0.1}, {"g", 0.2}, {"b", 0.3}, {"a", 0.4}, {"indexedComponent", 0.4}});
   // Out of range (negative included): the other outputs are written,
   // indexedComponent keeps its value.
   for (int64_t index : {int64_t{-1}, int64_t{4}, INT64_MIN}) {
-    SetAll(*run, "color", ColorA{0.5, 0.6, 0.7, 0.8}, "index", index);
-    ASSERT_TRUE(run->Run().ok());
+    SetAndRun(*run, "color", ColorA{0.5, 0.6, 0.7, 0.8}, "index", index);
     SCOPED_TRACE(index);
     ExpectFloats(*run, {{"r", 0.5}, {"a", 0.8}, {"indexedComponent", 0.4}});
   }
-  ASSERT_TRUE(run->Set<int64_t>("index", 0).ok());
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "index", int64_t{0});
   EXPECT_EQ(run->Get<double>("indexedComponent"), 0.5);
 }
 
 TEST(SplitComponents, VectorPartsAndIndex) {
-  auto run = testutil::Runner(kSplitVectorComponentsId);
-  SetAll(*run, "vector", Vector4d{1, 2, 3, 4}, "index", int64_t{2});
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSplitVectorComponentsId, "vector", Vector4d{1, 2, 3, 4}, "index", int64_t{2});
   EXPECT_EQ(run->Get<Vector>("xyz"), (Vector{1, 2, 3}));
   EXPECT_EQ(run->Get<Vector2d>("xy"), (Vector2d{1, 2}));
   ExpectFloats(*run, {{"x", 1.0}, {"y", 2.0}, {"z", 3.0}, {"w", 4.0}, {"indexedComponent", 3.0}});
-  SetAll(*run, "vector", Vector4d{5, 6, 7, 8}, "index", int64_t{-1});
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "vector", Vector4d{5, 6, 7, 8}, "index", int64_t{-1});
   ExpectFloats(*run, {{"w", 8.0}, {"indexedComponent", 3.0}});
 }
 
@@ -203,10 +180,7 @@ TEST(ComposeVectorBatch, StridedRangeEmptyRangeAndOneEvaluationInAPlan) {
   EXPECT_EQ(v2[0], (Vector2d{7, 4}));
   EXPECT_EQ(v2[1], (Vector2d{7, 5}));
 
-  auto run = testutil::Runner(kComposeVector3Id);
-  SetAll(*run, "x", 1.5, "y", -2.5, "z", 3.5);
-  ASSERT_TRUE(run->Run().ok());
-  EXPECT_EQ(run->Get<Vector>("result"), (Vector{1.5, -2.5, 3.5}));
+  EXPECT_EQ(RunNode(kComposeVector3Id, "x", 1.5, "y", -2.5, "z", 3.5)->Get<Vector>("result"), (Vector{1.5, -2.5, 3.5}));
 }
 
 }  // namespace
