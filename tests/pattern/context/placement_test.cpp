@@ -49,11 +49,7 @@ class Placement2dTest : public ::testing::Test {
     return out;
   }
   // A context without differentials at (u, v).
-  static ShadingContext At(double u, double v) {
-    ShadingContext c;
-    c.uvw = c.uvwdx = c.uvwdy = {u, v, 0.5};
-    return c;
-  }
+  static ShadingContext At(double u, double v) { return UvwContext({u, v, 0.5}, {u, v, 0.5}, {u, v, 0.5}); }
   Placement2dData last;
 };
 
@@ -83,15 +79,11 @@ TEST_F(Placement2dTest, KnownPointUnderRotationLengthPivotOffsetAndRepetition) {
       {"mirror", 2 - u, 2 - v, kWrapMirror},  // both land in cell 1, which is odd: mirrored
       {"clamp", u, v, kWrapClamp},            // inside [0, 3] and [0, 2]
   };
+  Place2d p{
+      .offset = {0.1, -0.2}, .length = {2.0, 0.5}, .pivot = {0.5, 0.5}, .rotation = 0.3, .repetitions = {3.0, 2.0}};
   for (const Case& c : cases) {
-    const ShadingContext out = Run({.offset = {0.1, -0.2},
-                                    .length = {2.0, 0.5},
-                                    .pivot = {0.5, 0.5},
-                                    .rotation = 0.3,
-                                    .repetitions = {3.0, 2.0},
-                                    .modeU = c.mode,
-                                    .modeV = c.mode},
-                                   At(0.7, 0.4));
+    p.modeU = p.modeV = c.mode;
+    const ShadingContext out = Run(p, At(0.7, 0.4));
     EXPECT_NEAR(out.uvw.x, c.u, 1e-14) << c.mode;
     EXPECT_NEAR(out.uvw.y, c.v, 1e-14) << c.mode;
     EXPECT_EQ(out.wrapmodeu, c.wrap) << c.mode;
