@@ -19,17 +19,12 @@ namespace {
 struct ScatterSetup {
   int64_t count = 3;
   int32_t seed = 7;
-  bool tile = false;
-  bool removeOverlaps = false;
-  double rotation = 0.3;
-  double randomRotation = 0.0;
-  Vector2d scale{0.2, 0.1};
-  Vector2d randomScale{0.0, 0.0};
+  bool tile = false, removeOverlaps = false;
+  double rotation = 0.3, randomRotation = 0.0;
+  Vector2d scale{0.2, 0.1}, randomScale{0.0, 0.0};
   double randomScaleUniform = 0.0;
   bool uniform = false;
-  const FunctionInterface* density = nullptr;
-  const FunctionInterface* skip = nullptr;
-  const FunctionInterface* shape = nullptr;
+  const FunctionInterface *density = nullptr, *skip = nullptr, *shape = nullptr;
 };
 
 struct Hit {
