@@ -190,9 +190,9 @@ TEST(ScatterBuild, BucketsHoldExactlyTheSplatsTouchingThem) {
   Scatter s({.count = 60, .seed = 5, .tile = true, .randomRotation = 3.0, .randomScale = {0.1, 0.1}});
   s.At(0.5, 0.5);
   ASSERT_EQ(s.Buckets().size(), 256u);
-  for (int i = 0; i < 16; ++i)
-    for (int j = 0; j < 16; ++j) {
-      const ScatterCachedBucketData& bucket = s.Buckets()[i + 16 * j];
+  for (int i = 0; i < kScatterGrid; ++i)
+    for (int j = 0; j < kScatterGrid; ++j) {
+      const ScatterCachedBucketData& bucket = s.Buckets()[i + kScatterGrid * j];
       std::vector<int64_t> want;
       for (size_t e = 0; e < s.Splats().size(); ++e)
         if (Touches(s.Splats()[e], i, j)) want.push_back(static_cast<int64_t>(e));
