@@ -107,11 +107,10 @@ TEST(Distorter, ShiftsPositionAndUvwByTheCentredColour) {
 }
 
 TEST(Transform2d, TranslateRotateScaleAboutThePivot) {
-  auto run = Runner(kTransform2dId);
-  auto at = [&](Vector2d point, Vector2d translate, double rotate, Vector2d scale, Vector2d pivot) {
-    SetAll(*run, "point", point, "translate", translate, "rotate", rotate, "scale", scale, "pivot", pivot);
-    EXPECT_TRUE(run->Run().ok());
-    return run->Get<Vector2d>("result");
+  auto at = [](Vector2d point, Vector2d translate, double rotate, Vector2d scale, Vector2d pivot) {
+    return testutil::RunNode(kTransform2dId, "point", point, "translate", translate, "rotate", rotate, "scale", scale,
+                             "pivot", pivot)
+        ->Get<Vector2d>("result");
   };
   EXPECT_TRUE(at({0.75, 0.5}, {0.25, -0.5}, 0.0, {1, 1}, {0, 0}) == (Vector2d{0.5, 1.0}));
 
