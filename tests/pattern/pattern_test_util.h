@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "tessaroc/core/runtime.h"
 #include "pattern/catalogue.h"
@@ -42,6 +43,29 @@ inline void SetMask(SingleNodeRunner& run, double blend, bool r, bool g, bool b,
   EXPECT_TRUE(run.Set("maskgreen", g).ok());
   EXPECT_TRUE(run.Set("maskblue", b).ok());
   EXPECT_TRUE(run.Set("maskalpha", a).ok());
+}
+
+// Sets each (port, value) pair in order; a refused one fails the test.
+inline void SetAll(SingleNodeRunner&) {}
+template <class T, class... Rest>
+void SetAll(SingleNodeRunner& run, const char* port, const T& value, const Rest&... rest) {
+  EXPECT_TRUE(run.Set(port, value).ok()) << port;
+  SetAll(run, rest...);
+}
+
+// Sets the (port, value) pairs on `run` and runs it once.
+template <class... Inputs>
+void SetAndRun(SingleNodeRunner& run, const Inputs&... inputs) {
+  SetAll(run, inputs...);
+  EXPECT_TRUE(run.Run().ok());
+}
+
+// A runner of node `id` run once with the (port, value) pairs given.
+template <class... Inputs>
+std::unique_ptr<SingleNodeRunner> RunNode(const char* id, const Inputs&... inputs) {
+  auto run = Runner(id);
+  SetAndRun(*run, inputs...);
+  return run;
 }
 
 inline void SetEnum(SingleNodeRunner& run, const char* port, const char* value) {
@@ -119,6 +143,25 @@ inline ::testing::AssertionResult SameContext(const ShadingContext& a, const Sha
   return ::testing::AssertionSuccess();
 }
 // clang-format on
+
+// Whether `out` equals `in` in every field but the `moved` ones (by default
+// the uvw block), which it may change.
+inline ::testing::AssertionResult SameContextBut(const ShadingContext& out, ShadingContext in,
+                                                 const std::vector<Vector ShadingContext::*>& moved = {
+                                                     &ShadingContext::uvw, &ShadingContext::uvwdx,
+                                                     &ShadingContext::uvwdy}) {
+  for (Vector ShadingContext::*f : moved) in.*f = out.*f;
+  return SameContext(out, in);
+}
+
+// A context at `uvw` with its x and y neighbours.
+inline ShadingContext UvwContext(const Vector& uvw, const Vector& dx, const Vector& dy) {
+  ShadingContext c;
+  c.uvw = uvw;
+  c.uvwdx = dx;
+  c.uvwdy = dy;
+  return c;
+}
 
 // A context with something other than its default in 28 of its fields, from
 // each group (positions, normals, uvw, frame, ray, pixel, time, carried), so

@@ -12,6 +12,7 @@ namespace {
 
 using testutil::ColorNear;
 using testutil::RunColor;
+using testutil::SetAll;
 using testutil::SetEnum;
 
 const char* const kComponentPorts[] = {"redComponent", "greenComponent", "blueComponent", "alphaComponent"};
@@ -36,8 +37,7 @@ TEST(Shuffle, PicksChannelsByName) {
 
 TEST(ShuffleCombine, TakesChannelsFromEitherColour) {
   auto run = testutil::Runner(kShuffleCombineId);
-  ASSERT_TRUE(run->Set("color1", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
-  ASSERT_TRUE(run->Set("color2", ColorA{0.5, 0.6, 0.7, 0.8}).ok());
+  SetAll(*run, "color1", ColorA{0.1, 0.2, 0.3, 0.4}, "color2", ColorA{0.5, 0.6, 0.7, 0.8});
   const char* picks[] = {"red1", "green2", "blue1", "alpha2"};
   for (int i = 0; i < 4; ++i) SetEnum(*run, kComponentPorts[i], picks[i]);
   EXPECT_TRUE(ColorNear(RunColor(*run), {0.1, 0.6, 0.3, 0.8}, 0));
@@ -53,11 +53,7 @@ struct KeyerOut {
 
 KeyerOut Key(const ColorA& c, const Color& key, double tmin, double tmax, const char* mode) {
   auto run = testutil::Runner(kKeyerId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  EXPECT_TRUE(run->Set("key", key).ok());
-  EXPECT_TRUE(run->Set("toleranceMin", tmin).ok());
-  EXPECT_TRUE(run->Set("toleranceMax", tmax).ok());
-  SetEnum(*run, "mode", mode);
+  SetAll(*run, "color", c, "key", key, "toleranceMin", tmin, "toleranceMax", tmax, "mode", InternedId::Intern(mode));
   const ColorA r = RunColor(*run);
   return {r, run->Get<double>("mask")};
 }
@@ -94,8 +90,7 @@ TEST(Keyer, RampsOverTheSquaredDistanceClampsAndModes) {
 
 TEST(Strength, ScalesColourAndKeepsAlpha) {
   auto run = testutil::Runner(kStrengthId);
-  ASSERT_TRUE(run->Set("input", ColorA{0.2, -0.4, 3.0, 0.6}).ok());
-  ASSERT_TRUE(run->Set("strength", 2.5).ok());
+  SetAll(*run, "input", ColorA{0.2, -0.4, 3.0, 0.6}, "strength", 2.5);
   EXPECT_TRUE(ColorNear(RunColor(*run, "output"), {0.5, -1.0, 7.5, 0.6}, 0));
   ASSERT_TRUE(run->Set("strength", 0.0).ok());
   EXPECT_TRUE(ColorNear(RunColor(*run, "output"), {0, -0.0, 0, 0.6}, 0));

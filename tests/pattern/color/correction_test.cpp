@@ -12,17 +12,14 @@ namespace {
 
 using testutil::ColorNear;
 using testutil::RunColor;
+using testutil::SetAll;
 using testutil::SetMask;
 
 constexpr double kTwoPi = 6.283185307179586;
 
 ColorA Hsl(const ColorA& c, double hue, double sat, double value, bool colorize, bool maskAlpha = false) {
   auto run = testutil::Runner(kColorHslId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  EXPECT_TRUE(run->Set("hue", hue).ok());
-  EXPECT_TRUE(run->Set("saturation", sat).ok());
-  EXPECT_TRUE(run->Set("value", value).ok());
-  EXPECT_TRUE(run->Set("colorize", colorize).ok());
+  SetAll(*run, "color", c, "hue", hue, "saturation", sat, "value", value, "colorize", colorize);
   SetMask(*run, 1.0, true, true, true, maskAlpha);
   return RunColor(*run);
 }
@@ -44,9 +41,6 @@ TEST(ColorHsl, HueSaturationAndValueShiftsMatchAReference) {
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, 0.5, false), {0.6, 0.7, 0.8, 1}, 1e-12));
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, -0.5, false), {0.1, 0.2, 0.3, 1}, 1e-12));
   EXPECT_TRUE(ColorNear(Hsl({0.2, 0.4, 0.6, 1}, 0, 0, 1.0, false), {1, 1, 1, 1}, 1e-12));
-  // Near grey the colour loses its brighter channels: within the grey
-  // threshold any correction reads it as grey at its smallest channel.
-  EXPECT_TRUE(ColorNear(Hsl({0.5, 0.5004, 0.5002, 1}, 0.1, 0, 0, false), {0.5, 0.5, 0.5, 1}, 0));
 }
 
 TEST(ColorHsl, ColorizePaintsOneHue) {
@@ -75,9 +69,9 @@ ColorA Correct(const ColorA& c, const Bands& bands, double blend = 1.0) {
   auto run = testutil::Runner(kColorCorrectionId);
   EXPECT_TRUE(run->Set("color", c).ok());
   for (int i = 0; i < kColorBandCount; ++i) {
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("hue") + kBandNames[i]), bands.shift[i].hue).ok());
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("saturation") + kBandNames[i]), bands.shift[i].saturation).ok());
-    EXPECT_TRUE(run->Set(Id::Owned(std::string("luminance") + kBandNames[i]), bands.shift[i].luminance).ok());
+    const std::string band = kBandNames[i];
+    SetAll(*run, ("hue" + band).c_str(), bands.shift[i].hue, ("saturation" + band).c_str(), bands.shift[i].saturation,
+           ("luminance" + band).c_str(), bands.shift[i].luminance);
   }
   SetMask(*run, blend, true, true, true, true);
   return RunColor(*run);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 
 #include "../pattern_test_util.h"
 #include "pattern/context/distort_node.h"
@@ -16,6 +15,8 @@ using testutil::BusyContext;
 using testutil::Runner;
 using testutil::Same;
 using testutil::SameContext;
+using testutil::SameContextBut;
+using testutil::SetAll;
 
 ShadingContext RunSet(SingleNodeRunner& run, const ShadingContext& in) {
   EXPECT_TRUE(run.Run(in).ok());
@@ -23,55 +24,37 @@ ShadingContext RunSet(SingleNodeRunner& run, const ShadingContext& in) {
 }
 
 TEST(SetShadingContext, EachInputOverridesOnlyItsOwnFields) {
-  struct Case {
-    const char* name;
-    std::function<Result(SingleNodeRunner&)> set;
-    std::function<void(ShadingContext&)> change;
-  };
-  const Case cases[] = {
-      {"nothing connected", [](SingleNodeRunner&) { return Result::Ok(); }, [](ShadingContext&) {}},
-      {"rayorigin",
-       [](SingleNodeRunner& r) {
-         return r.Set("rayorigin", Vector{1, 2, 3});
-       },
-       [](ShadingContext& c) {
-         c.rayorigin = c.rayorigindx = c.rayorigindy = {1, 2, 3};
-       }},
-      {"raydirection",
-       [](SingleNodeRunner& r) {
-         return r.Set("raydirection", Vector{0, -1, 0});
-       },
-       [](ShadingContext& c) {
-         c.raydirection = c.raydirectiondx = c.raydirectiondy = {0, -1, 0};
-       }},
-      {"uvw",
-       [](SingleNodeRunner& r) {
-         return r.Set("uvw", Vector{0.1, 0.2, 0.3});
-       },
-       [](ShadingContext& c) {
-         c.uvw = c.uvwdx = c.uvwdy = {0.1, 0.2, 0.3};
-       }},
-      // Time keeps the frame rate.
-      {"time", [](SingleNodeRunner& r) { return r.Set("time", TimeValue{4.25}); },
-       [](ShadingContext& c) { c.time = 4.25; }},
-  };
+  using C = ShadingContext;
   const ShadingContext in = BusyContext();
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  EXPECT_TRUE(SameContext(RunSet(*Runner(kSetShadingContextId), in), in));  // nothing connected
+  // A Vector input sets its field and both neighbours.
+  const struct {
+    const char* port;
+    Vector value;
+    Vector C::*fields[3];
+  } vectors[] = {{"rayorigin", {1, 2, 3}, {&C::rayorigin, &C::rayorigindx, &C::rayorigindy}},
+                 {"raydirection", {0, -1, 0}, {&C::raydirection, &C::raydirectiondx, &C::raydirectiondy}},
+                 {"uvw", {0.1, 0.2, 0.3}, {&C::uvw, &C::uvwdx, &C::uvwdy}}};
+  for (const auto& v : vectors) {
     auto run = Runner(kSetShadingContextId);
-    ASSERT_TRUE(c.set(*run).ok());
+    ASSERT_TRUE(run->Set(v.port, v.value).ok());
     ShadingContext expect = in;
-    c.change(expect);
-    EXPECT_TRUE(SameContext(RunSet(*run, in), expect));
+    for (Vector C::*f : v.fields) expect.*f = v.value;
+    EXPECT_TRUE(SameContext(RunSet(*run, in), expect)) << v.port;
   }
+  // Time keeps the frame rate.
+  auto run = Runner(kSetShadingContextId);
+  ASSERT_TRUE(run->Set("time", TimeValue{4.25}).ok());
+  ShadingContext expect = in;
+  expect.time = 4.25;
+  EXPECT_TRUE(SameContext(RunSet(*run, in), expect));
 }
 
 TEST(SetShadingContext, UvwDeltaIsLopsidedAndMarksTheCoordinateValid) {
   ShadingContext in = BusyContext();
   in.uvwvalid = 0;
   auto run = Runner(kSetShadingContextId);
-  ASSERT_TRUE(run->Set("uvw", Vector{0.5, 0.25, 0.125}).ok());
-  ASSERT_TRUE(run->Set("uvwdelta", Vector{0.01, 0.02, 0.03}).ok());
+  SetAll(*run, "uvw", Vector{0.5, 0.25, 0.125}, "uvwdelta", Vector{0.01, 0.02, 0.03});
   ShadingContext out = RunSet(*run, in);
   // The delta's z goes to the y neighbour only.
   EXPECT_TRUE(Same(out.uvwdx, Vector{0.5 + 0.01, 0.25, 0.125}));
@@ -106,9 +89,7 @@ TEST(SetShadingContext, ZeroNormalStaysZeroInsteadOfNaN) {
 
 TEST(Distorter, ShiftsPositionAndUvwByTheCentredColour) {
   auto run = Runner(kDistorterId);
-  ASSERT_TRUE(run->Set("strength", 2.0).ok());
-  ASSERT_TRUE(run->Set("center", 0.5).ok());
-  ASSERT_TRUE(run->Set("color", Color{0.75, 0.5, 0.0}).ok());
+  SetAll(*run, "strength", 2.0, "center", 0.5, "color", Color{0.75, 0.5, 0.0});
   const ShadingContext in = BusyContext();
   const ShadingContext out = RunSet(*run, in);
   // d = ((0.75 - 0.5) * 2, 0, (0 - 0.5) * 2)
@@ -117,14 +98,8 @@ TEST(Distorter, ShiftsPositionAndUvwByTheCentredColour) {
   EXPECT_TRUE(Same(out.uvw, Vector{0.8, 0.6, -0.09999999999999998}));
   EXPECT_TRUE(Same(out.uvwdx, Vector{0.31 + 0.5, 0.6, 0.9 - 1.0}));
   // Only those six fields move.
-  ShadingContext expect = in;
-  expect.position = out.position;
-  expect.positiondx = out.positiondx;
-  expect.positiondy = out.positiondy;
-  expect.uvw = out.uvw;
-  expect.uvwdx = out.uvwdx;
-  expect.uvwdy = out.uvwdy;
-  EXPECT_TRUE(SameContext(out, expect));
+  using C = ShadingContext;
+  EXPECT_TRUE(SameContextBut(out, in, {&C::position, &C::positiondx, &C::positiondy, &C::uvw, &C::uvwdx, &C::uvwdy}));
 
   // A colour equal to the centre leaves the context as it was.
   ASSERT_TRUE(run->Set("color", Color{0.5, 0.5, 0.5}).ok());
@@ -132,12 +107,10 @@ TEST(Distorter, ShiftsPositionAndUvwByTheCentredColour) {
 }
 
 TEST(Transform2d, TranslateRotateScaleAboutThePivot) {
-  auto run = Runner(kTransform2dId);
-  auto at = [&](Vector2d point, Vector2d translate, double rotate, Vector2d scale, Vector2d pivot) {
-    for (Result r : {run->Set("point", point), run->Set("translate", translate), run->Set("rotate", rotate),
-                     run->Set("scale", scale), run->Set("pivot", pivot), run->Run()})
-      EXPECT_TRUE(r.ok()) << r.ToString();
-    return run->Get<Vector2d>("result");
+  auto at = [](Vector2d point, Vector2d translate, double rotate, Vector2d scale, Vector2d pivot) {
+    return testutil::RunNode(kTransform2dId, "point", point, "translate", translate, "rotate", rotate, "scale", scale,
+                             "pivot", pivot)
+        ->Get<Vector2d>("result");
   };
   EXPECT_TRUE(at({0.75, 0.5}, {0.25, -0.5}, 0.0, {1, 1}, {0, 0}) == (Vector2d{0.5, 1.0}));
 

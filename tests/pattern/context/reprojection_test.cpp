@@ -30,11 +30,7 @@ ShadingContext Place(const ShadingContext& in, const Settings& s) {
 
 // uvw of the result at (u, v), with differentials that differ from it.
 Vector At(double u, double v, const Settings& s) {
-  ShadingContext c;
-  c.uvw = {u, v, 0.7};
-  c.uvwdx = {u + 0.01, v, 0.0};
-  c.uvwdy = {u, v + 0.01, 0.0};
-  return Place(c, s).uvw;
+  return Place(testutil::UvwContext({u, v, 0.7}, {u + 0.01, v, 0.0}, {u, v + 0.01, 0.0}), s).uvw;
 }
 
 void ExpectUv(const Vector& got, double x, double y) {
@@ -85,25 +81,17 @@ TEST(Reprojection, TileMirrorAndWrapModes) {
   for (double u : {0.1, 0.5, 0.93}) EXPECT_EQ(At(u, 0.2, {.mode = "box", .tile = true, .repetitions = 0.0}).x, 0.0);
 }
 
-TEST(Reprojection, NeighboursKeepTheSamplesTile) {
+TEST(Reprojection, NeighboursKeepTheSamplesTileAndThoseEqualToTheNewUvwAreLeftAlone) {
   // The sample sits just inside a tile; its x neighbour lies across the edge
   // and keeps counting on instead of wrapping back to 0.
-  ShadingContext c;
-  c.uvw = {0.5 + 0.49 / 2.0, 0.5, 0.0};
-  c.uvwdx = {0.5 + 0.51 / 2.0, 0.5, 0.0};
-  c.uvwdy = {0.5 + 0.49 / 2.0, 0.5, 0.0};
-  const ShadingContext r = Place(c, {.mode = "circular", .tile = true, .repetitions = 2.0});
-  EXPECT_NEAR(r.uvw.x, 0.98, 1e-12);
-  EXPECT_NEAR(r.uvwdx.x, 1.02, 1e-12);
-  EXPECT_NEAR(r.uvwdy.x, 0.98, 1e-12);
-  EXPECT_EQ(r.uvwvalid, 1);
-}
+  const ShadingContext edge =
+      testutil::UvwContext({0.5 + 0.49 / 2.0, 0.5, 0.0}, {0.5 + 0.51 / 2.0, 0.5, 0.0}, {0.5 + 0.49 / 2.0, 0.5, 0.0});
+  const ShadingContext tiled = Place(edge, {.mode = "circular", .tile = true, .repetitions = 2.0});
+  EXPECT_NEAR(tiled.uvw.x, 0.98, 1e-12);
+  EXPECT_NEAR(tiled.uvwdx.x, 1.02, 1e-12);
+  EXPECT_NEAR(tiled.uvwdy.x, 0.98, 1e-12);
 
-TEST(Reprojection, DifferentialsEqualToTheNewUvwAreLeftAlone) {
-  ShadingContext c;
-  c.uvw = {0.5, 0.5, 0.0};
-  c.uvwdx = {0.0, 0.0, 0.0};
-  c.uvwdy = {0.0, 0.0, 0.0};
+  ShadingContext c = testutil::UvwContext({0.5, 0.5, 0.0}, {0.0, 0.0, 0.0}, {0.0, 0.0, 0.0});
   c.uvwvalid = 0;
   c.pixelx = 17;
   const ShadingContext r = Place(c, {"circular"});

@@ -19,17 +19,12 @@ namespace {
 struct ScatterSetup {
   int64_t count = 3;
   int32_t seed = 7;
-  bool tile = false;
-  bool removeOverlaps = false;
-  double rotation = 0.3;
-  double randomRotation = 0.0;
-  Vector2d scale{0.2, 0.1};
-  Vector2d randomScale{0.0, 0.0};
+  bool tile = false, removeOverlaps = false;
+  double rotation = 0.3, randomRotation = 0.0;
+  Vector2d scale{0.2, 0.1}, randomScale{0.0, 0.0};
   double randomScaleUniform = 0.0;
   bool uniform = false;
-  const FunctionInterface* density = nullptr;
-  const FunctionInterface* skip = nullptr;
-  const FunctionInterface* shape = nullptr;
+  const FunctionInterface *density = nullptr, *skip = nullptr, *shape = nullptr;
 };
 
 struct Hit {
@@ -89,6 +84,12 @@ class Scatter {
   ConstantFunction<bool> uniform_;
   std::unique_ptr<SingleNodeRunner> run_;
 };
+
+// Whether the box of `p` touches grid cell (i, j).
+bool Touches(const Splat& p, int i, int j) {
+  const double x = i * kScatterCell, y = j * kScatterCell;
+  return p.minX <= x + kScatterCell && p.maxX >= x && p.minY <= y + kScatterCell && p.maxY >= y;
+}
 
 void ExpectSplat(const Splat& s, const std::vector<double>& want) {
   const double got[] = {s.centerX, s.centerY, s.rotation, s.invScaleX, s.invScaleY, s.minX, s.minY, s.maxX, s.maxY};
@@ -189,15 +190,12 @@ TEST(ScatterBuild, BucketsHoldExactlyTheSplatsTouchingThem) {
   Scatter s({.count = 60, .seed = 5, .tile = true, .randomRotation = 3.0, .randomScale = {0.1, 0.1}});
   s.At(0.5, 0.5);
   ASSERT_EQ(s.Buckets().size(), 256u);
-  for (int i = 0; i < 16; ++i)
-    for (int j = 0; j < 16; ++j) {
-      const ScatterCachedBucketData& bucket = s.Buckets()[i + 16 * j];
+  for (int i = 0; i < kScatterGrid; ++i)
+    for (int j = 0; j < kScatterGrid; ++j) {
+      const ScatterCachedBucketData& bucket = s.Buckets()[i + kScatterGrid * j];
       std::vector<int64_t> want;
-      for (size_t e = 0; e < s.Splats().size(); ++e) {
-        const Splat& p = s.Splats()[e];
-        if (p.minX <= i / 16.0 + 0.0625 && p.maxX >= i / 16.0 && p.minY <= j / 16.0 + 0.0625 && p.maxY >= j / 16.0)
-          want.push_back(static_cast<int64_t>(e));
-      }
+      for (size_t e = 0; e < s.Splats().size(); ++e)
+        if (Touches(s.Splats()[e], i, j)) want.push_back(static_cast<int64_t>(e));
       EXPECT_EQ(bucket, want) << "cell " << i << ", " << j;
     }
 }
@@ -300,9 +298,9 @@ TEST(ScatterLookup, FirstItemLiesOnTopAndShapeAndDensityFallThrough) {
 // The first splat in creation order that covers the sample; with `cellOnly`
 // only splats whose box touches the sample's grid cell count.
 int64_t Scan(const ScatterSplats& splats, double u, double v, bool cellOnly) {
-  const double ci = std::floor(u * 16.0) / 16.0, cj = std::floor(v * 16.0) / 16.0;
+  const int i = static_cast<int>(std::floor(u * kScatterGrid)), j = static_cast<int>(std::floor(v * kScatterGrid));
   for (const Splat& p : splats) {
-    if (cellOnly && !(p.minX <= ci + 0.0625 && p.maxX >= ci && p.minY <= cj + 0.0625 && p.maxY >= cj)) continue;
+    if (cellOnly && !Touches(p, i, j)) continue;
     const double dx = u - p.centerX, dy = v - p.centerY;
     const double sn = std::sin(p.rotation), c = std::cos(p.rotation);
     const double pu = (((c * dx - sn * dy) * p.invScaleX + p.centerX) - p.centerX) + 0.5;
@@ -342,26 +340,23 @@ TEST(ScatterLookup, MatchesAScanOfAllSplatsInOrder) {
                 .scale = {0.15, 0.15},
                 .randomScaleUniform = 0.05,
                 .uniform = true});
-  even.At(0.5, 0.5);
-  int hits = 0;
-  for (int k = 0; k < 400; ++k) {
-    const double u = (k % 20 + 0.37) / 20.0, v = (k / 20 + 0.61) / 20.0;
-    const int64_t want = Scan(even.Splats(), u, v, false);
-    hits += want > 0;
-    EXPECT_EQ(even.At(u, v).index, want) << "at " << u << ", " << v;
-  }
-  EXPECT_GT(hits, 100);
   // Unequal scales map the sample back rotated first and scaled second, which
   // is not the inverse of the placing: an item can then answer outside its
   // box, but only from buckets its box touches.
   Scatter uneven({.count = 80, .seed = 11, .tile = true, .randomRotation = 3.0, .randomScale = {0.05, 0.08}});
+  even.At(0.5, 0.5);
   uneven.At(0.5, 0.5);
-  int outside = 0;
+  int hits = 0, outside = 0;
   for (int k = 0; k < 400; ++k) {
     const double u = (k % 20 + 0.37) / 20.0, v = (k / 20 + 0.61) / 20.0;
-    EXPECT_EQ(uneven.At(u, v).index, Scan(uneven.Splats(), u, v, true)) << "at " << u << ", " << v;
-    outside += Scan(uneven.Splats(), u, v, true) != Scan(uneven.Splats(), u, v, false);
+    SCOPED_TRACE(::testing::Message() << "at " << u << ", " << v);
+    const int64_t want = Scan(even.Splats(), u, v, false), inCell = Scan(uneven.Splats(), u, v, true);
+    hits += want > 0;
+    EXPECT_EQ(even.At(u, v).index, want);
+    EXPECT_EQ(uneven.At(u, v).index, inCell);
+    outside += inCell != Scan(uneven.Splats(), u, v, false);
   }
+  EXPECT_GT(hits, 100);
   EXPECT_GT(outside, 0);
 }
 

@@ -22,15 +22,12 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testutil::SetEnum;
+using testutil::RunNode;
+using testutil::SetAndRun;
 
 double ColorToFloatNode(const ColorA& c, const char* mode, bool useAlpha) {
-  auto run = testutil::Runner(kColorToFloatId);
-  EXPECT_TRUE(run->Set("color", c).ok());
-  SetEnum(*run, "mode", mode);
-  EXPECT_TRUE(run->Set("useAlpha", useAlpha).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<double>("result");
+  return RunNode(kColorToFloatId, "color", c, "mode", InternedId::Intern(mode), "useAlpha", useAlpha)
+      ->Get<double>("result");
 }
 
 TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
@@ -73,11 +70,7 @@ TEST(ColorToFloat, ModesWithAndWithoutAlpha) {
 }
 
 double VectorToFloatNode(const Vector4d& v, const char* mode) {
-  auto run = testutil::Runner(kVectorToFloatId);
-  EXPECT_TRUE(run->Set("vector", v).ok());
-  SetEnum(*run, "mode", mode);
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<double>("result");
+  return RunNode(kVectorToFloatId, "vector", v, "mode", InternedId::Intern(mode))->Get<double>("result");
 }
 
 TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
@@ -91,44 +84,27 @@ TEST(VectorToFloat, ModesAlwaysUseAllFourComponents) {
 }
 
 TEST(Compose, ColourAndColourWithAlpha) {
-  auto rgb = testutil::Runner(kComposeColorId);
-  ASSERT_TRUE(rgb->Set("red", 0.1).ok());
-  ASSERT_TRUE(rgb->Set("green", 0.2).ok());
-  ASSERT_TRUE(rgb->Set("blue", 0.3).ok());
-  ASSERT_TRUE(rgb->Run().ok());
-  EXPECT_EQ(rgb->Get<Color>("result"), (Color{0.1, 0.2, 0.3}));
+  EXPECT_EQ(RunNode(kComposeColorId, "red", 0.1, "green", 0.2, "blue", 0.3)->Get<Color>("result"),
+            (Color{0.1, 0.2, 0.3}));
 
   // Unset scalar ports leave the channels of rgb; alpha is used as it is.
-  auto rgba = testutil::Runner(kComposeColorAId);
-  ASSERT_TRUE(rgba->Set("rgb", Color{0.4, 0.5, 0.6}).ok());
-  ASSERT_TRUE(rgba->Set("alpha", 0.7).ok());
-  ASSERT_TRUE(rgba->Run().ok());
+  auto rgba = RunNode(kComposeColorAId, "rgb", Color{0.4, 0.5, 0.6}, "alpha", 0.7);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.5, 0.6, 0.7}));
   // A set scalar port takes over its channel, even when it is 0.
-  ASSERT_TRUE(rgba->Set("green", 0.0).ok());
-  ASSERT_TRUE(rgba->Run().ok());
+  SetAndRun(*rgba, "green", 0.0);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{0.4, 0.0, 0.6, 0.7}));
-  ASSERT_TRUE(rgba->Set("red", 9.0).ok());
-  ASSERT_TRUE(rgba->Set("blue", -1.0).ok());
-  ASSERT_TRUE(rgba->Run().ok());
+  SetAndRun(*rgba, "red", 9.0, "blue", -1.0);
   EXPECT_EQ(rgba->Get<ColorA>("result"), (ColorA{9.0, 0.0, -1.0, 0.7}));
 }
 
 TEST(ConvertDegrees, BothWaysAndUnknownModeLeavesResult) {
-  auto run = testutil::Runner(kConvertDegreesId);
-  ASSERT_TRUE(run->Set("value", 180.0).ok());
-  SetEnum(*run, "mode", "degtorad");
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kConvertDegreesId, "value", 180.0, "mode", InternedId::Intern("degtorad"));
   EXPECT_NEAR(run->Get<double>("result"), M_PI, 1e-15);
-  ASSERT_TRUE(run->Set("value", M_PI / 2).ok());
-  SetEnum(*run, "mode", "radtodeg");
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "value", M_PI / 2, "mode", InternedId::Intern("radtodeg"));
   EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
   // Unknown or empty mode: result keeps what it held.
-  ASSERT_TRUE(run->Set("value", 1234.0).ok());
   for (const char* mode : {"gradtodeg", ""}) {
-    SetEnum(*run, "mode", mode);
-    ASSERT_TRUE(run->Run().ok());
+    SetAndRun(*run, "value", 1234.0, "mode", InternedId::Intern(mode));
     EXPECT_NEAR(run->Get<double>("result"), 90.0, 1e-13);
   }
 }
@@ -139,47 +115,30 @@ void ExpectFloats(SingleNodeRunner& run, std::initializer_list<std::pair<const c
 }
 
 TEST(SplitComponents, ColourChannelsAndIndex) {
-  auto run = testutil::Runner(kSplitColorComponentsId);
-  ASSERT_TRUE(run->Set("color", ColorA{0.1, 0.2, 0.3, 0.4}).ok());
-  ASSERT_TRUE(run->Set<int64_t>("index", 3).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSplitColorComponentsId, "color", ColorA{0.1, 0.2, 0.3, 0.4}, "index", int64_t{3});
   EXPECT_EQ(run->Get<Color>("rgb"), (Color{0.1, 0.2, 0.3}));
   ExpectFloats(*run, {{"r", 0.1}, {"g", 0.2}, {"b", 0.3}, {"a", 0.4}, {"indexedComponent", 0.4}});
   // Out of range (negative included): the other outputs are written,
   // indexedComponent keeps its value.
   for (int64_t index : {int64_t{-1}, int64_t{4}, INT64_MIN}) {
-    ASSERT_TRUE(run->Set("color", ColorA{0.5, 0.6, 0.7, 0.8}).ok());
-    ASSERT_TRUE(run->Set<int64_t>("index", index).ok());
-    ASSERT_TRUE(run->Run().ok());
+    SetAndRun(*run, "color", ColorA{0.5, 0.6, 0.7, 0.8}, "index", index);
     SCOPED_TRACE(index);
     ExpectFloats(*run, {{"r", 0.5}, {"a", 0.8}, {"indexedComponent", 0.4}});
   }
-  ASSERT_TRUE(run->Set<int64_t>("index", 0).ok());
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "index", int64_t{0});
   EXPECT_EQ(run->Get<double>("indexedComponent"), 0.5);
 }
 
 TEST(SplitComponents, VectorPartsAndIndex) {
-  auto run = testutil::Runner(kSplitVectorComponentsId);
-  ASSERT_TRUE(run->Set("vector", Vector4d{1, 2, 3, 4}).ok());
-  ASSERT_TRUE(run->Set<int64_t>("index", 2).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSplitVectorComponentsId, "vector", Vector4d{1, 2, 3, 4}, "index", int64_t{2});
   EXPECT_EQ(run->Get<Vector>("xyz"), (Vector{1, 2, 3}));
   EXPECT_EQ(run->Get<Vector2d>("xy"), (Vector2d{1, 2}));
   ExpectFloats(*run, {{"x", 1.0}, {"y", 2.0}, {"z", 3.0}, {"w", 4.0}, {"indexedComponent", 3.0}});
-  ASSERT_TRUE(run->Set("vector", Vector4d{5, 6, 7, 8}).ok());
-  ASSERT_TRUE(run->Set<int64_t>("index", -1).ok());
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "vector", Vector4d{5, 6, 7, 8}, "index", int64_t{-1});
   ExpectFloats(*run, {{"w", 8.0}, {"indexedComponent", 3.0}});
 }
 
 // ---- the batch kernels
-
-const MicroNodeGroup& Group(const char* id) {
-  const MicroNodeGroup* g = nullptr;
-  EXPECT_TRUE(testutil::Catalogue().GetGroup(id, g).ok());
-  return *g;
-}
 
 TEST(ComposeVectorBatch, StridedRangeEmptyRangeAndOneEvaluationInAPlan) {
   // x and w from an interleaved record, y from a plain array, z a single
@@ -196,43 +155,32 @@ TEST(ComposeVectorBatch, StridedRangeEmptyRangeAndOneEvaluationInAPlan) {
                                {const_cast<double*>(&z), 0},
                                {const_cast<double*>(&rec[0].w), sizeof(Record)},
                                {out, 2 * sizeof(Vector4d)}};
-  ASSERT_TRUE(RunBatch(Group(kComposeVector4Id), 0, bind, 3).ok());
+  ASSERT_TRUE(RunBatch(*testutil::Group(kComposeVector4Id), 0, bind, 3).ok());
   EXPECT_EQ(out[0], (Vector4d{1, 4, 7, 10}));
   EXPECT_EQ(out[2], (Vector4d{2, 5, 7, 20}));
   EXPECT_EQ(out[4], (Vector4d{3, 6, 7, 30}));
   for (int i : {1, 3, 5}) EXPECT_EQ(out[i], (Vector4d{})) << i;
 
-  Vector v3[2] = {};
+  Vector v3[2] = {{-9, -9, -9}, {-9, -9, -9}};
   const BatchBinding bind3[] = {{const_cast<double*>(ys), sizeof(double)},
                                 {const_cast<double*>(&z), 0},
                                 {const_cast<double*>(ys), sizeof(double)},
                                 {v3, sizeof(Vector)}};
-  ASSERT_TRUE(RunBatch(Group(kComposeVector3Id), 0, bind3, 2).ok());
+  // An empty range writes nothing.
+  ASSERT_TRUE(RunBatch(*testutil::Group(kComposeVector3Id), 0, bind3, 0).ok());
+  EXPECT_EQ(v3[0], (Vector{-9, -9, -9}));
+  ASSERT_TRUE(RunBatch(*testutil::Group(kComposeVector3Id), 0, bind3, 2).ok());
   EXPECT_EQ(v3[0], (Vector{4, 7, 4}));
   EXPECT_EQ(v3[1], (Vector{5, 7, 5}));
 
   Vector2d v2[2] = {};
   const BatchBinding bind2[] = {
       {const_cast<double*>(&z), 0}, {const_cast<double*>(ys), sizeof(double)}, {v2, sizeof(Vector2d)}};
-  ASSERT_TRUE(RunBatch(Group(kComposeVector2Id), 0, bind2, 2).ok());
+  ASSERT_TRUE(RunBatch(*testutil::Group(kComposeVector2Id), 0, bind2, 2).ok());
   EXPECT_EQ(v2[0], (Vector2d{7, 4}));
   EXPECT_EQ(v2[1], (Vector2d{7, 5}));
 
-  // An empty range writes nothing.
-  Vector sentinel{-9, -9, -9};
-  const BatchBinding bind0[] = {{const_cast<double*>(ys), sizeof(double)},
-                                {const_cast<double*>(&z), 0},
-                                {const_cast<double*>(ys), sizeof(double)},
-                                {&sentinel, sizeof(Vector)}};
-  ASSERT_TRUE(RunBatch(Group(kComposeVector3Id), 0, bind0, 0).ok());
-  EXPECT_EQ(sentinel, (Vector{-9, -9, -9}));
-
-  auto run = testutil::Runner(kComposeVector3Id);
-  ASSERT_TRUE(run->Set("x", 1.5).ok());
-  ASSERT_TRUE(run->Set("y", -2.5).ok());
-  ASSERT_TRUE(run->Set("z", 3.5).ok());
-  ASSERT_TRUE(run->Run().ok());
-  EXPECT_EQ(run->Get<Vector>("result"), (Vector{1.5, -2.5, 3.5}));
+  EXPECT_EQ(RunNode(kComposeVector3Id, "x", 1.5, "y", -2.5, "z", 3.5)->Get<Vector>("result"), (Vector{1.5, -2.5, 3.5}));
 }
 
 }  // namespace

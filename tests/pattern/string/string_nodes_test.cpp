@@ -1,9 +1,7 @@
 // The string nodes: shared handles, edges of the part nodes, print's logging.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "../pattern_test_util.h"
@@ -20,7 +18,8 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testutil::SetEnum;
+using testutil::RunNode;
+using testutil::SetAndRun;
 
 std::unique_ptr<SingleNodeRunner> Concat(const std::vector<const char*>& parts) {
   const int64_t counts[] = {static_cast<int64_t>(parts.size())};
@@ -50,23 +49,16 @@ TEST(Concat, JoinsInOrderAndDoesNotChangeItsInputs) {
   EXPECT_EQ(Input(*run, "strings#0").view(), "x");
 }
 
-// Runs node `id` on `s` with the Integer inputs and the mode given; returns its result.
-template <class R = String>
-R Run(const char* id, const String& s, std::initializer_list<std::pair<const char*, int64_t>> ints,
-      const char* mode = nullptr) {
-  auto run = testutil::Runner(id);
-  EXPECT_TRUE(run->Set("string", s).ok());
-  for (const auto& [port, value] : ints) EXPECT_TRUE(run->Set(port, value).ok()) << port;
-  if (mode) SetEnum(*run, "mode", mode);
-  EXPECT_TRUE(run->Run().ok());
-  return run->Get<R>("result");
+int64_t Length(const String& s) { return RunNode(kLengthId, "string", s)->Get<int64_t>("result"); }
+String Case(const String& s, const char* mode) {
+  return RunNode(kCaseId, "string", s, "mode", InternedId::Intern(mode))->Get<String>("result");
 }
-int64_t Length(const String& s) { return Run<int64_t>(kLengthId, s, {}); }
-String Case(const String& s, const char* mode) { return Run(kCaseId, s, {}, mode); }
 String Substr(const char* s, int64_t start, int64_t count) {
-  return Run(kSubstrId, String(s), {{"start", start}, {"count", count}});
+  return RunNode(kSubstrId, "string", String(s), "start", start, "count", count)->Get<String>("result");
 }
-String Truncate(const String& s, int64_t count) { return Run(kTruncateId, s, {{"count", count}}); }
+String Truncate(const String& s, int64_t count) {
+  return RunNode(kTruncateId, "string", s, "count", count)->Get<String>("result");
+}
 
 TEST(Length, CountsCharacters) {
   EXPECT_EQ(Length(String()), 0);
@@ -87,12 +79,7 @@ TEST(LetterCase, ModesAndUnknownModeHandsOnTheSameHandle) {
 }
 
 std::unique_ptr<SingleNodeRunner> PrefixSuffix(const char* s, const char* prefix, const char* suffix) {
-  auto run = testutil::Runner(kPrefixSuffixId);
-  EXPECT_TRUE(run->Set("string", String(s)).ok());
-  EXPECT_TRUE(run->Set("prefix", String(prefix)).ok());
-  EXPECT_TRUE(run->Set("suffix", String(suffix)).ok());
-  EXPECT_TRUE(run->Run().ok());
-  return run;
+  return RunNode(kPrefixSuffixId, "string", String(s), "prefix", String(prefix), "suffix", String(suffix));
 }
 
 TEST(PrefixSuffix, WrapsTheStringAndLeavesThePrefixUntouched) {
@@ -127,10 +114,7 @@ class PrintTest : public ::testing::Test {
 };
 
 TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
-  auto run = testutil::Runner(kPrintId);
-  const String s("sample reached");
-  ASSERT_TRUE(run->Set("string", s).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kPrintId, "string", String("sample reached"));
   ASSERT_EQ(logger_.lines.size(), 1u);
   EXPECT_EQ(logger_.lines[0].target, 8);
   EXPECT_EQ(logger_.lines[0].meta, 1);
@@ -141,31 +125,22 @@ TEST_F(PrintTest, LogsOncePerNonEmptyEvaluationAndAlwaysPassesTheString) {
   EXPECT_EQ(logger_.lines.size(), 2u);
   // An empty string logs nothing and leaves the passthrough as it was.
   for (const String& empty : {String(), String("")}) {
-    ASSERT_TRUE(run->Set("string", empty).ok());
-    ASSERT_TRUE(run->Run().ok());
+    SetAndRun(*run, "string", empty);
     EXPECT_EQ(run->Get<String>("passthrough").view(), "sample reached");
   }
   EXPECT_EQ(logger_.lines.size(), 2u);
 
   // Without a logger it still passes the string.
   SetDefaultLogger(nullptr);
-  run = testutil::Runner(kPrintId);
-  ASSERT_TRUE(run->Set("string", String("quiet")).ok());
-  ASSERT_TRUE(run->Run().ok());
+  run = RunNode(kPrintId, "string", String("quiet"));
   EXPECT_EQ(run->Get<String>("passthrough").view(), "quiet");
 }
 
 TEST(SearchAndReplace, ReplacesEveryOccurrence) {
-  auto run = testutil::Runner(kSearchAndReplaceId);
-  const String input("a.b.c");
-  ASSERT_TRUE(run->Set("string", input).ok());
-  ASSERT_TRUE(run->Set("search", String(".")).ok());
-  ASSERT_TRUE(run->Set("replace", String("/")).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSearchAndReplaceId, "string", String("a.b.c"), "search", String("."), "replace", String("/"));
   EXPECT_EQ(run->Get<String>("result").view(), "a/b/c");
   EXPECT_EQ(Input(*run, "string").view(), "a.b.c");
-  ASSERT_TRUE(run->Set("search", String("x")).ok());
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "search", String("x"));
   EXPECT_EQ(run->Get<String>("result").view(), "a.b.c");
 }
 
@@ -181,14 +156,9 @@ TEST(Substr, ClampsStartThenCountAndAnEmptyPartClearsAnEarlierResult) {
   EXPECT_TRUE(Substr("", 0, 3).empty());
   EXPECT_EQ(Substr("\xc3\xa9t\xc3\xa9", 1, 2).view(), "t\xc3\xa9");
 
-  auto run = testutil::Runner(kSubstrId);
-  ASSERT_TRUE(run->Set("string", String("abcdef")).ok());
-  ASSERT_TRUE(run->Set<int64_t>("start", 0).ok());
-  ASSERT_TRUE(run->Set<int64_t>("count", 2).ok());
-  ASSERT_TRUE(run->Run().ok());
+  auto run = RunNode(kSubstrId, "string", String("abcdef"), "start", int64_t{0}, "count", int64_t{2});
   EXPECT_EQ(run->Get<String>("result").view(), "ab");
-  ASSERT_TRUE(run->Set<int64_t>("count", 0).ok());
-  ASSERT_TRUE(run->Run().ok());
+  SetAndRun(*run, "count", int64_t{0});
   EXPECT_TRUE(run->Get<String>("result").IsNull());
 }
 
