@@ -304,6 +304,10 @@ TEST_F(Placement2dTest, AParameterChangedBetweenSamplesGivesTheNewMap) {
   p.offset = {0.25, 0}, step("offset");
   p.length = {2, 0.5}, step("length");
   p.pivot = {0.5, 0.5}, step("pivot");
+  p.repetitions = {7, 5}, step("coordinates outside the square");
+  p.modeU = "repeat", step("wrap u");
+  p.modeV = "mirror", step("wrap v");
+  p.modeU = "clamp", step("wrap u again");
 
   auto kept3 = Runner(kPlacement3dId);
   Place3d q{.rotation = {0.2, 0.3, 0.4}};
