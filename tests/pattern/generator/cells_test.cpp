@@ -20,17 +20,14 @@ class CellPlan {
  public:
   CellPlan(int32_t points, int32_t seed, const char* strategy, const FunctionInterface* density = nullptr,
            const char* mode = "0", double exponent = 1.0) {
-    EXPECT_TRUE(plan_.AddNode(testutil::Group(kPointGeneratorId), "points", gen_).ok());
-    EXPECT_TRUE(plan_.AddNode(testutil::Group(kCellsId), "cells", cells_).ok());
-    EXPECT_TRUE(plan_.LinkPreNode(gen_, cells_).ok());
-    EXPECT_TRUE(plan_.BindContext(cells_, "context").ok());
-    EXPECT_TRUE(plan_.Set(gen_, "points", points).ok());
-    EXPECT_TRUE(plan_.Set(gen_, "seed", seed).ok());
-    EXPECT_TRUE(plan_.Set(gen_, "strategy", InternedId::Intern(strategy)).ok());
-    if (density) { EXPECT_TRUE(plan_.SetFunction(gen_, "distribution", density).ok()); }
-    EXPECT_TRUE(plan_.Set(cells_, "distanceMode", InternedId::Intern(mode)).ok());
-    EXPECT_TRUE(plan_.Set(cells_, "exponent", exponent).ok());
-    EXPECT_TRUE(plan_.SetOutput(cells_, "distance").ok());
+    for (Result r : {plan_.AddNode(testutil::Group(kPointGeneratorId), "points", gen_),
+                     plan_.AddNode(testutil::Group(kCellsId), "cells", cells_), plan_.LinkPreNode(gen_, cells_),
+                     plan_.BindContext(cells_, "context"), plan_.Set(gen_, "points", points),
+                     plan_.Set(gen_, "seed", seed), plan_.Set(gen_, "strategy", InternedId::Intern(strategy)),
+                     density ? plan_.SetFunction(gen_, "distribution", density) : Result::Ok(),
+                     plan_.Set(cells_, "distanceMode", InternedId::Intern(mode)),
+                     plan_.Set(cells_, "exponent", exponent), plan_.SetOutput(cells_, "distance")})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     for (const char* out : {"direction", "center", "f1", "f2", "index"})
       EXPECT_TRUE(plan_.RequestOutput(cells_, out).ok());
     EXPECT_TRUE(plan_.Finish().ok());
@@ -196,12 +193,11 @@ TEST(PointGenerator, DensitySeesTheSearchPaths) {
 
 CellsResult Cells(const std::vector<Vector2d>& points, double u, double v, const char* mode, double e) {
   auto run = testutil::Runner(kCellsId);
-  EXPECT_TRUE(run->Set("pointDistribution", std::make_shared<PointDistribution>(points)).ok());
-  EXPECT_TRUE(run->Set("distanceMode", InternedId::Intern(mode)).ok());
-  EXPECT_TRUE(run->Set("exponent", e).ok());
   ShadingContext c;
   c.uvw = {u, v, 0.0};
-  EXPECT_TRUE(run->Run(c).ok());
+  for (Result r : {run->Set("pointDistribution", std::make_shared<PointDistribution>(points)),
+                   run->Set("distanceMode", InternedId::Intern(mode)), run->Set("exponent", e), run->Run(c)})
+    EXPECT_TRUE(r.ok()) << r.ToString();
   return {run->Get<double>("distance"), run->Get<Vector2d>("direction"), run->Get<Vector2d>("center"),
           run->Get<double>("f1"),       run->Get<double>("f2"),          run->Get<int64_t>("index")};
 }

@@ -39,24 +39,20 @@ class SplineNodeTest : public ::testing::Test {
     EXPECT_TRUE(testutil::Catalogue().GetGroup(kSplineId, counts, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("input", input).ok());
-    EXPECT_TRUE(run->Set("tension", s.tension).ok());
-    EXPECT_TRUE(run->Set("min", s.min).ok());
-    EXPECT_TRUE(run->Set("max", s.max).ok());
-    EXPECT_TRUE(run->Set("linkendtangents", s.linkTangents).ok());
-    EXPECT_TRUE(run->Set("linkendpositions", s.linkPositions).ok());
+    for (Result r :
+         {run->Set("input", input), run->Set("tension", s.tension), run->Set("min", s.min), run->Set("max", s.max),
+          run->Set("linkendtangents", s.linkTangents), run->Set("linkendpositions", s.linkPositions)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     for (size_t i = 0; i < knots.size(); ++i) {
       const std::string k = std::string("#").append(std::to_string(i));
       const KnotPorts& p = knots[i];
-      EXPECT_TRUE(run->Set(Id::Owned("positionx" + k), p.x).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("positiony" + k), p.y).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("interpolation" + k), Id::Owned(p.interpolation)).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("tangentleft" + k), p.left).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("tangentright" + k), p.right).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("breaktangent" + k), p.breakTangent).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("locky" + k), p.lockY).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("lockangle" + k), p.lockAngle).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("locklength" + k), p.lockLength).ok());
+      for (Result r :
+           {run->Set(Id::Owned("positionx" + k), p.x), run->Set(Id::Owned("positiony" + k), p.y),
+            run->Set(Id::Owned("interpolation" + k), Id::Owned(p.interpolation)),
+            run->Set(Id::Owned("tangentleft" + k), p.left), run->Set(Id::Owned("tangentright" + k), p.right),
+            run->Set(Id::Owned("breaktangent" + k), p.breakTangent), run->Set(Id::Owned("locky" + k), p.lockY),
+            run->Set(Id::Owned("lockangle" + k), p.lockAngle), run->Set(Id::Owned("locklength" + k), p.lockLength)})
+        EXPECT_TRUE(r.ok()) << r.ToString();
     }
     Result r = run->Run();
     out = run->Get<double>("result");
