@@ -211,31 +211,5 @@ TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
   EXPECT_EQ(image->pixels[0], (ColorA{1, 0, 0, 1}));
 }
 
-TEST_F(CacheTest, PreNodeFeedsTheCacheInAPlan) {
-  Plan plan;
-  NodeRef pre, cache;
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kCachePreId), "pre", pre).ok());
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kCacheId), "cache", cache).ok());
-  SearchPathsType paths;
-  for (Result r : {plan.LinkPreNode(pre, cache), plan.SetFunction(pre, "color", &Wavy()),
-                   plan.SetFunction(cache, "color", &Wavy()), plan.Set(pre, "width", uint32_t{16}),
-                   plan.Set(pre, "height", uint32_t{16}), plan.Set(pre, "renderMode", uint32_t{0}),
-                   plan.SetValue(pre, "searchPaths", ValueSlot{&kSearchPathsType, &paths}),
-                   plan.Set(cache, "interpolation", InternedId::Intern("nearest")), plan.BindContext(cache, "context"),
-                   plan.SetOutput(cache, "result")})
-    ASSERT_TRUE(r.ok()) << r.ToString();
-  ASSERT_TRUE(plan.Finish().ok());
-  EXPECT_TRUE(plan.IsUniform(pre));
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  // At a pixel centre the bake equals the function.
-  const double u = 5.5 / 16, v = 9.5 / 16;
-  ASSERT_TRUE(inst->Evaluate(AtUv(u, v)).ok());
-  ColorA direct;
-  ASSERT_TRUE(InvokeColor(&Wavy(), AtUv(u, v), direct).ok());
-  EXPECT_EQ(inst->OutputAs<ColorA>(), direct);
-}
-
 }  // namespace
 }  // namespace tessaroc::pattern

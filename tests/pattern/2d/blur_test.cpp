@@ -25,22 +25,6 @@ TEST(ThreeBoxTest, SizesForKnownSigmas) {
   for (const Case& c : cases) EXPECT_EQ(ThreeBoxSizes(c.sigma), c.sizes) << c.sigma;
 }
 
-TEST(ThreeBoxTest, BoxVariancesAddUpToTheGaussian) {
-  // Three boxes of widths w have the variance sum (w^2 - 1) / 12. Moving one
-  // box from the narrow to the wide width changes it by (wl + 1) / 3, so the
-  // nearest choice is within half of that of sigma^2.
-  for (double sigma = 1; sigma < 60; sigma += 0.37) {
-    const std::array<int, 3> sizes = ThreeBoxSizes(sigma);
-    double var = 0;
-    for (int w : sizes) {
-      EXPECT_EQ(w % 2, 1) << sigma;
-      var += (w * w - 1) / 12.0;
-    }
-    EXPECT_LE(std::fabs(var - sigma * sigma), (sizes[0] + 1) / 6.0 + 1e-9) << sigma;
-    EXPECT_LE(sizes[2] - sizes[0], 2) << sigma;
-  }
-}
-
 TEST(KernelWindowTest, HalfWidthIsCeilOf2Point57SigmaAtAnySize) {
   // Wide windows are expensive but not cut: 2000 pixels reach 5140 either side.
   const std::pair<double, int64_t> cases[] = {{0, 0},         {0.1, 1},     {1, 3},       {8, 21},

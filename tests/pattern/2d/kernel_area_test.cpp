@@ -113,13 +113,9 @@ const CallableFunction<ColorA>& Grey() {
   return fn;
 }
 
-TEST_F(AreaAverageTest, AveragesOverTheGridCentres) {
+TEST_F(AreaAverageTest, AveragesOverTheGridCentresDividingByTheCountOfPositiveMaskPoints) {
   // The mean of the cell centres is 0.5 on each axis.
-  auto run = Average(4, 8, &UvwColor(), &MaskConstant(1));
-  ExpectNear(Run(*run), {0.5, 0.5, 0, 1}, 1e-12);
-}
-
-TEST_F(AreaAverageTest, DividesByTheCountOfPositiveMaskPoints) {
+  ExpectNear(Run(*Average(4, 8, &UvwColor(), &MaskConstant(1))), {0.5, 0.5, 0, 1}, 1e-12);
   // A mask of 0.5 everywhere halves the colour.
   auto half = Average(3, 3, &Grey(), &MaskConstant(0.5));
   ExpectNear(Run(*half), {0.3, 0.2, 0.1, 0.3}, 1e-12);
@@ -138,9 +134,7 @@ TEST_F(AreaAverageTest, DividesByTheCountOfPositiveMaskPoints) {
   auto run = Average(4, 2, &color, &left);
   ExpectNear(Run(*run), {0.25, 0.5, 0, 1}, 1e-12);
   EXPECT_EQ(rightCalls.load(), 0);
-}
-
-TEST_F(AreaAverageTest, EmptyGridsAndMasksGiveZero) {
+  // Empty grids and masks give zero.
   EXPECT_EQ(Run(*Average(4, 0, &Grey(), &MaskConstant(1))), (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(Run(*Average(0, 4, &Grey(), &MaskConstant(1))), (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(Run(*Average(4, 4, &Grey(), &MaskConstant(0))), (ColorA{0, 0, 0, 0}));
@@ -156,7 +150,7 @@ struct CountedGrey {
                                     }};
 };
 
-TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
+TEST_F(AreaAverageTest, ResultIsItsOwnCacheAndThePreviewCapsTheGrid) {
   CountedGrey counted;
   auto run = Average(2, 3, &counted.fn, &MaskConstant(1));
   EXPECT_EQ(Run(*run), (ColorA{0.5, 0.5, 0.5, 1}));
@@ -170,12 +164,11 @@ TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
   EXPECT_EQ(Run(*again), (ColorA{0.25, 0.25, 0.25, 0.25}));
   ASSERT_TRUE(again->SetFunction("mask", &MaskConstant(1)).ok());
   EXPECT_EQ(Run(*again), (ColorA{0.5, 0.5, 0.5, 0.5}));
-}
 
-TEST_F(AreaAverageTest, PreviewCapsTheGrid) {
-  CountedGrey counted;
-  Run(*Average(200, 2, &counted.fn, &MaskConstant(1), 2));
-  EXPECT_EQ(counted.calls.load(), 128 * 2);
+  // The preview caps the grid.
+  CountedGrey preview;
+  Run(*Average(200, 2, &preview.fn, &MaskConstant(1), 2));
+  EXPECT_EQ(preview.calls.load(), 128 * 2);
 }
 
 TEST_F(AreaAverageTest, ErrorsAreReturnedAndLeaveTheResult) {
