@@ -212,20 +212,6 @@ TEST(FresnelDielectric, MatchesTheExactEquationsAndVanishesAtIndexOne) {
   }
 }
 
-TEST(FresnelDielectric, BrewsterAngleLeavesOnlyTheSPolarisedPart) {
-  const double n = 1.5, tb = std::atan(n);
-  const ShadingContext c = Ray({std::sin(tb), 0, -std::cos(tb)}, kUp, kUp);
-  const double cosI = std::cos(tb), cosT = std::sqrt(1 - std::sin(tb) * std::sin(tb) / (n * n));
-  const double rs = (cosI - n * cosT) / (cosI + n * cosT);
-  EXPECT_NEAR(Dielectric(c, n), rs * rs / 2, 1e-7);
-  // Away from the angle the p part comes back on top of the s part.
-  for (double off : {tb - 0.4, tb + 0.2}) {
-    const double ci = std::cos(off), ct = std::sqrt(1 - std::sin(off) * std::sin(off) / (n * n));
-    const double s = (ci - n * ct) / (ci + n * ct);
-    EXPECT_GT(Dielectric(Ray({std::sin(off), 0, -ci}, kUp, kUp), n), s * s / 2 + 1e-4) << off;
-  }
-}
-
 TEST(FresnelDielectric, LeavingTheDenserMedium) {
   // The geometric normal points down, so the shading normal stays and faces
   // away from the ray: c > 0, the ray leaves the glass.
