@@ -42,7 +42,6 @@ TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithVAndMaskBlendMixesTowardsTheI
   EXPECT_EQ(Run(*Kernel(k20, false), 0.5, 0.5), (ColorA{0.75, 0.375, 0.25, 1}));
   const double k11[9] = {0, 0, 0, 0, 1, 0, 0, 0, 0};  // the centre: the input itself
   EXPECT_EQ(Run(*Kernel(k11, false), 0.3, 0.7), (ColorA{0.3, 0.7, 0.25, 1}));
-
   auto run = Kernel(k01, false);
   ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
   ASSERT_TRUE(run->Set("maskgreen", false).ok());
@@ -94,22 +93,13 @@ class AreaAverageTest : public ::testing::Test {
   }
 };
 
-const CallableFunction<double>& MaskConstant(double m) {
-  static std::map<double, std::unique_ptr<CallableFunction<double>>> masks;
-  auto& f = masks[m];
-  if (!f)
-    f = std::make_unique<CallableFunction<double>>(kFloat64Type, [m](const ShadingContext&, double& out) {
-      out = m;
-      return Result::Ok();
-    });
-  return *f;
+const ConstantFunction<double>& MaskConstant(double m) {
+  static std::map<double, ConstantFunction<double>> masks;
+  return masks.try_emplace(m, kFloat64Type, m).first->second;
 }
 
-const CallableFunction<ColorA>& Grey() {
-  static const CallableFunction<ColorA> fn(kColorAType, [](const ShadingContext&, ColorA& out) {
-    out = {0.6, 0.4, 0.2, 0.6};
-    return Result::Ok();
-  });
+const ConstantFunction<ColorA>& Grey() {
+  static const ConstantFunction<ColorA> fn(kColorAType, ColorA{0.6, 0.4, 0.2, 0.6});
   return fn;
 }
 
