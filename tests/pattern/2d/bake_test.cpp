@@ -65,20 +65,6 @@ TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZero) {
   EXPECT_EQ(image.pixels[5], (ColorA{0.375, 0.75, 0, 1}));
 }
 
-TEST(BakeTest, SamePixelsWithOneAndManyThreads) {
-  host::InstallJobService(1);
-  const BakedImageData one = Bake(61, 67, Wavy());
-  host::InstallJobService(4);
-  const BakedImageData many = Bake(61, 67, Wavy());
-  host::UninstallJobService();
-  const BakedImageData serial = Bake(61, 67, Wavy());
-  ASSERT_EQ(one.pixels.size(), many.pixels.size());
-  for (size_t i = 0; i < one.pixels.size(); ++i) {
-    ASSERT_EQ(one.pixels[i], many.pixels[i]) << i;
-    ASSERT_EQ(one.pixels[i], serial.pixels[i]) << i;
-  }
-}
-
 TEST(BakeTest, FailingCallEndsItsRowOnly) {
   // Fails in row 2 from column 5 on; errors are dropped.
   const CallableFunction<ColorA> picky(kColorAType, [](const ShadingContext& c, ColorA& out) {

@@ -129,7 +129,7 @@ class Ramp {
 
 // ---- lookup
 
-TEST(GradientLookup, AtBetweenAndBeyondKnots) {
+TEST(GradientLookup, AtBetweenAndBeyondKnotsAndFromTheInputPort) {
   Ramp ramp({{0.25, 0.2}, {0.75, 0.6}});
   ramp.ExpectGreys({{0.5, 0.4}, {0.25, 0.2}, {0.75, 0.6}, {-3.0, 0.2}});  // Bend clamps: the first knot holds
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
@@ -139,6 +139,11 @@ TEST(GradientLookup, AtBetweenAndBeyondKnots) {
   EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 1}));
   EXPECT_EQ(ramp.interpolationCalls, (std::vector<int>{0, 0}));
   EXPECT_EQ(ramp.biasCalls, (std::vector<int>{0, 0}));
+  // A set input overrides the context's u.
+  Ramp unit({{0.0, 0.0}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(unit.GreyAt(0.25), 0.25);
+  ASSERT_TRUE(unit.instance().Set(unit.main(), "input", 0.75).ok());
+  EXPECT_DOUBLE_EQ(unit.GreyAt(0.25), 0.75);
 }
 
 TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
@@ -279,13 +284,6 @@ TEST(GradientFailures, OutsideContextAndNoKnotsGiveTransparentBlack) {
   Ramp none({});
   EXPECT_EQ(none.At(0.5), (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(none.Crc(), 0u);
-}
-
-TEST(GradientInput, SetInputOverridesTheContextsU) {
-  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
-  ASSERT_TRUE(ramp.instance().Set(ramp.main(), "input", 0.75).ok());
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.75);
 }
 
 // ---- colour spaces

@@ -16,31 +16,23 @@ namespace {
 
 using testutil::Runner;
 
-// A height function of the context, counting its calls.
-class Height final : public FunctionInterface {
- public:
-  using Fn = double (*)(const ShadingContext&);
-  explicit Height(Fn fn) : fn_(fn) {}
-  FunctionType GetFunctionType() const override { return {&kColorAType, &kShadingContextType}; }
-  Result Invoke(ValueSlot ret, ValueSlot arg) const override {
-    const auto& ctx = *static_cast<const ShadingContext*>(arg.value);
-    ++calls;
-    sawImageFlag = sawImageFlag && ctx.imageflag == 1;
-    if (failOnCall == calls) return Result::Fail(errors::kIllegalState, "height refused");
-    // Spread over the channels: the node must sum r, g and b.
-    const double h = fn_(ctx);
-    *static_cast<ColorA*>(ret.value) = ColorA{h * 0.5, h * 0.25, h * 0.25, 123.0};
-    return Result::Ok();
-  }
-  Result Invoke(ValueSlot ret, ValueSlot arg, Data&) const override { return Invoke(ret, arg); }
-  bool GetConstantValue(ValueSlot) const override { return false; }
-
-  mutable int calls = 0;
-  mutable bool sawImageFlag = true;
+// A height function of the context, counting its calls. The height is spread
+// over the channels: the node must sum r, g and b.
+struct Height {
+  explicit Height(double (*height)(const ShadingContext&)) : fn(height) {}
+  double (*fn)(const ShadingContext&);
+  int calls = 0;
+  bool sawImageFlag = true;
   int failOnCall = 0;
-
- private:
-  Fn fn_;
+  const CallableFunction<ColorA> function{kColorAType, [this](const ShadingContext& ctx, ColorA& out) {
+                                            ++calls;
+                                            sawImageFlag = sawImageFlag && ctx.imageflag == 1;
+                                            if (failOnCall == calls)
+                                              return Result::Fail(errors::kIllegalState, "height refused");
+                                            const double h = fn(ctx);
+                                            out = ColorA{h * 0.5, h * 0.25, h * 0.25, 123.0};
+                                            return Result::Ok();
+                                          }};
 };
 
 ShadingContext Surface() {
@@ -57,10 +49,9 @@ class BumpTest : public ::testing::Test {
  protected:
   std::unique_ptr<SingleNodeRunner> Make(const FunctionInterface* height, double strength, double epsUv, double eps3d) {
     auto run = Runner(kBumpId);
-    if (height) { EXPECT_TRUE(run->SetFunction("color", height).ok()); }
-    EXPECT_TRUE(run->Set("strength", strength).ok());
-    EXPECT_TRUE(run->Set("epsilonuv", epsUv).ok());
-    EXPECT_TRUE(run->Set("epsilon3d", eps3d).ok());
+    for (Result r : {height ? run->SetFunction("color", height) : Result::Ok(), run->Set("strength", strength),
+                     run->Set("epsilonuv", epsUv), run->Set("epsilon3d", eps3d)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static Vector Normalised(double x, double y, double z) {
@@ -69,7 +60,7 @@ class BumpTest : public ::testing::Test {
   }
   // The bumped normal of Surface() with the given shading normal.
   Vector Bumped(const Height& h, double strength, double epsUv, double eps3d, const Vector& normal) {
-    auto run = Make(&h, strength, epsUv, eps3d);
+    auto run = Make(&h.function, strength, epsUv, eps3d);
     ShadingContext c = Surface();
     c.shadingnormal = normal;
     EXPECT_TRUE(run->Run(c).ok());
@@ -118,7 +109,7 @@ TEST_F(BumpTest, FlatOrWeakHeightLeavesTheNormalNormalised) {
 
 TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCalls) {
   Height h([](const ShadingContext& s) { return s.position.x; });
-  auto run = Make(&h, 1.0, 1.0, 1.0);
+  auto run = Make(&h.function, 1.0, 1.0, 1.0);
   ShadingContext c = Surface();
   c.uvwvalid = 0;
   ASSERT_TRUE(run->Run(c).ok());
@@ -133,7 +124,7 @@ TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCalls) {
 TEST_F(BumpTest, ErrorsStopAtTheFailingTap) {
   Height h([](const ShadingContext& s) { return s.position.x; });
   h.failOnCall = 2;
-  auto run = Make(&h, 1.0, 1.0, 1.0);
+  auto run = Make(&h.function, 1.0, 1.0, 1.0);
   Result r = run->Run(Surface());
   EXPECT_TRUE(r.Is(errors::kIllegalState));
   EXPECT_EQ(h.calls, 2);
