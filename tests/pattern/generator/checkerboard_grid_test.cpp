@@ -1,5 +1,5 @@
-// Checkerboard and grid, run through their registered kernels, and a placed
-// board sampled from several threads.
+// Checkerboard and grid, run through their registered kernels, and a board
+// behind a placement.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -49,25 +49,6 @@ class CheckerboardTest : public ::testing::Test {
 
   RecordingColor c1, c2;
   std::unique_ptr<SingleNodeRunner> run;
-};
-
-// A checkerboard reading a placement2d, with the given colour functions.
-struct PlacedBoard {
-  PlacedBoard(const testutil::Placement2dSettings& placement, const FunctionInterface* color1,
-              const FunctionInterface* color2) {
-    EXPECT_TRUE(plan.AddNode(testutil::Group(kCheckerboardId), "board", board).ok());
-    EXPECT_TRUE(testutil::AddPlacement(plan, placement, place));
-    EXPECT_TRUE(plan.BindContext(board, "context").ok());
-    EXPECT_TRUE(plan.Link(board, "contextLocal", place, "result").ok());
-    EXPECT_TRUE(plan.SetFunction(board, "color1", color1).ok());
-    EXPECT_TRUE(plan.SetFunction(board, "color2", color2).ok());
-    EXPECT_TRUE(plan.SetOutput(board, "result").ok());
-    EXPECT_TRUE(plan.Finish().ok());
-    EXPECT_TRUE(PlanInstance::Create(plan, inst).ok());
-  }
-  Plan plan;
-  NodeRef place, board;
-  std::unique_ptr<PlanInstance> inst;
 };
 
 // The share of [frac >= 0.5] over [a, b], by brute force: n midpoint samples.
@@ -188,9 +169,16 @@ TEST_F(CheckerboardTest, OnlyTheNeededColourIsEvaluated) {
 TEST_F(CheckerboardTest, ColoursAreCalledWithThePlainContextAndTheirOwnCache) {
   // A placement in front: the board reads the placed coordinate, the colour
   // functions get the node's own context.
-  PlacedBoard placed({{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, &c1, &c2);
-  PlanInstance* inst = placed.inst.get();
-  const NodeRef board = placed.board;
+  Plan plan;
+  NodeRef place, board;
+  ASSERT_TRUE(
+      testutil::AddPlacement(plan, {{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, place));
+  for (Result r : {plan.AddNode(testutil::Group(kCheckerboardId), "board", board), plan.BindContext(board, "context"),
+                   plan.Link(board, "contextLocal", place, "result"), plan.SetFunction(board, "color1", &c1),
+                   plan.SetFunction(board, "color2", &c2), plan.SetOutput(board, "result"), plan.Finish()})
+    ASSERT_TRUE(r.ok()) << r.ToString();
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
 
   ShadingContext ctx;
   ctx.uvw = ctx.uvwdx = ctx.uvwdy = {0.3, 0.1, 0.7};

@@ -129,7 +129,7 @@ class NoiseNodesTest : public ::testing::Test {
 
 // ---- noisepre
 
-TEST_F(NoiseNodesTest, ObjectIsKeptOnlyWhileLacunarityGainAndExponentAreAllZero) {
+TEST_F(NoiseNodesTest, ObjectIsKeptOnlyWhileLacunarityGainAndExponentAreAllZeroAndAllReachInit) {
   Build(kNoiseId, kRecordingId, 3);
   ASSERT_TRUE(inst_->Prepare().ok());
   const RenderNoiseInterface* first = Table().noise.get();
@@ -157,9 +157,8 @@ TEST_F(NoiseNodesTest, ObjectIsKeptOnlyWhileLacunarityGainAndExponentAreAllZero)
   EXPECT_EQ(Recording().created, 4);
   EXPECT_EQ(Table().seed, 4u);
   EXPECT_EQ(Recorded().seed_, 4u);
-}
 
-TEST_F(NoiseNodesTest, ParametersReachInitAsADictionaryWithTablePowerTen) {
+  // The parameters reach Init as a dictionary, with a table of power ten.
   Build(kNoiseId, kRecordingId, 9, 2.5, 0.75, 1.5);
   ASSERT_TRUE(inst_->Prepare().ok());
   const RecordingNoise& n = Recorded();
@@ -172,7 +171,7 @@ TEST_F(NoiseNodesTest, ParametersReachInitAsADictionaryWithTablePowerTen) {
   EXPECT_EQ(Table().noiseType, Id(kRecordingId));
 }
 
-TEST_F(NoiseNodesTest, EmptyTypeLeavesNoObjectAndBothEvaluatorsGiveZero) {
+TEST_F(NoiseNodesTest, EmptyTypeGivesZeroUnknownTypeFailsWithoutAHostDefaultAndAFailedInitKeepsItsObject) {
   Build(kNoiseId, "");
   ASSERT_TRUE(inst_->Prepare().ok());
   EXPECT_FALSE(Table().noise);
@@ -181,9 +180,8 @@ TEST_F(NoiseNodesTest, EmptyTypeLeavesNoObjectAndBothEvaluatorsGiveZero) {
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Set<Vector>(main_, "value", Vector{1.3, 2.7, 0.4}).ok());
   EXPECT_EQ(Eval(), 0.0);
-}
 
-TEST_F(NoiseNodesTest, UnknownTypeFailsUnlessTheHostGivesADefaultClassAndAFailedInitKeepsItsObject) {
+  // An unknown type fails unless the host gives a default class.
   const RenderNoiseClass* hostDefault = DefaultRenderNoiseClass();
   SetDefaultRenderNoiseClass(nullptr);
   Build(kNoiseId, "net.zovan.render.rendernoiseclass.nosuch");
@@ -223,7 +221,7 @@ TEST_F(NoiseNodesTest, TableCopiesShareTheObjectAndMovesEmptyTheSource) {
 
 // ---- noise
 
-TEST_F(NoiseNodesTest, ArgumentsCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGivesZero) {
+TEST_F(NoiseNodesTest, ArgumentsAndFootprintCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGivesZero) {
   Build(kNoiseId, kRecordingId);
   ASSERT_TRUE(inst_->Prepare().ok());
   ASSERT_TRUE(inst_->Set<double>(main_, "animationSpeed", 0.1).ok());
@@ -244,10 +242,9 @@ TEST_F(NoiseNodesTest, ArgumentsCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGi
   ctx.uvwvalid = 0;
   EXPECT_EQ(Eval(ctx), 0.0);
   EXPECT_EQ(Recorded().calls, 1);
-}
 
-TEST_F(NoiseNodesTest, FootprintIsTheMeanSpreadTimesTenRoundedBeforeTheMultiply) {
-  ShadingContext ctx;
+  // The footprint is the mean spread times ten, rounded before the multiply.
+  ctx = ShadingContext();
   ctx.uvw = {0.1, 0.2, 0.3};
   ctx.uvwdx = {0.15, 0.2, 0.3};
   ctx.uvwdy = {0.1, 0.26, 0.3};
@@ -268,11 +265,9 @@ TEST_F(NoiseNodesTest, FootprintIsTheMeanSpreadTimesTenRoundedBeforeTheMultiply)
     *v = kNaN;
     EXPECT_EQ(NoiseFootprint(bad), 0.0f) << "NaN in slot " << slot;
   }
-
-  Build(kNoiseId, kRecordingId);
-  ASSERT_TRUE(inst_->Prepare().ok());
   ctx.uvwdx.y = kNaN;
   Eval(ctx);
+  EXPECT_EQ(Recorded().calls, 2);
   EXPECT_EQ(Recorded().last.footprint, 0.0f);
 }
 

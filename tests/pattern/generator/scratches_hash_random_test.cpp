@@ -89,7 +89,7 @@ TEST_F(ScratchesTest, AValueNotAboveTheSumDoublesIt) {
   EXPECT_NEAR(At(0.3014, 0.6402), 0.4670870907946192, 1e-12);
 }
 
-TEST_F(ScratchesTest, SettingsThatShowNoScratch) {
+TEST_F(ScratchesTest, SettingsThatShowNoScratchRangeSeedBitsAndZeroScale) {
   ScratchParams p = Busy();
   for (int64_t layers : {0, -4}) {
     p.layers = layers;
@@ -104,10 +104,9 @@ TEST_F(ScratchesTest, SettingsThatShowNoScratch) {
   p.density = 0.0;
   Set(p);
   for (double u = -1; u < 1; u += 0.0137) EXPECT_EQ(At(u, u * 0.3 - 0.2), 1.0) << u;
-}
 
-TEST_F(ScratchesTest, RangeAndSeedUseOnlyItsLow32BitsAndZeroScaleStaysInRange) {
-  ScratchParams p = Busy();
+  // The range, the seed's low 32 bits alone, and a zero scale kept in range.
+  p = Busy();
   Set(p);
   bool some = false;
   for (double u = -0.5; u < 1.5; u += 0.01) {
