@@ -80,7 +80,7 @@ TEST(SoftEdge, RunsFromZeroToOneBetweenItsEnds) {
   }
 }
 
-TEST_F(ShapesTest, CircleCentreEdgeAndSoftness) {
+TEST_F(ShapesTest, CircleCentreEdgeSoftnessTinyScalesAndInfinity) {
   auto run = Make(kCircleId);
   Soft(*run, 0.5, 0.0, 0.0);
   Out o = At(*run, 0.5, 0.5);
@@ -96,10 +96,8 @@ TEST_F(ShapesTest, CircleCentreEdgeAndSoftness) {
   EXPECT_EQ(o.distance, 1.0);
   EXPECT_EQ(o.mask, 0.5);
   EXPECT_TRUE(o.result == (ColorA{0.5, 0, 0.5, 0.75}));
-}
 
-TEST_F(ShapesTest, TinyScaleUsesAFixedFactorAndInfinityGivesNaN) {
-  auto run = Make(kCircleId);
+  // A tiny scale uses a fixed factor; an infinite u gives NaN.
   Soft(*run, 0.0, 0.0, 0.0);
   // k = 2000000: the edge lies 5e-7 from the centre.
   ExpectMasks(*run, {{0.5 + 4e-7, 0.5, 1.0}, {0.5 + 6e-7, 0.5, 0.0}});
@@ -110,7 +108,7 @@ TEST_F(ShapesTest, TinyScaleUsesAFixedFactorAndInfinityGivesNaN) {
   EXPECT_TRUE(std::isnan(At(*run, std::numeric_limits<double>::infinity(), 0.5).distance));
 }
 
-TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistance) {
+TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistanceAndHasNoWidthOrNoLength) {
   auto run = Line(0.4, 0.2);
   // On the segment: inside.
   Out o = At(*run, 0.5, 0.5);
@@ -128,10 +126,9 @@ TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistance) {
   o = At(*run, 0.5, 0.9);
   EXPECT_EQ(o.distance, 1.0);
   EXPECT_TRUE(o.result == kExterior);
-}
 
-TEST_F(ShapesTest, LineOfNoWidthOrNoLength) {
-  auto run = Line(0.0, 0.0);
+  // No width, then no length.
+  run = Line(0.0, 0.0);
   EXPECT_EQ(At(*run, 0.5, 0.5 + 1e-9).distance, 1.0);  // any distance at all
   EXPECT_EQ(At(*run, 0.5, 0.5).mask, 1.0);             // exactly on it
   // No length: f is 0 / 0 and the NaN runs through (with a width and a
@@ -139,7 +136,7 @@ TEST_F(ShapesTest, LineOfNoWidthOrNoLength) {
   ASSERT_TRUE(run->Set("destination", Vector2d{0.2, 0.5}).ok());
   ASSERT_TRUE(run->Set("width", 0.2).ok());
   ASSERT_TRUE(run->Set("softness", 0.4).ok());
-  const Out o = At(*run, 0.4, 0.4);
+  o = At(*run, 0.4, 0.4);
   EXPECT_TRUE(std::isnan(o.distance));
   EXPECT_TRUE(std::isnan(o.result.r));
 }
