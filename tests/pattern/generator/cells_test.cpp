@@ -231,7 +231,7 @@ TEST(Cells, EachMetricAtAKnownPoint) {
   }
 }
 
-TEST(Cells, MetricDecidesWhichPointIsNearest) {
+TEST(Cells, MetricDecidesWhichPointIsNearestAndTiesCoincidenceAndDegenerateCases) {
   // Along one diagonal the two hexagonal metrics disagree.
   const std::vector<Vector2d> diag = {{0.2, 0.2}, {0.8, 0.2}};
   EXPECT_EQ(Cells(diag, 0.5, 0.5, "2", 1.0).index, 1);
@@ -240,9 +240,8 @@ TEST(Cells, MetricDecidesWhichPointIsNearest) {
   const std::vector<Vector2d> axis = {{0.5, 0.1}, {0.8, 0.8}};
   EXPECT_EQ(Cells(axis, 0.5, 0.5, "4", 1.0).index, 0);
   EXPECT_EQ(Cells(axis, 0.5, 0.5, "5", 1.0).index, 1);
-}
 
-TEST(Cells, TiesCoincidenceAndDegenerateCases) {
+  // Ties, coincidence and degenerate cases.
   const std::vector<Vector2d> twin = {{0.1, 0.9}, {0.4, 0.4}, {0.4, 0.4}};
   CellsResult r = Cells(twin, 0.3, 0.3, "0", 1.0);
   EXPECT_EQ(r.index, 1);

@@ -329,7 +329,7 @@ TEST(GradientColorSpace, LookalikeIdGivesMagentaKnotsAndLeavesTheResult) {
 
 // ---- the table and its checksum
 
-TEST(GradientTable, ChecksumFollowsPortOrderAndReorderingRebuilds) {
+TEST(GradientTable, ChecksumFollowsPortOrderReorderingRebuildsAndRankInvertsTheOrderEvenWithNan) {
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
   EXPECT_EQ(ramp.Crc(), 0x681ac101u);  // CRC-32C of the bytes of 0.0 then 1.0
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
@@ -344,9 +344,8 @@ TEST(GradientTable, ChecksumFollowsPortOrderAndReorderingRebuilds) {
   EXPECT_EQ(table->knots[0].index, 1);
   EXPECT_EQ(table->rank, (std::vector<int64_t>{1, 0}));
   EXPECT_EQ(KnotPositionsCrc(std::vector<double>{0.25, 0.5, 0.75}), 0x6548cc53u);
-}
 
-TEST(GradientTable, RankInvertsTheOrderAndNanDoesNotBreakIt) {
+  // The rank inverts the order, and a NaN does not break it.
   SortedKnots t;
   const double nan = std::numeric_limits<double>::quiet_NaN();
   ASSERT_TRUE(BuildSortedKnots(std::vector<double>{0.7, nan, 0.1, 0.7, -2.0}, t).ok());

@@ -76,16 +76,15 @@ SplineMapperKnot SK(double x, double y, Vector2d left, Vector2d right) {
   return {{x, y}, SPLINEMAPPER_KNOT_INTERPOLATION_SPLINE, left, right, SPLINEMAPPER_KNOT_FLAGS_NONE};
 }
 
-TEST_F(SplineNodeTest, KnotsAreSortedAndClampedIntoTheRange) {
+TEST_F(SplineNodeTest, KnotsAreSortedAndClampedAndNoKnotsOneKnotAndInterpolationIds) {
   EXPECT_DOUBLE_EQ(At({{1.0, 0.0}, {0.0, 1.0}}, 0.25), 0.75);
   // (2, 5) is brought to (1, 1) before sorting.
   EXPECT_DOUBLE_EQ(At({{2.0, 5.0}, {0.0, 0.0}}, 0.5), 0.5);
   Settings wide;
   wide.max = {4.0, 8.0};
   EXPECT_DOUBLE_EQ(At({{2.0, 5.0}, {0.0, 0.0}}, 0.5, wide), 1.25);
-}
 
-TEST_F(SplineNodeTest, NoKnotsOneKnotAndInterpolationIds) {
+  // No knots, one knot, and the interpolation ids.
   EXPECT_EQ(At({}, 0.5), 0.0);
   EXPECT_EQ(At({{0.3, 0.7}}, 0.9), 0.7);
   const double spline = At({{0.0, 0.0, "spline", {-0.2, 0.3}, {0.2, -0.3}}, {1.0, 1.0, "spline"}}, 0.3);
@@ -143,15 +142,14 @@ TEST_F(SplineNodeTest, LinkedEndTangentsMirrorTheFirstKnot) {
   EXPECT_DOUBLE_EQ(At(knots, 0.8, link), At(knots, 0.8));
 }
 
-TEST_F(SplineNodeTest, TensionReachesTheCurve) {
+TEST_F(SplineNodeTest, TensionReachesTheCurveAndAMissingCurveClassIsAnError) {
   const std::vector<KnotPorts> knots = {{0.0, 0.0, "spline", {-0.1, -0.4}}, {1.0, 1.0, "spline"}};
   Settings tight;
   tight.tension = 1.0;
   EXPECT_NEAR(At(knots, 0.3, tight), 0.3, 1e-12);  // handles gone: a straight line
   EXPECT_GT(std::abs(At(knots, 0.3) - 0.3), 0.01);
-}
 
-TEST_F(SplineNodeTest, MissingCurveClassIsAnError) {
+  // Without a curve class.
   const SplineMapperClass* saved = GetSplineMapperClass();
   SetSplineMapperClass(nullptr);
   double out = 0.0;
