@@ -53,23 +53,15 @@ class CellPlan {
   std::unique_ptr<PlanInstance> inst_;
 };
 
-void ExpectPoints(const PointDistribution& got, const std::vector<Vector2d>& want) {
-  ASSERT_EQ(got.size(), want.size());
-  for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(got[i].x, want[i].x) << "point " << i;
-    EXPECT_EQ(got[i].y, want[i].y) << "point " << i;
-  }
-}
-
 // ---- point generator
 
 TEST(PointGenerator, HaltonAndPseudoRandomPoints) {
   CellPlan halton(4, 5, "1");
   ASSERT_TRUE(halton.Prepare().ok());
-  ExpectPoints(halton.Points(), {{0.4664106664713472, 0.40401537385830855},
-                                 {0.9664106664713472, 0.7373487071916418},
-                                 {0.06016066647134721, 0.18179315163608625},
-                                 {0.5601606664713472, 0.5151264849694196}});
+  EXPECT_EQ(halton.Points(), (PointDistribution{{0.4664106664713472, 0.40401537385830855},
+                                                {0.9664106664713472, 0.7373487071916418},
+                                                {0.06016066647134721, 0.18179315163608625},
+                                                {0.5601606664713472, 0.5151264849694196}}));
   // Any id but "0" is Halton.
   for (const char* strategy : {"pseudo", ""}) {
     CellPlan other(4, 5, strategy);
@@ -80,9 +72,9 @@ TEST(PointGenerator, HaltonAndPseudoRandomPoints) {
   // "0": the LCG set straight to the hashed seed, V drawn before U.
   CellPlan pseudo(3, 5, "0");
   ASSERT_TRUE(pseudo.Prepare().ok());
-  ExpectPoints(pseudo.Points(), {{0.2789343548938632, 0.5230027788784355},
-                                 {0.5834617973305285, 0.7169581644702703},
-                                 {0.18646064214408398, 0.122879822505638}});
+  EXPECT_EQ(pseudo.Points(), (PointDistribution{{0.2789343548938632, 0.5230027788784355},
+                                                {0.5834617973305285, 0.7169581644702703},
+                                                {0.18646064214408398, 0.122879822505638}}));
 }
 
 TEST(PointGenerator, DensityThinsTheCandidates) {
@@ -95,21 +87,21 @@ TEST(PointGenerator, DensityThinsTheCandidates) {
   });
   CellPlan halton(12, 5, "1", &byU);
   ASSERT_TRUE(halton.Prepare().ok());
-  ExpectPoints(halton.Points(), {{0.4664106664713472, 0.40401537385830855},
-                                 {0.9664106664713472, 0.7373487071916418},
-                                 {0.5601606664713472, 0.5151264849694196},
-                                 {0.3101606664713472, 0.8484598183027527},
-                                 {0.8101606664713472, 0.29290426274719744},
-                                 {0.4351606664713472, 0.10771907756201222},
-                                 {0.9351606664713472, 0.4410524108953456}});
+  EXPECT_EQ(halton.Points(), (PointDistribution{{0.4664106664713472, 0.40401537385830855},
+                                                {0.9664106664713472, 0.7373487071916418},
+                                                {0.5601606664713472, 0.5151264849694196},
+                                                {0.3101606664713472, 0.8484598183027527},
+                                                {0.8101606664713472, 0.29290426274719744},
+                                                {0.4351606664713472, 0.10771907756201222},
+                                                {0.9351606664713472, 0.4410524108953456}}));
   CellPlan pseudo(12, 5, "0", &byU);
   ASSERT_TRUE(pseudo.Prepare().ok());
-  ExpectPoints(pseudo.Points(), {{0.7907615874428302, 0.2705525020137429},
-                                 {0.8747661001980305, 0.4668791319709271},
-                                 {0.7340531365480274, 0.6103278468362987},
-                                 {0.9194993050768971, 0.4088218954857439},
-                                 {0.46566620352678, 0.5902570714242756},
-                                 {0.7854773916769773, 0.9233054695650935}});
+  EXPECT_EQ(pseudo.Points(), (PointDistribution{{0.7907615874428302, 0.2705525020137429},
+                                                {0.8747661001980305, 0.4668791319709271},
+                                                {0.7340531365480274, 0.6103278468362987},
+                                                {0.9194993050768971, 0.4088218954857439},
+                                                {0.46566620352678, 0.5902570714242756},
+                                                {0.7854773916769773, 0.9233054695650935}}));
   CallableFunction<double> nan(kFloat64Type, [](const ShadingContext&, double& d) {
     d = std::numeric_limits<double>::quiet_NaN();
     return Result::Ok();

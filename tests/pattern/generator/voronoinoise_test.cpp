@@ -3,6 +3,7 @@
 // is checked; the library's own service where the cell structure matters.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -48,11 +49,7 @@ class ScriptedVoronoi final : public NoiseInterface {
   }
   const NoiseObject* DefaultObject() const override { return &default_; }
 
-  struct P {
-    float x, y, z;
-    friend bool operator==(const P&, const P&) = default;
-    friend void PrintTo(const P& p, std::ostream* os) { *os << "(" << p.x << ", " << p.y << ", " << p.z << ")"; }
-  };
+  using P = std::array<float, 3>;
   mutable std::vector<P> lookups;
   mutable int allocs = 0, frees = 0;
   mutable int32_t lastPower = 0;
@@ -264,7 +261,7 @@ TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurfaceInside
   // Outside the density the shading normal is kept, not even normalised.
   ASSERT_TRUE(inst_->Set<double>(main_, "density", 0.3).ok());
   Eval({0.05, 0.05, 0}, {0, 2, 0});  // scale 1: position x 10 -> F1 = 0.5
-  EXPECT_EQ(scripted_.lookups.back().x, 0.5f);
+  EXPECT_EQ(scripted_.lookups.back()[0], 0.5f);
   EXPECT_EQ(Out<Vector>("normal"), (Vector{0, 2, 0}));
   EXPECT_EQ(Out<int64_t>("index"), 0);
   EXPECT_FALSE(Out<bool>("mask"));
@@ -276,7 +273,7 @@ TEST_F(VoronoiNodesTest, FlakeNormalIsTheCellsRandomVectorFacingTheSurfaceInside
   ASSERT_TRUE(inst_->Set<double>(main_, "density", 1.0).ok());
   ASSERT_TRUE(inst_->Set<double>(main_, "scale", 2.0).ok());  // k = 5
   Eval({0.02, 0.02, 0}, {0, 0, 1});                           // position (0.1, 0.1): id 0
-  EXPECT_EQ(scripted_.lookups.back().x, static_cast<float>(0.02 * 5.0));
+  EXPECT_EQ(scripted_.lookups.back()[0], static_cast<float>(0.02 * 5.0));
   EXPECT_EQ(Out<int64_t>("index"), 0);
   EXPECT_FALSE(Out<bool>("mask"));
   EXPECT_NE(Out<Vector>("normal"), (Vector{0, 0, 1}));
