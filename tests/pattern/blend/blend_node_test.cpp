@@ -140,7 +140,7 @@ TEST_F(BlendNodeTest, HandlerObjectReleasesItsDelegatesWithTheLastReference) {
 
 // ---- blend: which mode, and when it is looked up
 
-TEST_F(BlendNodeTest, EveryModeReachesItsClass) {
+TEST_F(BlendNodeTest, EveryModeReachesItsClassAndAnEmptyModeBlendsAsOver) {
   const ColorA bg{0.2, 0.5, 0.9, 1.0}, fg{0.7, 0.3, 0.6, 1.0};
   for (const char* name : kBlendModeNames) {
     const std::string id = ModeId(name);
@@ -151,14 +151,12 @@ TEST_F(BlendNodeTest, EveryModeReachesItsClass) {
                       (d.a - bg.a) * 1.0 + bg.a};
     EXPECT_EQ(Run(*run), want) << name;
   }
-}
-
-TEST_F(BlendNodeTest, EmptyModeBlendsAsOverAndIsRemembered) {
-  const ColorA bg{0.2, 0.4, 0.6, 1.0}, fg{0.9, 0.1, 0.5, 0.5};
-  auto run = BlendRunner(bg, fg, Id());
+  // An empty mode blends as over and is remembered.
+  const ColorA bg2{0.2, 0.4, 0.6, 1.0}, fg2{0.9, 0.1, 0.5, 0.5};
+  auto run = BlendRunner(bg2, fg2, Id());
   const ColorA got = Run(*run);
-  EXPECT_EQ(got, Direct("over", bg, fg));
-  EXPECT_NE(got, Direct("multiply", bg, fg));
+  EXPECT_EQ(got, Direct("over", bg2, fg2));
+  EXPECT_NE(got, Direct("multiply", bg2, fg2));
   EXPECT_TRUE(run->Get<Id>("lastBlendMode").empty());
   EXPECT_TRUE(run->Get<BlendPixelHandlerRef>("blendPixelHandlerRef"));
 }
@@ -340,16 +338,17 @@ class LayerNodeTest : public BlendNodeTest {
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
     return run;
   }
-  void SetLayer(SingleNodeRunner& run, int i, const Layer& l) {
-    const std::string n = std::to_string(i);
-    const std::string mode = std::string(l.mode).find('.') == std::string::npos && l.mode[0] ? ModeId(l.mode) : l.mode;
-    for (Result r : {run.Set(Id::Owned("color#" + n), l.color), run.Set(Id::Owned("strength#" + n), l.strength),
-                     run.Set(Id::Owned("active#" + n), l.active), run.Set(Id::Owned("mode#" + n), Id::Owned(mode))})
-      ASSERT_TRUE(r.ok()) << r.ToString();
-  }
   std::unique_ptr<SingleNodeRunner> Stack(const std::vector<Layer>& layers) {
     auto run = LayerRunner(static_cast<int64_t>(layers.size()));
-    for (size_t i = 0; i < layers.size(); ++i) SetLayer(*run, static_cast<int>(i), layers[i]);
+    for (size_t i = 0; i < layers.size(); ++i) {
+      const Layer& l = layers[i];
+      const std::string n = std::to_string(i);
+      const std::string mode =
+          std::string(l.mode).find('.') == std::string::npos && l.mode[0] ? ModeId(l.mode) : l.mode;
+      for (Result r : {run->Set(Id::Owned("color#" + n), l.color), run->Set(Id::Owned("strength#" + n), l.strength),
+                       run->Set(Id::Owned("active#" + n), l.active), run->Set(Id::Owned("mode#" + n), Id::Owned(mode))})
+        EXPECT_TRUE(r.ok()) << r.ToString();
+    }
     return run;
   }
 };
