@@ -150,7 +150,7 @@ class CacheTest : public ::testing::Test {
   }
 };
 
-TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
+TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolationAndWithoutABakeCallsTheFunction) {
   auto pre = Pre(8, 4);
   const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
   ASSERT_TRUE(image);
@@ -162,14 +162,13 @@ TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
   ExpectNear(Cache(image, 0.25, 0.375, "linear"), {0.25, 0.375, 0, 1}, 1e-7);
   // Any other interpolation id leaves the result as it was.
   EXPECT_EQ(Cache(image, 0.3, 0.3, "cubic"), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(CacheTest, NoBakeCallsTheFunctionAndNoRecordIsOpaqueBlack) {
+  // Without a bake the function is called; without a record: opaque black.
   // Render mode 1 keeps the record but drops its pixels.
-  const BakedImageRef image = Pre(8, 8, 1)->Get<BakedImageRef>("imageData");
-  ASSERT_TRUE(image);
-  EXPECT_TRUE(image->pixels.empty());
-  EXPECT_EQ(Cache(image, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
+  const BakedImageRef unbaked = Pre(8, 8, 1)->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(unbaked);
+  EXPECT_TRUE(unbaked->pixels.empty());
+  EXPECT_EQ(Cache(unbaked, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   // Width 0: nothing baked either.
   EXPECT_EQ(Cache(Pre(0, 8)->Get<BakedImageRef>("imageData"), 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   EXPECT_EQ(Cache(BakedImageRef(), 0.3, 0.7, "nearest"), kOpaqueBlack);

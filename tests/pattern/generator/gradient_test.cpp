@@ -146,7 +146,7 @@ TEST(GradientLookup, AtBetweenAndBeyondKnotsAndFromTheInputPort) {
   EXPECT_DOUBLE_EQ(unit.GreyAt(0.25), 0.75);
 }
 
-TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
+TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeftAlsoForCoincidingKnotsAndOneKnot) {
   // With "none" a span shows its left knot: t on knot 1 still reads knot 0,
   // while t on knot 0 reads knot 0 as the left end of its own span.
   Ramp ramp({{0.0, 0.1, "none"}, {0.5, 0.5, "none"}, {1.0, 0.9, "none"}});
@@ -157,16 +157,14 @@ TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
   // With "linearknot" the same t is s = 1 on the left span: knot 1's colour.
   Ramp linear({{0.0, 0.1}, {0.5, 0.5}, {1.0, 0.9}});
   EXPECT_DOUBLE_EQ(linear.GreyAt(0.5), 0.5);
-}
 
-TEST(GradientLookup, CoincidingKnotsAndSingleKnot) {
   // Knots 1 and 2 share 0.5: at 0.5 the span on the left ends there (s = 1,
   // knot 1); just past it the ramp runs on from knot 2.
-  Ramp ramp({{0.0, 0.0}, {0.5, 0.3}, {0.5, 0.7}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.0 + (0.3 - 0.0) * 1.0);
-  ramp.ResetCalls();
-  EXPECT_NEAR(ramp.GreyAt(0.75), 0.85, 1e-15);
-  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 0, 1, 1}));
+  Ramp coinciding({{0.0, 0.0}, {0.5, 0.3}, {0.5, 0.7}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(coinciding.GreyAt(0.5), 0.0 + (0.3 - 0.0) * 1.0);
+  coinciding.ResetCalls();
+  EXPECT_NEAR(coinciding.GreyAt(0.75), 0.85, 1e-15);
+  EXPECT_EQ(coinciding.colorCalls, (std::vector<int>{0, 0, 1, 1}));
   // Coinciding knots with knot 0 among them: the span between them is empty
   // and shows knot 0.
   Ramp swapped({{0.5, 0.7}, {0.5, 0.3}, {1.0, 1.0}});
@@ -258,7 +256,7 @@ TEST(GradientInterpolation, BendKeepsEndsAndMapsTheBiasToHalf) {
 
 // ---- failures and early exits
 
-TEST(GradientFailures, UnknownInterpolationAndMissingFunctions) {
+TEST(GradientFailures, UnknownInterpolationMissingFunctionsOutsideContextAndNoKnots) {
   Ramp ramp({{0.0, 0.2, "zigzag"}, {1.0, 1.0}});
   ramp.At(2.0);  // right of the last knot: no interpolation asked, so no error
   const ColorA before = ramp.instance().OutputAs<ColorA>();
@@ -274,16 +272,15 @@ TEST(GradientFailures, UnknownInterpolationAndMissingFunctions) {
   ASSERT_TRUE(unset.instance().Set(unset.main(), "color#0", FunctionRef{nullptr}).ok());
   EXPECT_TRUE(unset.Evaluate(0.5).Is(errors::kNullPtr));
   EXPECT_TRUE(unset.Evaluate(2.0).ok());  // right of the last knot only knot 1 is asked
-}
 
-TEST(GradientFailures, OutsideContextAndNoKnotsGiveTransparentBlack) {
-  Ramp ramp({{0.0, 0.2}, {1.0, 1.0}});
-  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());
-  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(ramp.TotalColorCalls(), 0);
-  Ramp none({});
-  EXPECT_EQ(none.At(0.5), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(none.Crc(), 0u);
+  // Outside the context, and without knots: transparent black.
+  Ramp outside({{0.0, 0.2}, {1.0, 1.0}});
+  ASSERT_TRUE(outside.Evaluate(0.5, 0).ok());
+  EXPECT_EQ(outside.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(outside.TotalColorCalls(), 0);
+  Ramp noKnots({});
+  EXPECT_EQ(noKnots.At(0.5), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(noKnots.Crc(), 0u);
 }
 
 // ---- colour spaces

@@ -107,7 +107,7 @@ TEST_F(BumpTest, FlatOrWeakHeightLeavesTheNormalNormalised) {
   EXPECT_TRUE(testutil::Same(Bumped(flat, 1.0, 1.0, 1.0, {0, 0, 0}), Vector{0, 0, 0}));
 }
 
-TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCalls) {
+TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCallsAndErrorsStopAtTheFailingTap) {
   Height h([](const ShadingContext& s) { return s.position.x; });
   auto run = Make(&h.function, 1.0, 1.0, 1.0);
   ShadingContext c = Surface();
@@ -119,19 +119,18 @@ TEST_F(BumpTest, NothingToBumpGivesAZeroNormalWithoutCalls) {
   auto none = Make(nullptr, 1.0, 1.0, 1.0);
   ASSERT_TRUE(none->Run(Surface()).ok());
   EXPECT_TRUE(testutil::Same(none->Get<Vector>("result"), Vector{0, 0, 0}));
-}
 
-TEST_F(BumpTest, ErrorsStopAtTheFailingTap) {
-  Height h([](const ShadingContext& s) { return s.position.x; });
-  h.failOnCall = 2;
-  auto run = Make(&h.function, 1.0, 1.0, 1.0);
-  Result r = run->Run(Surface());
+  // Errors stop at the failing tap.
+  Height failing([](const ShadingContext& s) { return s.position.x; });
+  failing.failOnCall = 2;
+  auto broken = Make(&failing.function, 1.0, 1.0, 1.0);
+  const Result r = broken->Run(Surface());
   EXPECT_TRUE(r.Is(errors::kIllegalState));
-  EXPECT_EQ(h.calls, 2);
+  EXPECT_EQ(failing.calls, 2);
   // A port that holds a null function.
-  auto null = Make(nullptr, 1.0, 1.0, 1.0);
-  ASSERT_TRUE(null->SetFunction("color", nullptr).ok());
-  EXPECT_TRUE(null->Run(Surface()).Is(errors::kNullPtr));
+  auto nullFn = Make(nullptr, 1.0, 1.0, 1.0);
+  ASSERT_TRUE(nullFn->SetFunction("color", nullptr).ok());
+  EXPECT_TRUE(nullFn->Run(Surface()).Is(errors::kNullPtr));
 }
 
 TEST_F(BumpTest, PlainNormalMicroNodeHandsOnTheShadingNormal) {
@@ -234,7 +233,7 @@ double ExactConductor(double eta, double k, double cosI) {
   return (std::norm(rs) + std::norm(rp)) / 2;
 }
 
-TEST(FresnelConductor, FollowsTheExactEquationsWithinTheApproximation) {
+TEST(FresnelConductor, FollowsTheExactEquationsWithinTheApproximationAndDoesNotMirrorABackFacingNormal) {
   // Gold-like indices per channel.
   const Vector eta{0.143, 0.374, 1.442}, k{3.98, 2.38, 1.60};
   auto expectExact = [&](const Vector& d, double cosI, double tol) {
@@ -252,15 +251,13 @@ TEST(FresnelConductor, FollowsTheExactEquationsWithinTheApproximation) {
     const double t = deg * 3.141592653589793 / 180;
     expectExact({std::sin(t), 0, -std::cos(t)}, std::cos(t), 0.01);
   }
-}
 
-TEST(FresnelConductor, BackFacingShadingNormalIsNotMirrored) {
   // c > 0 from a shading normal facing away: w is negative, and the value
   // differs from the mirror angle's.
-  const Vector eta{0.2, 0.2, 0.2}, k{3, 3, 3};
+  const Vector eta2{0.2, 0.2, 0.2}, k2{3, 3, 3};
   const Vector down{0, 0, -1};
-  const ColorA back = Conductor(Ray({0.6, 0, 0.8}, kUp, down), eta, k);
-  const ColorA front = Conductor(Ray({0.6, 0, -0.8}, kUp, kUp), eta, k);
+  const ColorA back = Conductor(Ray({0.6, 0, 0.8}, kUp, down), eta2, k2);
+  const ColorA front = Conductor(Ray({0.6, 0, -0.8}, kUp, kUp), eta2, k2);
   EXPECT_GT(std::fabs(back.r - front.r), 1e-3);
   EXPECT_EQ(back.a, 1.0);
 }
