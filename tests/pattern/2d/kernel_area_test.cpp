@@ -45,18 +45,18 @@ TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithVAndMaskBlendMixesTowardsTheI
   auto run = Kernel(k01, false);
   ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
   ASSERT_TRUE(run->Set("maskgreen", false).ok());
-  ExpectNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12));
 }
 
 TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnly) {
   const double box[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
   // A box over a linear ramp gives the centre value once normalised...
-  ExpectNear(Run(*Kernel(box, true), 0.5, 0.5), {0.5, 0.5, 0.25, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(box, true), 0.5, 0.5), {0.5, 0.5, 0.25, 1}, 1e-12));
   // ...and nine times it without.
-  ExpectNear(Run(*Kernel(box, false), 0.5, 0.5), {4.5, 4.5, 2.25, 9}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(box, false), 0.5, 0.5), {4.5, 4.5, 2.25, 9}, 1e-12));
   // An edge detector sums to zero: left as it is, a ramp gives its slope.
   const double sobel[9] = {-1, -2, -1, 0, 0, 0, 1, 2, 1};
-  ExpectNear(Run(*Kernel(sobel, true), 0.5, 0.5), {4 * 0.5, 0, 0, 0}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(sobel, true), 0.5, 0.5), {4 * 0.5, 0, 0, 0}, 1e-12));
   // All weights zero with normalise: black with alpha 0.
   const double zero[9] = {};
   EXPECT_EQ(Run(*Kernel(zero, true), 0.5, 0.5), (ColorA{0, 0, 0, 0}));
@@ -105,10 +105,10 @@ const ConstantFunction<ColorA>& Grey() {
 
 TEST_F(AreaAverageTest, AveragesOverTheGridCentresDividingByTheCountOfPositiveMaskPoints) {
   // The mean of the cell centres is 0.5 on each axis.
-  ExpectNear(Run(*Average(4, 8, &UvwColor(), &MaskConstant(1))), {0.5, 0.5, 0, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Average(4, 8, &UvwColor(), &MaskConstant(1))), {0.5, 0.5, 0, 1}, 1e-12));
   // A mask of 0.5 everywhere halves the colour.
   auto half = Average(3, 3, &Grey(), &MaskConstant(0.5));
-  ExpectNear(Run(*half), {0.3, 0.2, 0.1, 0.3}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*half), {0.3, 0.2, 0.1, 0.3}, 1e-12));
   // A mask that is 1 on the left half only: the average of that half,
   // without a single call of the colour where the mask is 0.
   std::atomic<int> rightCalls{0};
@@ -122,7 +122,7 @@ TEST_F(AreaAverageTest, AveragesOverTheGridCentresDividingByTheCountOfPositiveMa
     return Result::Ok();
   });
   auto run = Average(4, 2, &color, &left);
-  ExpectNear(Run(*run), {0.25, 0.5, 0, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*run), {0.25, 0.5, 0, 1}, 1e-12));
   EXPECT_EQ(rightCalls.load(), 0);
   // Empty grids and masks give zero.
   EXPECT_EQ(Run(*Average(4, 0, &Grey(), &MaskConstant(1))), (ColorA{0, 0, 0, 0}));

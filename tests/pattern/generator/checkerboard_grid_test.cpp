@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "color_recorder.h"
 #include "tessaroc/core/function.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/generator/checkerboard_node.h"
@@ -16,8 +15,35 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testutil::RecordingColor;
 using testutil::Runner;
+
+// A colour function that counts its calls, remembers the context and the cache
+// it was called with, and fails on request.
+class RecordingColor final : public FunctionInterface {
+ public:
+  explicit RecordingColor(ColorA value) : value_(value) {}
+  FunctionType GetFunctionType() const override { return {&kColorAType, &kShadingContextType}; }
+  Result Invoke(ValueSlot ret, ValueSlot arg) const override {
+    ++calls;
+    lastContext = *static_cast<const ShadingContext*>(arg.value);
+    if (fail) return Result::Fail(errors::kIllegalState, "colour refused");
+    *static_cast<ColorA*>(ret.value) = value_;
+    return Result::Ok();
+  }
+  Result Invoke(ValueSlot ret, ValueSlot arg, Data& cache) const override {
+    lastCache = &cache;
+    return Invoke(ret, arg);
+  }
+  bool GetConstantValue(ValueSlot) const override { return false; }
+
+  mutable int calls = 0;
+  mutable ShadingContext lastContext;
+  mutable const Data* lastCache = nullptr;
+  bool fail = false;
+
+ private:
+  ColorA value_;
+};
 
 const ColorA kBlack{0, 0, 0, 1};
 const ColorA kWhite{1, 1, 1, 1};
