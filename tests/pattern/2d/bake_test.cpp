@@ -57,12 +57,22 @@ BakedImageData Bake(uint32_t w, uint32_t h, const FunctionInterface& fn) {
   return image;
 }
 
-TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZero) {
+TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZeroAndResizeKeepsOldPixels) {
   const BakedImageData image = Bake(4, 2, UvwColor());
   ASSERT_EQ(image.pixels.size(), 8u);
   EXPECT_EQ(image.pixels[0], (ColorA{0.125, 0.25, 0, 1}));
   EXPECT_EQ(image.pixels[3], (ColorA{0.875, 0.25, 0, 1}));
   EXPECT_EQ(image.pixels[5], (ColorA{0.375, 0.75, 0, 1}));
+
+  // A resize keeps the old pixels and adds opaque black.
+  BakedImageData resized;
+  ASSERT_TRUE(ResizeBakedImage(resized, 2, 1).ok());
+  resized.pixels[1] = {1, 2, 3, 4};
+  ASSERT_TRUE(ResizeBakedImage(resized, 2, 2).ok());
+  EXPECT_EQ(resized.pixels[1], (ColorA{1, 2, 3, 4}));
+  EXPECT_EQ(resized.pixels[3], kOpaqueBlack);
+  EXPECT_EQ(resized.width, 2u);
+  EXPECT_EQ(resized.height, 2u);
 }
 
 TEST(BakeTest, FailingCallEndsItsRowOnly) {
@@ -85,20 +95,9 @@ TEST(BakeTest, FailingCallEndsItsRowOnly) {
   EXPECT_EQ(image.pixels[2 * 8 + 6], kOpaqueBlack);
 }
 
-TEST(BakeTest, ResizeKeepsOldPixelsAndAddsOpaqueBlack) {
-  BakedImageData image;
-  ASSERT_TRUE(ResizeBakedImage(image, 2, 1).ok());
-  image.pixels[1] = {1, 2, 3, 4};
-  ASSERT_TRUE(ResizeBakedImage(image, 2, 2).ok());
-  EXPECT_EQ(image.pixels[1], (ColorA{1, 2, 3, 4}));
-  EXPECT_EQ(image.pixels[3], kOpaqueBlack);
-  EXPECT_EQ(image.width, 2u);
-  EXPECT_EQ(image.height, 2u);
-}
-
 // ---- lookups
 
-TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
+TEST(SampleBakedTest, NearestAndLinearLookupsWrapOnePeriodEitherWayAndCheckTheCount) {
   BakedImageData image = Bake(4, 4, UvwColor());
   EXPECT_EQ(SampleBakedNearest(0.3f, 0.9f, image), (ColorA{0.375, 0.875, 0, 1}));
   EXPECT_EQ(SampleBakedNearest(-0.25f, 0.1f, image), SampleBakedNearest(0.75f, 0.1f, image));
@@ -121,9 +120,8 @@ TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
   EXPECT_EQ(SampleBakedLinear(0.5f, 0.5f, image), kOpaqueBlack);
   EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, image), kOpaqueBlack);
   EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, BakedImageData{}), kOpaqueBlack);
-}
 
-TEST(WrapIndexTest, OnePeriodEitherWayElseZero) {
+  // The wrap of an index: one period either way, else zero.
   const int cases[][2] = {{4, 0}, {7, 3}, {8, 0}, {-1, 3}, {-5, 0}, {2, 2}};
   for (const auto& [index, want] : cases) EXPECT_EQ(WrapIndex(index, 4), want) << index;
 }

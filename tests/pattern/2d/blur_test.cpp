@@ -150,7 +150,7 @@ TEST_F(BlurTest, ZeroRadiusCopiesTheBakeOtherModesBakeNothingAndTheRadiusAloneDo
 
 // ---- the sampler
 
-TEST_F(BlurTest, BakedModeLooksUpAndMasks) {
+TEST_F(BlurTest, BakedModeLooksUpAndMasksAndKernelModeIsAGaussianOnTheGrid) {
   auto pre = Pre(8, 0.0, &UvwColor());
   auto run = Blur("baked", 0.1, &Constant(), pre->Get<BakedImageRef>("imageData"));
   EXPECT_TRUE(ColorNear(Run(*run, AtUv(5.5 / 8, 3.5 / 8)), {5.5 / 8, 3.5 / 8, 0, 1}, 1e-7));
@@ -166,14 +166,13 @@ TEST_F(BlurTest, BakedModeLooksUpAndMasks) {
   // An empty record blurs to zero.
   auto empty = Blur("baked", 0.1, &Constant(), std::make_shared<BakedImageData>());
   EXPECT_EQ(Run(*empty, AtUv(0.5, 0.5)), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(BlurTest, KernelModeIsAGaussianOnTheGrid) {
+  // The kernel mode is a Gaussian on the grid.
   // Resolution 8, radius 1/8: sigma one pixel, 7 x 7 taps. At the pixel just
   // right of a step the result is the share of the weights on the bright side:
   // python3: g = [exp(-d*d/2) for d in range(-3, 4)]; sum(g[3:]) / sum(g)
-  auto run = Blur("kernel", 1.0 / 8, &Step());
-  EXPECT_NEAR(Run(*run, AtUv(0.5 + 1.0 / 16, 0.5)).r, 0.6995251398262273, 1e-12);
+  auto kernel = Blur("kernel", 1.0 / 8, &Step());
+  EXPECT_NEAR(Run(*kernel, AtUv(0.5 + 1.0 / 16, 0.5)).r, 0.6995251398262273, 1e-12);
   // A ramp is reproduced at its pixel centre, inside the image.
   auto ramp = Blur("kernel", 1.0 / 8, &UvwColor());
   EXPECT_TRUE(ColorNear(Run(*ramp, AtUv(0.49, 0.51)), {3.5 / 8, 4.5 / 8, 0, 1}, 1e-12));

@@ -48,7 +48,7 @@ TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithVAndMaskBlendMixesTowardsTheI
   EXPECT_TRUE(ColorNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12));
 }
 
-TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnly) {
+TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnlyAndLowResolutionStepsWholeTiles) {
   const double box[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
   // A box over a linear ramp gives the centre value once normalised...
   EXPECT_TRUE(ColorNear(Run(*Kernel(box, true), 0.5, 0.5), {0.5, 0.5, 0.25, 1}, 1e-12));
@@ -60,9 +60,8 @@ TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnly) {
   // All weights zero with normalise: black with alpha 0.
   const double zero[9] = {};
   EXPECT_EQ(Run(*Kernel(zero, true), 0.5, 0.5), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(KernelTest, LowResolutionStepsWholeTilesAndEveryTapRuns) {
+  // A low resolution steps whole tiles, and every tap runs.
   std::atomic<int> calls{0};
   const CallableFunction<ColorA> counted(kColorAType, [&calls](const ShadingContext& c, ColorA& out) {
     calls.fetch_add(1);

@@ -111,7 +111,7 @@ TEST(PointGenerator, DensityThinsTheCandidates) {
   EXPECT_TRUE(dropped.Points().empty());
 }
 
-TEST(PointGenerator, BuiltOnceUnlessNothingWasKept) {
+TEST(PointGenerator, BuiltOnceUnlessNothingWasKeptAndDensityErrorsEndTheBuild) {
   CellPlan plan(4, 5, "1");
   ASSERT_TRUE(plan.Prepare().ok());
   const PointDistribution first = plan.Points();
@@ -142,20 +142,19 @@ TEST(PointGenerator, BuiltOnceUnlessNothingWasKept) {
     EXPECT_EQ(r.index, 0);
     EXPECT_EQ(r.direction, (Vector2d{0, 0}));
   }
-}
 
-TEST(PointGenerator, DensityErrorsEndTheBuildAndKeepThePoints) {
-  int calls = 0;
+  // Density errors end the build and keep the points.
+  int failCalls = 0;
   CallableFunction<double> failsThird(kFloat64Type, [&](const ShadingContext&, double& d) {
-    if (++calls == 3) return Result::Fail(errors::kIllegalState, "density failed");
+    if (++failCalls == 3) return Result::Fail(errors::kIllegalState, "density failed");
     d = 2.0;
     return Result::Ok();
   });
-  CellPlan plan(6, 5, "1", &failsThird);
-  EXPECT_TRUE(plan.Prepare().Is(errors::kIllegalState));
-  EXPECT_EQ(plan.Points().size(), 2u);
-  ASSERT_TRUE(plan.Prepare().ok());  // what was kept counts as built
-  EXPECT_EQ(calls, 3);
+  CellPlan failing(6, 5, "1", &failsThird);
+  EXPECT_TRUE(failing.Prepare().Is(errors::kIllegalState));
+  EXPECT_EQ(failing.Points().size(), 2u);
+  ASSERT_TRUE(failing.Prepare().ok());  // what was kept counts as built
+  EXPECT_EQ(failCalls, 3);
 
   // A connected port without a function is the null-pointer error.
   CellPlan unset(6, 5, "1");

@@ -328,7 +328,7 @@ TEST_F(GridTest, HardLinesOnEachAxisAndFrequency) {
   EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 1, 0.5}));
 }
 
-TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
+TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThicknessAndIndexCountsCells) {
   ASSERT_TRUE(run->Set("thickness", Vector{0.5, 0.5, 0.5}).ok());
   ASSERT_TRUE(run->Set("softness", 0.2).ok());
   // u = 0.2: f = 0.7, d = 0.4, halfway through [0.3, 0.5]: smoothstep(0.5) = 0.5.
@@ -342,9 +342,8 @@ TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
     EXPECT_GE(s, prev);
     prev = s;
   }
-}
 
-TEST_F(GridTest, IndexCountsCellsWithoutWrappingAndIsZeroOutside) {
+  // The index counts cells without wrapping and is zero outside.
   ASSERT_TRUE(run->Set("frequency", Vector{4, 3, 0}).ok());
   auto index = [&](double u, double v, uint8_t valid = 1) {
     ShadingContext c;

@@ -285,7 +285,7 @@ TEST(GradientFailures, UnknownInterpolationMissingFunctionsOutsideContextAndNoKn
 
 // ---- colour spaces
 
-TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
+TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndALookalikeIdGivesMagentaKnots) {
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("srgb"));
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.21404114048223255);
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
@@ -294,6 +294,18 @@ TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
   mid.ExpectGreys({{0.5, 0.35191596126392566}, {0.0, 0.1}, {1.0, 0.8}});
   // Negative channels go through the linear segment both ways.
   EXPECT_DOUBLE_EQ(GradientSrgbToLinear(GradientLinearToSrgb({-0.5, 0, 0, 1})).r, -0.5 * 12.92);
+
+  // A look-alike id (the same text, not the registered constant) gives magenta knots.
+  static const char text[] = "srgb";  // same text, not the registered constant
+  const Id lookalike = Id::FromParts(text, Id::MakeWord("srgb"));
+  ASSERT_EQ(ClassifyGradientSpace(lookalike), GradientSpace::kSrgbLookalike);
+  ASSERT_EQ(ClassifyGradientSpace(Id()), GradientSpace::kUnknown);
+
+  Ramp look({{0.0, 0.0}, {1.0, 1.0}}, lookalike);
+  ASSERT_TRUE(look.Evaluate(0.5, 0).ok());  // early exit writes (0, 0, 0, 0)
+  ASSERT_TRUE(look.Evaluate(0.5).ok());
+  EXPECT_EQ(look.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(look.TotalColorCalls(), 2);
 }
 
 TEST(GradientColorSpace, UnknownSpaceReportsToTheRenderAndStaysUnconverted) {
@@ -309,19 +321,6 @@ TEST(GradientColorSpace, UnknownSpaceReportsToTheRenderAndStaysUnconverted) {
   EXPECT_TRUE(log.lines.empty());
   ASSERT_EQ(messages.lines.size(), 3u);  // two knot colours and the way back
   for (const std::string& line : messages.lines) EXPECT_EQ(line, "Stop: Unsupported color space in gradient: aces");
-}
-
-TEST(GradientColorSpace, LookalikeIdGivesMagentaKnotsAndLeavesTheResult) {
-  static const char text[] = "srgb";  // same text, not the registered constant
-  const Id lookalike = Id::FromParts(text, Id::MakeWord("srgb"));
-  ASSERT_EQ(ClassifyGradientSpace(lookalike), GradientSpace::kSrgbLookalike);
-  ASSERT_EQ(ClassifyGradientSpace(Id()), GradientSpace::kUnknown);
-
-  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, lookalike);
-  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());  // early exit writes (0, 0, 0, 0)
-  ASSERT_TRUE(ramp.Evaluate(0.5).ok());
-  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(ramp.TotalColorCalls(), 2);
 }
 
 // ---- the table and its checksum

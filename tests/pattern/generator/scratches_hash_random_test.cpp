@@ -223,15 +223,14 @@ ShadingContext Fingerprinted() {
   return c;
 }
 
-TEST(Random, GoldenFingerprintOfAKnownSample) {
+TEST(Random, GoldenFingerprintAndEveryPartOfItCounts) {
   // A = 306446, B = 20124, C = 28449, D = -37821, frame 30: key 0xc4316baf.
   const ShadingContext c = Fingerprinted();
   EXPECT_EQ(RandomKey(c, 3, 4), 0xc4316bafu);
   ExpectChannels(Random(c, 3, 4).colora,
                  {0.32168093393556774, 0.18042599596083164, 0.8431150189135224, 0.1112413383089006});
-}
 
-TEST(Random, SameSampleRepeatsAndEveryPartOfTheFingerprintCounts) {
+  // The same sample repeats, and every part of the fingerprint counts.
   const ShadingContext base = Fingerprinted();
   const ColorA ref = Random(base, 3, 4).colora;
   EXPECT_TRUE(Random(base, 3, 4).colora == ref);

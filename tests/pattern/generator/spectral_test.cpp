@@ -19,7 +19,7 @@ using testutil::ColorNear;
 
 // ---- blackbody
 
-TEST(Blackbody, LargestOfXyzIsOneHotIsBlueAndZeroIsNaN) {
+TEST(Blackbody, LargestOfXyzIsOneHotIsBlueZeroIsNaNAndItMatchesAnIndependentIntegration) {
   for (double t : {10.0, 30.0, 60.0, 100.0, 200.0, 1000.0}) {
     const BlackbodyXyz xyz = BlackbodyToXyz(t);
     EXPECT_EQ(std::max(std::max(xyz.x, xyz.y), xyz.z), 1.0) << t;
@@ -37,19 +37,18 @@ TEST(Blackbody, LargestOfXyzIsOneHotIsBlueAndZeroIsNaN) {
     EXPECT_GT(c.b / c.r, last) << t;
     last = c.b / c.r;
   }
-}
 
-TEST(Blackbody, MatchesAnIndependentIntegration) {
+  // An independent integration.
   // python3 over the 5 nm four-decimal CSV: T = 100 * 57.29577951308232,
   // M = 3.7417748794402714e29 / lambda^5 / exp(14387686.6 / (lambda T) - 1),
   // halved at both ends, normalised to the largest, through the XYZ matrix.
   auto run = testutil::Runner(kBlackbodyId);
   ASSERT_TRUE(run->Set("temperature", 100.0).ok());
   ASSERT_TRUE(run->Run().ok());
-  const Color c = run->Get<Color>("result");
-  EXPECT_NEAR(c.r, 1.1030273140957385, 1e-12);
-  EXPECT_NEAR(c.g, 0.9715039866466926, 1e-12);
-  EXPECT_NEAR(c.b, 0.908074889322972, 1e-12);
+  const Color integrated = run->Get<Color>("result");
+  EXPECT_NEAR(integrated.r, 1.1030273140957385, 1e-12);
+  EXPECT_NEAR(integrated.g, 0.9715039866466926, 1e-12);
+  EXPECT_NEAR(integrated.b, 0.908074889322972, 1e-12);
   // Out of gamut at the cool end: negative blue, not clamped.
   EXPECT_NEAR(BlackbodyColor(30.0).b, -0.02398855086591936, 1e-12);
 }

@@ -108,7 +108,7 @@ TEST_F(SplineNodeTest, UnbrokenTangentIgnoresTheRightPort) {
   EXPECT_NE(At(broken, 0.4), expect);
 }
 
-TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlag) {
+TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlagAndTangentsMirrorTheFirstKnot) {
   Settings link;
   link.linkPositions = true;
   EXPECT_DOUBLE_EQ(At({{0.0, 0.2}, {1.0, 0.9}}, 0.5), 0.55);
@@ -121,25 +121,24 @@ TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlag) {
   reversed[1].lockY = false;
   reversed[0].lockY = true;
   EXPECT_DOUBLE_EQ(At(reversed, 0.5, link), 0.2);
-}
 
-TEST_F(SplineNodeTest, LinkedEndTangentsMirrorTheFirstKnot) {
-  Settings link;
-  link.linkTangents = true;
+  // Linked end tangents mirror the first knot.
+  Settings tangents;
+  tangents.linkTangents = true;
   std::vector<KnotPorts> knots = {
       {0.0, 0.0, "spline", {-0.1, 0.4}}, {0.5, 0.5, "spline"}, {1.0, 1.0, "spline", {-0.3, 0.1}}};
   // The first knot's right handle is (0.1, -0.4); the last gets the left
   // handle (-0.1, 0.4) and the right handle (0.1, -0.4).
   const std::vector<SplineMapperKnot> linked = {
       SK(0, 0, {-0.1, 0.4}, {0.1, -0.4}), SK(0.5, 0.5, {-0.2, -0.2}, {0.2, 0.2}), SK(1, 1, {-0.1, 0.4}, {0.1, -0.4})};
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), Direct(linked, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), Direct(linked, 0.8));
   EXPECT_NE(At(knots, 0.8), Direct(linked, 0.8));
   // lockangle on the port-last knot turns the link off.
   knots[2].lockAngle = true;
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), At(knots, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), At(knots, 0.8));
   knots[2].lockAngle = false;
   knots[2].lockLength = true;
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), At(knots, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), At(knots, 0.8));
 }
 
 TEST_F(SplineNodeTest, TensionReachesTheCurveAndAMissingCurveClassIsAnError) {

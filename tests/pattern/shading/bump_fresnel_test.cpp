@@ -73,7 +73,7 @@ class BumpTest : public ::testing::Test {
   }
 };
 
-TEST_F(BumpTest, PlaneOnTheSurfaceTiltsTheNormalByItsSlope) {
+TEST_F(BumpTest, PlaneOnTheSurfaceAndHeightInUvTiltTheNormalByTheirSlopes) {
   // h = 2 x - 3 y on the surface: the taps at +e3 T and +e3 B see the exact
   // slope, tilted with k = strength * 1000 / 6 and the two tangents in
   // opposite senses: n = (-2 e3 k, -3 e3 k, 1).
@@ -82,15 +82,14 @@ TEST_F(BumpTest, PlaneOnTheSurfaceTiltsTheNormalByItsSlope) {
   ExpectNear(Bumped(h, strength, 0.0, 0.5, Surface().shadingnormal), Normalised(-2 * e3 * k, -3 * e3 * k, 1), 1e-12);
   EXPECT_EQ(h.calls, 3);
   EXPECT_TRUE(h.sawImageFlag);
-}
 
-TEST_F(BumpTest, HeightInUvSeesTheSecondTapDiagonally) {
+  // A height in uv: the second tap sits diagonally.
   // h = 0.3 u^2 + 0.2 v. The first tap is at (u + eu, v), the second at
   // (u + eu, v + eu): its slope is dh/du + dh/dv, not dh/dv alone.
-  Height h([](const ShadingContext& c) { return 0.3 * c.uvw.x * c.uvw.x + 0.2 * c.uvw.y; });
-  const double eu = 1e-4, k = 1.0 * 1000.0 / 6.0, u = 0.4;
-  const double du = 0.6 * u * eu * k, dv = (0.6 * u + 0.2) * eu * k;
-  ExpectNear(Bumped(h, 1.0, 1.0, 0.0, Surface().shadingnormal), Normalised(-du, dv, 1), 1e-6);
+  Height uv([](const ShadingContext& c) { return 0.3 * c.uvw.x * c.uvw.x + 0.2 * c.uvw.y; });
+  const double eu = 1e-4, kUv = 1.0 * 1000.0 / 6.0, u = 0.4;
+  const double du = 0.6 * u * eu * kUv, dv = (0.6 * u + 0.2) * eu * kUv;
+  ExpectNear(Bumped(uv, 1.0, 1.0, 0.0, Surface().shadingnormal), Normalised(-du, dv, 1), 1e-6);
 }
 
 TEST_F(BumpTest, FlatOrWeakHeightLeavesTheNormalNormalised) {
@@ -188,7 +187,7 @@ double ExactDielectric(double n1, double n2, double cosI) {
 
 const Vector kUp{0, 0, 1};
 
-TEST(FresnelDielectric, MatchesTheExactEquationsAndVanishesAtIndexOne) {
+TEST(FresnelDielectric, MatchesTheExactEquationsEitherWayAndVanishesAtIndexOne) {
   // Head on, glass reflects four percent, from the back face too: the normals
   // are turned to face the ray.
   EXPECT_NEAR(Dielectric(Ray({0, 0, -1}, kUp, kUp), 1.5), 0.04, 1e-15);
@@ -200,9 +199,8 @@ TEST(FresnelDielectric, MatchesTheExactEquationsAndVanishesAtIndexOne) {
     EXPECT_NEAR(Dielectric(c, 1.5), ExactDielectric(1.0, 1.5, std::cos(t)), 2e-7) << deg;
     EXPECT_NEAR(Dielectric(c, 1.0), 0.0, 1e-15) << deg;
   }
-}
 
-TEST(FresnelDielectric, LeavingTheDenserMedium) {
+  // Leaving the denser medium.
   // The geometric normal points down, so the shading normal stays and faces
   // away from the ray: c > 0, the ray leaves the glass.
   const Vector down{0, 0, -1};
