@@ -155,10 +155,9 @@ TEST_F(BlurTest, BakedModeLooksUpAndMasksAndKernelModeIsAGaussianOnTheGrid) {
   auto run = Blur("baked", 0.1, &Constant(), pre->Get<BakedImageRef>("imageData"));
   EXPECT_TRUE(ColorNear(Run(*run, AtUv(5.5 / 8, 3.5 / 8)), {5.5 / 8, 3.5 / 8, 0, 1}, 1e-7));
   // Half blend, red only: the other channels keep the input colour.
-  ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
-  ASSERT_TRUE(run->Set("maskgreen", false).ok());
-  ASSERT_TRUE(run->Set("maskblue", false).ok());
-  ASSERT_TRUE(run->Set("maskalpha", false).ok());
+  for (Result r : {run->Set("maskblend", 0.5), run->Set("maskgreen", false), run->Set("maskblue", false),
+                   run->Set("maskalpha", false)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   EXPECT_TRUE(ColorNear(Run(*run, AtUv(5.5 / 8, 3.5 / 8)), {(0.2 + 5.5 / 8) / 2, 0.4, 0.6, 0.8}, 1e-7));
   // No record: opaque black, without the mask.
   auto none = Blur("baked", 0.1, &Constant());

@@ -280,11 +280,10 @@ class GridTest : public ::testing::Test {
  protected:
   void SetUp() override {
     run = Runner(kGridId);
-    ASSERT_TRUE(run->Set("line", ColorA{1, 0, 0, 1}).ok());
-    ASSERT_TRUE(run->Set("fill", ColorA{0, 0, 1, 0.5}).ok());
-    ASSERT_TRUE(run->Set("thickness", Vector{0.1, 0.1, 0.1}).ok());
-    ASSERT_TRUE(run->Set("softness", 0.0).ok());
-    ASSERT_TRUE(run->Set("frequency", Vector{1, 1, 0}).ok());
+    for (Result r : {run->Set("line", ColorA{1, 0, 0, 1}), run->Set("fill", ColorA{0, 0, 1, 0.5}),
+                     run->Set("thickness", Vector{0.1, 0.1, 0.1}), run->Set("softness", 0.0),
+                     run->Set("frequency", Vector{1, 1, 0})})
+      ASSERT_TRUE(r.ok()) << r.ToString();
   }
   // The fill share at (u, v, w): the blue channel.
   double FillShare(double u, double v, double w = 0) {

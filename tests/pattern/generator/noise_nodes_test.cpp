@@ -139,9 +139,8 @@ TEST_F(NoiseNodesTest, ObjectIsKeptOnlyWhileLacunarityGainAndExponentAreAllZeroA
   EXPECT_EQ(Recording().created, 1);
 
   // Any non-zero parameter rebuilds at every run: the table never stores them.
-  ASSERT_TRUE(inst_->Set<double>(pre_, "gain", 0.5).ok());
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Prepare().ok());
+  for (Result r : {inst_->Set<double>(pre_, "gain", 0.5), inst_->Prepare(), inst_->Prepare()})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   EXPECT_EQ(Recording().created, 3);
   EXPECT_EQ(Table().lacunarity, 0.0);
   EXPECT_EQ(Table().gain, 0.0);
@@ -151,9 +150,8 @@ TEST_F(NoiseNodesTest, ObjectIsKeptOnlyWhileLacunarityGainAndExponentAreAllZeroA
   ASSERT_TRUE(inst_->Set<double>(pre_, "gain", 0.0).ok());
   ASSERT_TRUE(inst_->Prepare().ok());
   EXPECT_EQ(Recording().created, 3);
-  ASSERT_TRUE(inst_->Set<uint32_t>(pre_, "seed", 4u).ok());
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Prepare().ok());
+  for (Result r : {inst_->Set<uint32_t>(pre_, "seed", 4u), inst_->Prepare(), inst_->Prepare()})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   EXPECT_EQ(Recording().created, 4);
   EXPECT_EQ(Table().seed, 4u);
   EXPECT_EQ(Recorded().seed_, 4u);
@@ -223,10 +221,9 @@ TEST_F(NoiseNodesTest, TableCopiesShareTheObjectAndMovesEmptyTheSource) {
 
 TEST_F(NoiseNodesTest, ArgumentsAndFootprintCrossIn32BitsAfter64BitArithmeticAndInvalidUvwGivesZero) {
   Build(kNoiseId, kRecordingId);
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "animationSpeed", 0.1).ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "octaves", 2.7).ok());
-  ASSERT_TRUE(inst_->Set<bool>(main_, "absolute", true).ok());
+  for (Result r : {inst_->Prepare(), inst_->Set<double>(main_, "animationSpeed", 0.1),
+                   inst_->Set<double>(main_, "octaves", 2.7), inst_->Set<bool>(main_, "absolute", true)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   ShadingContext ctx;
   // Python: float32(0.0938595867742349 * 10) = 0.9385958909988403, while
   // float32(float32(u) * 10) would be 0.9385958313941956.
@@ -275,17 +272,16 @@ TEST_F(NoiseNodesTest, ArgumentsAndFootprintCrossIn32BitsAfter64BitArithmeticAnd
 
 TEST_F(NoiseNodesTest, MathNoiseScalesTheValueButNotTheTimeAndIn2dNeverReadsZ) {
   Build(kMathNoiseId, kRecordingId);
-  ASSERT_TRUE(inst_->Prepare().ok());
-  ASSERT_TRUE(inst_->Set<Vector>(main_, "value", Vector{0.0938595867742349, -1.5, 0.25}).ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "scale", 10.0).ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "time", 0.7).ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "octaves", 1.5).ok());
+  for (Result r : {inst_->Prepare(), inst_->Set<Vector>(main_, "value", Vector{0.0938595867742349, -1.5, 0.25}),
+                   inst_->Set<double>(main_, "scale", 10.0), inst_->Set<double>(main_, "time", 0.7),
+                   inst_->Set<double>(main_, "octaves", 1.5)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   EXPECT_EQ(Eval(), 0.25);
   EXPECT_EQ(Recorded().last, (Call{3, 0.9385958909988403f, -15.0f, 2.5f, false, 0.7f, 1.5f, 0.0f}));
   // In two dimensions z is never read.
-  ASSERT_TRUE(inst_->Set<Vector>(main_, "value", Vector{1.5, 2.5, kNaN}).ok());
-  ASSERT_TRUE(inst_->Set<double>(main_, "scale", 2.0).ok());
-  ASSERT_TRUE(inst_->Set<bool>(main_, "twod", true).ok());
+  for (Result r : {inst_->Set<Vector>(main_, "value", Vector{1.5, 2.5, kNaN}), inst_->Set<double>(main_, "scale", 2.0),
+                   inst_->Set<bool>(main_, "twod", true)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   EXPECT_EQ(Eval(), 0.75);
   EXPECT_EQ(Recorded().last, (Call{2, 3.0f, 5.0f, 0.0f, false, 0.7f, 1.5f, 0.0f}));
 }

@@ -149,11 +149,9 @@ struct Draws {
 // Every output of a hash or random node run once. The hash takes no context.
 Draws Draw(const char* id, const ShadingContext* ctx, int64_t seed, int64_t salt, double lo, double hi) {
   auto run = Runner(id);
-  EXPECT_TRUE(run->Set("seed", seed).ok());
-  EXPECT_TRUE(run->Set("salt", salt).ok());
-  EXPECT_TRUE(run->Set("minimum", lo).ok());
-  EXPECT_TRUE(run->Set("maximum", hi).ok());
-  EXPECT_TRUE((ctx ? run->Run(*ctx) : run->Run()).ok());
+  for (Result r : {run->Set("seed", seed), run->Set("salt", salt), run->Set("minimum", lo), run->Set("maximum", hi),
+                   (ctx ? run->Run(*ctx) : run->Run())})
+    EXPECT_TRUE(r.ok()) << r.ToString();
   return {run->Get<ColorA>("resultColorA"), run->Get<Color>("resultColor"),    run->Get<double>("resultFloat"),
           run->Get<int64_t>("resultInt"),   run->Get<Vector>("resultVector3"), run->Get<Vector2d>("resultVector2"),
           run->Get<bool>("resultBool")};

@@ -215,9 +215,7 @@ TEST(FresnelDielectric, MatchesTheExactEquationsEitherWayAndVanishesAtIndexOne) 
 
 ColorA Conductor(const ShadingContext& c, const Vector& eta, const Vector& k) {
   auto run = Runner(kFresnelConductorId);
-  EXPECT_TRUE(run->Set("ior", eta).ok());
-  EXPECT_TRUE(run->Set("absorption", k).ok());
-  EXPECT_TRUE(run->Run(c).ok());
+  for (Result r : {run->Set("ior", eta), run->Set("absorption", k), run->Run(c)}) EXPECT_TRUE(r.ok()) << r.ToString();
   return run->Get<ColorA>("result");
 }
 

@@ -49,16 +49,14 @@ class ShapesTest : public ::testing::Test {
   // A line from (0.2, 0.5) to (0.8, 0.5).
   std::unique_ptr<SingleNodeRunner> Line(double softness, double width) {
     auto run = Make(kLineId);
-    EXPECT_TRUE(run->Set("source", Vector2d{0.2, 0.5}).ok());
-    EXPECT_TRUE(run->Set("destination", Vector2d{0.8, 0.5}).ok());
-    EXPECT_TRUE(run->Set("softness", softness).ok());
-    EXPECT_TRUE(run->Set("width", width).ok());
+    for (Result r : {run->Set("source", Vector2d{0.2, 0.5}), run->Set("destination", Vector2d{0.8, 0.5}),
+                     run->Set("softness", softness), run->Set("width", width)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static void Soft(SingleNodeRunner& run, double scale, double inner, double outer) {
-    EXPECT_TRUE(run.Set("scale", scale).ok());
-    EXPECT_TRUE(run.Set("innersoftness", inner).ok());
-    EXPECT_TRUE(run.Set("outersoftness", outer).ok());
+    for (Result r : {run.Set("scale", scale), run.Set("innersoftness", inner), run.Set("outersoftness", outer)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
   }
 };
 
@@ -133,9 +131,8 @@ TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistanceAndHasNoWidthOrNoLength) {
   EXPECT_EQ(At(*run, 0.5, 0.5).mask, 1.0);             // exactly on it
   // No length: f is 0 / 0 and the NaN runs through (with a width and a
   // softness: either at 0 ends the edge before the NaN is looked at).
-  ASSERT_TRUE(run->Set("destination", Vector2d{0.2, 0.5}).ok());
-  ASSERT_TRUE(run->Set("width", 0.2).ok());
-  ASSERT_TRUE(run->Set("softness", 0.4).ok());
+  for (Result r : {run->Set("destination", Vector2d{0.2, 0.5}), run->Set("width", 0.2), run->Set("softness", 0.4)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
   o = At(*run, 0.4, 0.4);
   EXPECT_TRUE(std::isnan(o.distance));
   EXPECT_TRUE(std::isnan(o.result.r));
