@@ -262,9 +262,13 @@ TEST_F(NoiseNodesTest, ArgumentsAndFootprintCrossIn32BitsAfter64BitArithmeticAnd
     *v = kNaN;
     EXPECT_EQ(NoiseFootprint(bad), 0.0f) << "NaN in slot " << slot;
   }
+  // The node hands the footprint on as it is, and 0 where a NaN takes part.
+  Eval(ctx);
+  EXPECT_EQ(Recorded().last.footprint, NoiseFootprint(ctx));
+  EXPECT_GT(Recorded().last.footprint, 0.0f);
   ctx.uvwdx.y = kNaN;
   Eval(ctx);
-  EXPECT_EQ(Recorded().calls, 2);
+  EXPECT_EQ(Recorded().calls, 3);
   EXPECT_EQ(Recorded().last.footprint, 0.0f);
 }
 
