@@ -57,26 +57,22 @@ BakedImageData Bake(uint32_t w, uint32_t h, const FunctionInterface& fn) {
   return image;
 }
 
-TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZero) {
+TEST(BakeTest, PixelCentresInRowMajorOrderWithRowZeroAtVZeroAndResizeKeepsOldPixels) {
   const BakedImageData image = Bake(4, 2, UvwColor());
   ASSERT_EQ(image.pixels.size(), 8u);
   EXPECT_EQ(image.pixels[0], (ColorA{0.125, 0.25, 0, 1}));
   EXPECT_EQ(image.pixels[3], (ColorA{0.875, 0.25, 0, 1}));
   EXPECT_EQ(image.pixels[5], (ColorA{0.375, 0.75, 0, 1}));
-}
 
-TEST(BakeTest, SamePixelsWithOneAndManyThreads) {
-  host::InstallJobService(1);
-  const BakedImageData one = Bake(61, 67, Wavy());
-  host::InstallJobService(4);
-  const BakedImageData many = Bake(61, 67, Wavy());
-  host::UninstallJobService();
-  const BakedImageData serial = Bake(61, 67, Wavy());
-  ASSERT_EQ(one.pixels.size(), many.pixels.size());
-  for (size_t i = 0; i < one.pixels.size(); ++i) {
-    ASSERT_EQ(one.pixels[i], many.pixels[i]) << i;
-    ASSERT_EQ(one.pixels[i], serial.pixels[i]) << i;
-  }
+  // A resize keeps the old pixels and adds opaque black.
+  BakedImageData resized;
+  ASSERT_TRUE(ResizeBakedImage(resized, 2, 1).ok());
+  resized.pixels[1] = {1, 2, 3, 4};
+  ASSERT_TRUE(ResizeBakedImage(resized, 2, 2).ok());
+  EXPECT_EQ(resized.pixels[1], (ColorA{1, 2, 3, 4}));
+  EXPECT_EQ(resized.pixels[3], kOpaqueBlack);
+  EXPECT_EQ(resized.width, 2u);
+  EXPECT_EQ(resized.height, 2u);
 }
 
 TEST(BakeTest, FailingCallEndsItsRowOnly) {
@@ -99,20 +95,9 @@ TEST(BakeTest, FailingCallEndsItsRowOnly) {
   EXPECT_EQ(image.pixels[2 * 8 + 6], kOpaqueBlack);
 }
 
-TEST(BakeTest, ResizeKeepsOldPixelsAndAddsOpaqueBlack) {
-  BakedImageData image;
-  ASSERT_TRUE(ResizeBakedImage(image, 2, 1).ok());
-  image.pixels[1] = {1, 2, 3, 4};
-  ASSERT_TRUE(ResizeBakedImage(image, 2, 2).ok());
-  EXPECT_EQ(image.pixels[1], (ColorA{1, 2, 3, 4}));
-  EXPECT_EQ(image.pixels[3], kOpaqueBlack);
-  EXPECT_EQ(image.width, 2u);
-  EXPECT_EQ(image.height, 2u);
-}
-
 // ---- lookups
 
-TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
+TEST(SampleBakedTest, NearestAndLinearLookupsWrapOnePeriodEitherWayAndCheckTheCount) {
   BakedImageData image = Bake(4, 4, UvwColor());
   EXPECT_EQ(SampleBakedNearest(0.3f, 0.9f, image), (ColorA{0.375, 0.875, 0, 1}));
   EXPECT_EQ(SampleBakedNearest(-0.25f, 0.1f, image), SampleBakedNearest(0.75f, 0.1f, image));
@@ -123,9 +108,9 @@ TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
 
   // Linear: at pixel centres it is the pixel; half-way between two centres.
   EXPECT_EQ(SampleBakedLinear(0.375f, 0.625f, image), (ColorA{0.375, 0.625, 0, 1}));
-  ExpectNear(SampleBakedLinear(0.5f, 0.625f, image), {0.5, 0.625, 0, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(SampleBakedLinear(0.5f, 0.625f, image), {0.5, 0.625, 0, 1}, 1e-12));
   // u = 0: the last and the first pixel half and half.
-  ExpectNear(SampleBakedLinear(0.0f, 0.625f, image), {(0.875 + 0.125) / 2, 0.625, 0, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(SampleBakedLinear(0.0f, 0.625f, image), {(0.875 + 0.125) / 2, 0.625, 0, 1}, 1e-12));
   // A 1 by 1 image is that pixel everywhere.
   const BakedImageData one = Bake(1, 1, Wavy());
   for (float u : {0.0f, 0.3f, 0.99f, -4.5f}) EXPECT_EQ(SampleBakedLinear(u, 0.7f, one), one.pixels[0]);
@@ -135,9 +120,8 @@ TEST(SampleBakedTest, NearestAndLinearLookupsWrapAndCheckTheCount) {
   EXPECT_EQ(SampleBakedLinear(0.5f, 0.5f, image), kOpaqueBlack);
   EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, image), kOpaqueBlack);
   EXPECT_EQ(SampleBakedNearest(0.5f, 0.5f, BakedImageData{}), kOpaqueBlack);
-}
 
-TEST(WrapIndexTest, OnePeriodEitherWayElseZero) {
+  // The wrap of an index: one period either way, else zero.
   const int cases[][2] = {{4, 0}, {7, 3}, {8, 0}, {-1, 3}, {-5, 0}, {2, 2}};
   for (const auto& [index, want] : cases) EXPECT_EQ(WrapIndex(index, 4), want) << index;
 }
@@ -164,7 +148,7 @@ class CacheTest : public ::testing::Test {
   }
 };
 
-TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
+TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolationAndWithoutABakeCallsTheFunction) {
   auto pre = Pre(8, 4);
   const BakedImageRef image = pre->Get<BakedImageRef>("imageData");
   ASSERT_TRUE(image);
@@ -173,17 +157,16 @@ TEST_F(CacheTest, ReadsTheBakeWithEitherInterpolation) {
   // Nearest snaps to the pixel centre; the wrap is a repeat.
   EXPECT_EQ(Cache(image, 0.3, 0.3, "nearest"), (ColorA{0.3125, 0.375, 0, 1}));
   EXPECT_EQ(Cache(image, -0.7, 1.3, "nearest"), (ColorA{0.3125, 0.375, 0, 1}));
-  ExpectNear(Cache(image, 0.25, 0.375, "linear"), {0.25, 0.375, 0, 1}, 1e-7);
+  EXPECT_TRUE(ColorNear(Cache(image, 0.25, 0.375, "linear"), {0.25, 0.375, 0, 1}, 1e-7));
   // Any other interpolation id leaves the result as it was.
   EXPECT_EQ(Cache(image, 0.3, 0.3, "cubic"), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(CacheTest, NoBakeCallsTheFunctionAndNoRecordIsOpaqueBlack) {
+  // Without a bake the function is called; without a record: opaque black.
   // Render mode 1 keeps the record but drops its pixels.
-  const BakedImageRef image = Pre(8, 8, 1)->Get<BakedImageRef>("imageData");
-  ASSERT_TRUE(image);
-  EXPECT_TRUE(image->pixels.empty());
-  EXPECT_EQ(Cache(image, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
+  const BakedImageRef unbaked = Pre(8, 8, 1)->Get<BakedImageRef>("imageData");
+  ASSERT_TRUE(unbaked);
+  EXPECT_TRUE(unbaked->pixels.empty());
+  EXPECT_EQ(Cache(unbaked, 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   // Width 0: nothing baked either.
   EXPECT_EQ(Cache(Pre(0, 8)->Get<BakedImageRef>("imageData"), 0.3, 0.7, "nearest"), (ColorA{0.3, 0.7, 0, 1}));
   EXPECT_EQ(Cache(BakedImageRef(), 0.3, 0.7, "nearest"), kOpaqueBlack);
@@ -209,32 +192,6 @@ TEST_F(CacheTest, BakeStandsWhileTheSizeDoes) {
   EXPECT_EQ(pre->Get<BakedImageRef>("imageData"), image);  // the same record, rebaked
   EXPECT_EQ(image->width, 2u);
   EXPECT_EQ(image->pixels[0], (ColorA{1, 0, 0, 1}));
-}
-
-TEST_F(CacheTest, PreNodeFeedsTheCacheInAPlan) {
-  Plan plan;
-  NodeRef pre, cache;
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kCachePreId), "pre", pre).ok());
-  ASSERT_TRUE(plan.AddNode(testutil::Group(kCacheId), "cache", cache).ok());
-  SearchPathsType paths;
-  for (Result r : {plan.LinkPreNode(pre, cache), plan.SetFunction(pre, "color", &Wavy()),
-                   plan.SetFunction(cache, "color", &Wavy()), plan.Set(pre, "width", uint32_t{16}),
-                   plan.Set(pre, "height", uint32_t{16}), plan.Set(pre, "renderMode", uint32_t{0}),
-                   plan.SetValue(pre, "searchPaths", ValueSlot{&kSearchPathsType, &paths}),
-                   plan.Set(cache, "interpolation", InternedId::Intern("nearest")), plan.BindContext(cache, "context"),
-                   plan.SetOutput(cache, "result")})
-    ASSERT_TRUE(r.ok()) << r.ToString();
-  ASSERT_TRUE(plan.Finish().ok());
-  EXPECT_TRUE(plan.IsUniform(pre));
-  std::unique_ptr<PlanInstance> inst;
-  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
-  ASSERT_TRUE(inst->Prepare().ok());
-  // At a pixel centre the bake equals the function.
-  const double u = 5.5 / 16, v = 9.5 / 16;
-  ASSERT_TRUE(inst->Evaluate(AtUv(u, v)).ok());
-  ColorA direct;
-  ASSERT_TRUE(InvokeColor(&Wavy(), AtUv(u, v), direct).ok());
-  EXPECT_EQ(inst->OutputAs<ColorA>(), direct);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Shared pieces of the 2D filter tests: colour functions of the place, the
-// catalogue's runners, and colour comparison.
+// Shared pieces of the 2D filter tests: a colour function of the place, a
+// context at a point, the catalogue's runners and the colour comparison.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,20 +21,13 @@ inline const CallableFunction<ColorA>& UvwColor() {
   return fn;
 }
 
-// A runner of one node from the shared catalogue.
+using testutil::ColorNear;
 using testutil::Runner;
 
 inline ShadingContext AtUv(double u, double v, double w = 0) {
   ShadingContext ctx;
   ctx.uvw = ctx.uvwdx = ctx.uvwdy = Vector{u, v, w};
   return ctx;
-}
-
-inline void ExpectNear(const ColorA& got, const ColorA& want, double tol) {
-  EXPECT_NEAR(got.r, want.r, tol);
-  EXPECT_NEAR(got.g, want.g, tol);
-  EXPECT_NEAR(got.b, want.b, tol);
-  EXPECT_NEAR(got.a, want.a, tol);
 }
 
 }  // namespace tessaroc::pattern

@@ -42,28 +42,26 @@ TEST_F(KernelTest, FirstDigitGoesWithUAndSecondWithVAndMaskBlendMixesTowardsTheI
   EXPECT_EQ(Run(*Kernel(k20, false), 0.5, 0.5), (ColorA{0.75, 0.375, 0.25, 1}));
   const double k11[9] = {0, 0, 0, 0, 1, 0, 0, 0, 0};  // the centre: the input itself
   EXPECT_EQ(Run(*Kernel(k11, false), 0.3, 0.7), (ColorA{0.3, 0.7, 0.25, 1}));
-
   auto run = Kernel(k01, false);
   ASSERT_TRUE(run->Set("maskblend", 0.5).ok());
   ASSERT_TRUE(run->Set("maskgreen", false).ok());
-  ExpectNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*run, 0.5, 0.5), {0.375, 0.5, 0.25, 1}, 1e-12));
 }
 
-TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnly) {
+TEST_F(KernelTest, NormalisationDividesByAPositiveSumOnlyAndLowResolutionStepsWholeTiles) {
   const double box[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
   // A box over a linear ramp gives the centre value once normalised...
-  ExpectNear(Run(*Kernel(box, true), 0.5, 0.5), {0.5, 0.5, 0.25, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(box, true), 0.5, 0.5), {0.5, 0.5, 0.25, 1}, 1e-12));
   // ...and nine times it without.
-  ExpectNear(Run(*Kernel(box, false), 0.5, 0.5), {4.5, 4.5, 2.25, 9}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(box, false), 0.5, 0.5), {4.5, 4.5, 2.25, 9}, 1e-12));
   // An edge detector sums to zero: left as it is, a ramp gives its slope.
   const double sobel[9] = {-1, -2, -1, 0, 0, 0, 1, 2, 1};
-  ExpectNear(Run(*Kernel(sobel, true), 0.5, 0.5), {4 * 0.5, 0, 0, 0}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*Kernel(sobel, true), 0.5, 0.5), {4 * 0.5, 0, 0, 0}, 1e-12));
   // All weights zero with normalise: black with alpha 0.
   const double zero[9] = {};
   EXPECT_EQ(Run(*Kernel(zero, true), 0.5, 0.5), (ColorA{0, 0, 0, 0}));
-}
 
-TEST_F(KernelTest, LowResolutionStepsWholeTilesAndEveryTapRuns) {
+  // A low resolution steps whole tiles, and every tap runs.
   std::atomic<int> calls{0};
   const CallableFunction<ColorA> counted(kColorAType, [&calls](const ShadingContext& c, ColorA& out) {
     calls.fetch_add(1);
@@ -94,35 +92,22 @@ class AreaAverageTest : public ::testing::Test {
   }
 };
 
-const CallableFunction<double>& MaskConstant(double m) {
-  static std::map<double, std::unique_ptr<CallableFunction<double>>> masks;
-  auto& f = masks[m];
-  if (!f)
-    f = std::make_unique<CallableFunction<double>>(kFloat64Type, [m](const ShadingContext&, double& out) {
-      out = m;
-      return Result::Ok();
-    });
-  return *f;
+const ConstantFunction<double>& MaskConstant(double m) {
+  static std::map<double, ConstantFunction<double>> masks;
+  return masks.try_emplace(m, kFloat64Type, m).first->second;
 }
 
-const CallableFunction<ColorA>& Grey() {
-  static const CallableFunction<ColorA> fn(kColorAType, [](const ShadingContext&, ColorA& out) {
-    out = {0.6, 0.4, 0.2, 0.6};
-    return Result::Ok();
-  });
+const ConstantFunction<ColorA>& Grey() {
+  static const ConstantFunction<ColorA> fn(kColorAType, ColorA{0.6, 0.4, 0.2, 0.6});
   return fn;
 }
 
-TEST_F(AreaAverageTest, AveragesOverTheGridCentres) {
+TEST_F(AreaAverageTest, AveragesOverTheGridCentresDividingByTheCountOfPositiveMaskPoints) {
   // The mean of the cell centres is 0.5 on each axis.
-  auto run = Average(4, 8, &UvwColor(), &MaskConstant(1));
-  ExpectNear(Run(*run), {0.5, 0.5, 0, 1}, 1e-12);
-}
-
-TEST_F(AreaAverageTest, DividesByTheCountOfPositiveMaskPoints) {
+  EXPECT_TRUE(ColorNear(Run(*Average(4, 8, &UvwColor(), &MaskConstant(1))), {0.5, 0.5, 0, 1}, 1e-12));
   // A mask of 0.5 everywhere halves the colour.
   auto half = Average(3, 3, &Grey(), &MaskConstant(0.5));
-  ExpectNear(Run(*half), {0.3, 0.2, 0.1, 0.3}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*half), {0.3, 0.2, 0.1, 0.3}, 1e-12));
   // A mask that is 1 on the left half only: the average of that half,
   // without a single call of the colour where the mask is 0.
   std::atomic<int> rightCalls{0};
@@ -136,11 +121,9 @@ TEST_F(AreaAverageTest, DividesByTheCountOfPositiveMaskPoints) {
     return Result::Ok();
   });
   auto run = Average(4, 2, &color, &left);
-  ExpectNear(Run(*run), {0.25, 0.5, 0, 1}, 1e-12);
+  EXPECT_TRUE(ColorNear(Run(*run), {0.25, 0.5, 0, 1}, 1e-12));
   EXPECT_EQ(rightCalls.load(), 0);
-}
-
-TEST_F(AreaAverageTest, EmptyGridsAndMasksGiveZero) {
+  // Empty grids and masks give zero.
   EXPECT_EQ(Run(*Average(4, 0, &Grey(), &MaskConstant(1))), (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(Run(*Average(0, 4, &Grey(), &MaskConstant(1))), (ColorA{0, 0, 0, 0}));
   EXPECT_EQ(Run(*Average(4, 4, &Grey(), &MaskConstant(0))), (ColorA{0, 0, 0, 0}));
@@ -156,7 +139,7 @@ struct CountedGrey {
                                     }};
 };
 
-TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
+TEST_F(AreaAverageTest, ResultIsItsOwnCacheAndThePreviewCapsTheGrid) {
   CountedGrey counted;
   auto run = Average(2, 3, &counted.fn, &MaskConstant(1));
   EXPECT_EQ(Run(*run), (ColorA{0.5, 0.5, 0.5, 1}));
@@ -170,12 +153,11 @@ TEST_F(AreaAverageTest, ResultIsItsOwnCache) {
   EXPECT_EQ(Run(*again), (ColorA{0.25, 0.25, 0.25, 0.25}));
   ASSERT_TRUE(again->SetFunction("mask", &MaskConstant(1)).ok());
   EXPECT_EQ(Run(*again), (ColorA{0.5, 0.5, 0.5, 0.5}));
-}
 
-TEST_F(AreaAverageTest, PreviewCapsTheGrid) {
-  CountedGrey counted;
-  Run(*Average(200, 2, &counted.fn, &MaskConstant(1), 2));
-  EXPECT_EQ(counted.calls.load(), 128 * 2);
+  // The preview caps the grid.
+  CountedGrey preview;
+  Run(*Average(200, 2, &preview.fn, &MaskConstant(1), 2));
+  EXPECT_EQ(preview.calls.load(), 128 * 2);
 }
 
 TEST_F(AreaAverageTest, ErrorsAreReturnedAndLeaveTheResult) {

@@ -20,17 +20,14 @@ class CellPlan {
  public:
   CellPlan(int32_t points, int32_t seed, const char* strategy, const FunctionInterface* density = nullptr,
            const char* mode = "0", double exponent = 1.0) {
-    EXPECT_TRUE(plan_.AddNode(testutil::Group(kPointGeneratorId), "points", gen_).ok());
-    EXPECT_TRUE(plan_.AddNode(testutil::Group(kCellsId), "cells", cells_).ok());
-    EXPECT_TRUE(plan_.LinkPreNode(gen_, cells_).ok());
-    EXPECT_TRUE(plan_.BindContext(cells_, "context").ok());
-    EXPECT_TRUE(plan_.Set(gen_, "points", points).ok());
-    EXPECT_TRUE(plan_.Set(gen_, "seed", seed).ok());
-    EXPECT_TRUE(plan_.Set(gen_, "strategy", InternedId::Intern(strategy)).ok());
-    if (density) { EXPECT_TRUE(plan_.SetFunction(gen_, "distribution", density).ok()); }
-    EXPECT_TRUE(plan_.Set(cells_, "distanceMode", InternedId::Intern(mode)).ok());
-    EXPECT_TRUE(plan_.Set(cells_, "exponent", exponent).ok());
-    EXPECT_TRUE(plan_.SetOutput(cells_, "distance").ok());
+    for (Result r : {plan_.AddNode(testutil::Group(kPointGeneratorId), "points", gen_),
+                     plan_.AddNode(testutil::Group(kCellsId), "cells", cells_), plan_.LinkPreNode(gen_, cells_),
+                     plan_.BindContext(cells_, "context"), plan_.Set(gen_, "points", points),
+                     plan_.Set(gen_, "seed", seed), plan_.Set(gen_, "strategy", InternedId::Intern(strategy)),
+                     density ? plan_.SetFunction(gen_, "distribution", density) : Result::Ok(),
+                     plan_.Set(cells_, "distanceMode", InternedId::Intern(mode)),
+                     plan_.Set(cells_, "exponent", exponent), plan_.SetOutput(cells_, "distance")})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     for (const char* out : {"direction", "center", "f1", "f2", "index"})
       EXPECT_TRUE(plan_.RequestOutput(cells_, out).ok());
     EXPECT_TRUE(plan_.Finish().ok());
@@ -56,23 +53,15 @@ class CellPlan {
   std::unique_ptr<PlanInstance> inst_;
 };
 
-void ExpectPoints(const PointDistribution& got, const std::vector<Vector2d>& want) {
-  ASSERT_EQ(got.size(), want.size());
-  for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(got[i].x, want[i].x) << "point " << i;
-    EXPECT_EQ(got[i].y, want[i].y) << "point " << i;
-  }
-}
-
 // ---- point generator
 
 TEST(PointGenerator, HaltonAndPseudoRandomPoints) {
   CellPlan halton(4, 5, "1");
   ASSERT_TRUE(halton.Prepare().ok());
-  ExpectPoints(halton.Points(), {{0.4664106664713472, 0.40401537385830855},
-                                 {0.9664106664713472, 0.7373487071916418},
-                                 {0.06016066647134721, 0.18179315163608625},
-                                 {0.5601606664713472, 0.5151264849694196}});
+  EXPECT_EQ(halton.Points(), (PointDistribution{{0.4664106664713472, 0.40401537385830855},
+                                                {0.9664106664713472, 0.7373487071916418},
+                                                {0.06016066647134721, 0.18179315163608625},
+                                                {0.5601606664713472, 0.5151264849694196}}));
   // Any id but "0" is Halton.
   for (const char* strategy : {"pseudo", ""}) {
     CellPlan other(4, 5, strategy);
@@ -83,9 +72,9 @@ TEST(PointGenerator, HaltonAndPseudoRandomPoints) {
   // "0": the LCG set straight to the hashed seed, V drawn before U.
   CellPlan pseudo(3, 5, "0");
   ASSERT_TRUE(pseudo.Prepare().ok());
-  ExpectPoints(pseudo.Points(), {{0.2789343548938632, 0.5230027788784355},
-                                 {0.5834617973305285, 0.7169581644702703},
-                                 {0.18646064214408398, 0.122879822505638}});
+  EXPECT_EQ(pseudo.Points(), (PointDistribution{{0.2789343548938632, 0.5230027788784355},
+                                                {0.5834617973305285, 0.7169581644702703},
+                                                {0.18646064214408398, 0.122879822505638}}));
 }
 
 TEST(PointGenerator, DensityThinsTheCandidates) {
@@ -98,21 +87,21 @@ TEST(PointGenerator, DensityThinsTheCandidates) {
   });
   CellPlan halton(12, 5, "1", &byU);
   ASSERT_TRUE(halton.Prepare().ok());
-  ExpectPoints(halton.Points(), {{0.4664106664713472, 0.40401537385830855},
-                                 {0.9664106664713472, 0.7373487071916418},
-                                 {0.5601606664713472, 0.5151264849694196},
-                                 {0.3101606664713472, 0.8484598183027527},
-                                 {0.8101606664713472, 0.29290426274719744},
-                                 {0.4351606664713472, 0.10771907756201222},
-                                 {0.9351606664713472, 0.4410524108953456}});
+  EXPECT_EQ(halton.Points(), (PointDistribution{{0.4664106664713472, 0.40401537385830855},
+                                                {0.9664106664713472, 0.7373487071916418},
+                                                {0.5601606664713472, 0.5151264849694196},
+                                                {0.3101606664713472, 0.8484598183027527},
+                                                {0.8101606664713472, 0.29290426274719744},
+                                                {0.4351606664713472, 0.10771907756201222},
+                                                {0.9351606664713472, 0.4410524108953456}}));
   CellPlan pseudo(12, 5, "0", &byU);
   ASSERT_TRUE(pseudo.Prepare().ok());
-  ExpectPoints(pseudo.Points(), {{0.7907615874428302, 0.2705525020137429},
-                                 {0.8747661001980305, 0.4668791319709271},
-                                 {0.7340531365480274, 0.6103278468362987},
-                                 {0.9194993050768971, 0.4088218954857439},
-                                 {0.46566620352678, 0.5902570714242756},
-                                 {0.7854773916769773, 0.9233054695650935}});
+  EXPECT_EQ(pseudo.Points(), (PointDistribution{{0.7907615874428302, 0.2705525020137429},
+                                                {0.8747661001980305, 0.4668791319709271},
+                                                {0.7340531365480274, 0.6103278468362987},
+                                                {0.9194993050768971, 0.4088218954857439},
+                                                {0.46566620352678, 0.5902570714242756},
+                                                {0.7854773916769773, 0.9233054695650935}}));
   CallableFunction<double> nan(kFloat64Type, [](const ShadingContext&, double& d) {
     d = std::numeric_limits<double>::quiet_NaN();
     return Result::Ok();
@@ -122,7 +111,7 @@ TEST(PointGenerator, DensityThinsTheCandidates) {
   EXPECT_TRUE(dropped.Points().empty());
 }
 
-TEST(PointGenerator, BuiltOnceUnlessNothingWasKept) {
+TEST(PointGenerator, BuiltOnceUnlessNothingWasKeptAndDensityErrorsEndTheBuild) {
   CellPlan plan(4, 5, "1");
   ASSERT_TRUE(plan.Prepare().ok());
   const PointDistribution first = plan.Points();
@@ -153,20 +142,19 @@ TEST(PointGenerator, BuiltOnceUnlessNothingWasKept) {
     EXPECT_EQ(r.index, 0);
     EXPECT_EQ(r.direction, (Vector2d{0, 0}));
   }
-}
 
-TEST(PointGenerator, DensityErrorsEndTheBuildAndKeepThePoints) {
-  int calls = 0;
+  // Density errors end the build and keep the points.
+  int failCalls = 0;
   CallableFunction<double> failsThird(kFloat64Type, [&](const ShadingContext&, double& d) {
-    if (++calls == 3) return Result::Fail(errors::kIllegalState, "density failed");
+    if (++failCalls == 3) return Result::Fail(errors::kIllegalState, "density failed");
     d = 2.0;
     return Result::Ok();
   });
-  CellPlan plan(6, 5, "1", &failsThird);
-  EXPECT_TRUE(plan.Prepare().Is(errors::kIllegalState));
-  EXPECT_EQ(plan.Points().size(), 2u);
-  ASSERT_TRUE(plan.Prepare().ok());  // what was kept counts as built
-  EXPECT_EQ(calls, 3);
+  CellPlan failing(6, 5, "1", &failsThird);
+  EXPECT_TRUE(failing.Prepare().Is(errors::kIllegalState));
+  EXPECT_EQ(failing.Points().size(), 2u);
+  ASSERT_TRUE(failing.Prepare().ok());  // what was kept counts as built
+  EXPECT_EQ(failCalls, 3);
 
   // A connected port without a function is the null-pointer error.
   CellPlan unset(6, 5, "1");
@@ -196,12 +184,11 @@ TEST(PointGenerator, DensitySeesTheSearchPaths) {
 
 CellsResult Cells(const std::vector<Vector2d>& points, double u, double v, const char* mode, double e) {
   auto run = testutil::Runner(kCellsId);
-  EXPECT_TRUE(run->Set("pointDistribution", std::make_shared<PointDistribution>(points)).ok());
-  EXPECT_TRUE(run->Set("distanceMode", InternedId::Intern(mode)).ok());
-  EXPECT_TRUE(run->Set("exponent", e).ok());
   ShadingContext c;
   c.uvw = {u, v, 0.0};
-  EXPECT_TRUE(run->Run(c).ok());
+  for (Result r : {run->Set("pointDistribution", std::make_shared<PointDistribution>(points)),
+                   run->Set("distanceMode", InternedId::Intern(mode)), run->Set("exponent", e), run->Run(c)})
+    EXPECT_TRUE(r.ok()) << r.ToString();
   return {run->Get<double>("distance"), run->Get<Vector2d>("direction"), run->Get<Vector2d>("center"),
           run->Get<double>("f1"),       run->Get<double>("f2"),          run->Get<int64_t>("index")};
 }
@@ -235,7 +222,7 @@ TEST(Cells, EachMetricAtAKnownPoint) {
   }
 }
 
-TEST(Cells, MetricDecidesWhichPointIsNearest) {
+TEST(Cells, MetricDecidesWhichPointIsNearestAndTiesCoincidenceAndDegenerateCases) {
   // Along one diagonal the two hexagonal metrics disagree.
   const std::vector<Vector2d> diag = {{0.2, 0.2}, {0.8, 0.2}};
   EXPECT_EQ(Cells(diag, 0.5, 0.5, "2", 1.0).index, 1);
@@ -244,9 +231,8 @@ TEST(Cells, MetricDecidesWhichPointIsNearest) {
   const std::vector<Vector2d> axis = {{0.5, 0.1}, {0.8, 0.8}};
   EXPECT_EQ(Cells(axis, 0.5, 0.5, "4", 1.0).index, 0);
   EXPECT_EQ(Cells(axis, 0.5, 0.5, "5", 1.0).index, 1);
-}
 
-TEST(Cells, TiesCoincidenceAndDegenerateCases) {
+  // Ties, coincidence and degenerate cases.
   const std::vector<Vector2d> twin = {{0.1, 0.9}, {0.4, 0.4}, {0.4, 0.4}};
   CellsResult r = Cells(twin, 0.3, 0.3, "0", 1.0);
   EXPECT_EQ(r.index, 1);

@@ -1,5 +1,5 @@
-// Checkerboard and grid, run through their registered kernels, and a placed
-// board sampled from several threads.
+// Checkerboard and grid, run through their registered kernels, and a board
+// behind a placement.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "../pattern_test_util.h"
-#include "color_recorder.h"
 #include "tessaroc/core/function.h"
 #include "pattern/context/placement2d_node.h"
 #include "pattern/generator/checkerboard_node.h"
@@ -16,8 +15,35 @@
 namespace tessaroc::pattern {
 namespace {
 
-using testutil::RecordingColor;
 using testutil::Runner;
+
+// A colour function that counts its calls, remembers the context and the cache
+// it was called with, and fails on request.
+class RecordingColor final : public FunctionInterface {
+ public:
+  explicit RecordingColor(ColorA value) : value_(value) {}
+  FunctionType GetFunctionType() const override { return {&kColorAType, &kShadingContextType}; }
+  Result Invoke(ValueSlot ret, ValueSlot arg) const override {
+    ++calls;
+    lastContext = *static_cast<const ShadingContext*>(arg.value);
+    if (fail) return Result::Fail(errors::kIllegalState, "colour refused");
+    *static_cast<ColorA*>(ret.value) = value_;
+    return Result::Ok();
+  }
+  Result Invoke(ValueSlot ret, ValueSlot arg, Data& cache) const override {
+    lastCache = &cache;
+    return Invoke(ret, arg);
+  }
+  bool GetConstantValue(ValueSlot) const override { return false; }
+
+  mutable int calls = 0;
+  mutable ShadingContext lastContext;
+  mutable const Data* lastCache = nullptr;
+  bool fail = false;
+
+ private:
+  ColorA value_;
+};
 
 const ColorA kBlack{0, 0, 0, 1};
 const ColorA kWhite{1, 1, 1, 1};
@@ -49,25 +75,6 @@ class CheckerboardTest : public ::testing::Test {
 
   RecordingColor c1, c2;
   std::unique_ptr<SingleNodeRunner> run;
-};
-
-// A checkerboard reading a placement2d, with the given colour functions.
-struct PlacedBoard {
-  PlacedBoard(const testutil::Placement2dSettings& placement, const FunctionInterface* color1,
-              const FunctionInterface* color2) {
-    EXPECT_TRUE(plan.AddNode(testutil::Group(kCheckerboardId), "board", board).ok());
-    EXPECT_TRUE(testutil::AddPlacement(plan, placement, place));
-    EXPECT_TRUE(plan.BindContext(board, "context").ok());
-    EXPECT_TRUE(plan.Link(board, "contextLocal", place, "result").ok());
-    EXPECT_TRUE(plan.SetFunction(board, "color1", color1).ok());
-    EXPECT_TRUE(plan.SetFunction(board, "color2", color2).ok());
-    EXPECT_TRUE(plan.SetOutput(board, "result").ok());
-    EXPECT_TRUE(plan.Finish().ok());
-    EXPECT_TRUE(PlanInstance::Create(plan, inst).ok());
-  }
-  Plan plan;
-  NodeRef place, board;
-  std::unique_ptr<PlanInstance> inst;
 };
 
 // The share of [frac >= 0.5] over [a, b], by brute force: n midpoint samples.
@@ -159,14 +166,12 @@ TEST_F(CheckerboardTest, CoverageOfAFootprintMatchesSupersampling) {
   EXPECT_EQ(c2.calls, 0);
 }
 
-TEST_F(CheckerboardTest, NaNInANeighbourTakesTheSampleSharp) {
-  ShadingContext c = Sample(0.499, 0.25, 0.1, 0.1);
-  c.uvwdx.x = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_EQ(Share(c), 0.0);
-  EXPECT_EQ(c2.calls, 0);
-}
-
 TEST_F(CheckerboardTest, OnlyTheNeededColourIsEvaluated) {
+  // A NaN in a neighbour takes the sample sharp.
+  ShadingContext nan = Sample(0.499, 0.25, 0.1, 0.1);
+  nan.uvwdx.x = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(Share(nan), 0.0);
+  EXPECT_EQ(c2.calls, 0);
   c1.calls = c2.calls = 0;
   ASSERT_TRUE(Eval(Sample(0.25, 0.25, 0.01, 0.01)).ok());
   EXPECT_EQ(c1.calls, 1);
@@ -190,9 +195,16 @@ TEST_F(CheckerboardTest, OnlyTheNeededColourIsEvaluated) {
 TEST_F(CheckerboardTest, ColoursAreCalledWithThePlainContextAndTheirOwnCache) {
   // A placement in front: the board reads the placed coordinate, the colour
   // functions get the node's own context.
-  PlacedBoard placed({{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, &c1, &c2);
-  PlanInstance* inst = placed.inst.get();
-  const NodeRef board = placed.board;
+  Plan plan;
+  NodeRef place, board;
+  ASSERT_TRUE(
+      testutil::AddPlacement(plan, {{0, 0}, {1, 1}, {0, 0}, 0.0, {2, 2}, false, false, "repeat", "repeat"}, place));
+  for (Result r : {plan.AddNode(testutil::Group(kCheckerboardId), "board", board), plan.BindContext(board, "context"),
+                   plan.Link(board, "contextLocal", place, "result"), plan.SetFunction(board, "color1", &c1),
+                   plan.SetFunction(board, "color2", &c2), plan.SetOutput(board, "result"), plan.Finish()})
+    ASSERT_TRUE(r.ok()) << r.ToString();
+  std::unique_ptr<PlanInstance> inst;
+  ASSERT_TRUE(PlanInstance::Create(plan, inst).ok());
 
   ShadingContext ctx;
   ctx.uvw = ctx.uvwdx = ctx.uvwdy = {0.3, 0.1, 0.7};
@@ -268,11 +280,10 @@ class GridTest : public ::testing::Test {
  protected:
   void SetUp() override {
     run = Runner(kGridId);
-    ASSERT_TRUE(run->Set("line", ColorA{1, 0, 0, 1}).ok());
-    ASSERT_TRUE(run->Set("fill", ColorA{0, 0, 1, 0.5}).ok());
-    ASSERT_TRUE(run->Set("thickness", Vector{0.1, 0.1, 0.1}).ok());
-    ASSERT_TRUE(run->Set("softness", 0.0).ok());
-    ASSERT_TRUE(run->Set("frequency", Vector{1, 1, 0}).ok());
+    for (Result r : {run->Set("line", ColorA{1, 0, 0, 1}), run->Set("fill", ColorA{0, 0, 1, 0.5}),
+                     run->Set("thickness", Vector{0.1, 0.1, 0.1}), run->Set("softness", 0.0),
+                     run->Set("frequency", Vector{1, 1, 0})})
+      ASSERT_TRUE(r.ok()) << r.ToString();
   }
   // The fill share at (u, v, w): the blue channel.
   double FillShare(double u, double v, double w = 0) {
@@ -316,7 +327,7 @@ TEST_F(GridTest, HardLinesOnEachAxisAndFrequency) {
   EXPECT_TRUE(run->Get<ColorA>("result") == (ColorA{0, 0, 1, 0.5}));
 }
 
-TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
+TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThicknessAndIndexCountsCells) {
   ASSERT_TRUE(run->Set("thickness", Vector{0.5, 0.5, 0.5}).ok());
   ASSERT_TRUE(run->Set("softness", 0.2).ok());
   // u = 0.2: f = 0.7, d = 0.4, halfway through [0.3, 0.5]: smoothstep(0.5) = 0.5.
@@ -330,9 +341,8 @@ TEST_F(GridTest, SoftnessGivesASmoothstepBelowTheThickness) {
     EXPECT_GE(s, prev);
     prev = s;
   }
-}
 
-TEST_F(GridTest, IndexCountsCellsWithoutWrappingAndIsZeroOutside) {
+  // The index counts cells without wrapping and is zero outside.
   ASSERT_TRUE(run->Set("frequency", Vector{4, 3, 0}).ok());
   auto index = [&](double u, double v, uint8_t valid = 1) {
     ShadingContext c;

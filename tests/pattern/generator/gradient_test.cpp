@@ -7,6 +7,7 @@
 
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -53,12 +54,10 @@ class Ramp {
     const MicroNodeGroup *pre = nullptr, *main = nullptr;
     EXPECT_TRUE(testutil::Catalogue().GetGroup(kGradientPreId, preCounts, pre).ok());
     EXPECT_TRUE(testutil::Catalogue().GetGroup(kGradientId, counts, main).ok());
-    EXPECT_TRUE(plan_.AddNode(pre, "pre", pre_).ok());
-    EXPECT_TRUE(plan_.AddNode(main, "ramp", main_).ok());
-    EXPECT_TRUE(plan_.LinkPreNode(pre_, main_).ok());
-    EXPECT_TRUE(plan_.BindContext(main_, "context").ok());
-    EXPECT_TRUE(plan_.BindContext(main_, "contextLocal").ok());
-    EXPECT_TRUE(plan_.Set(main_, "colorspace", space).ok());
+    for (Result r : {plan_.AddNode(pre, "pre", pre_), plan_.AddNode(main, "ramp", main_),
+                     plan_.LinkPreNode(pre_, main_), plan_.BindContext(main_, "context"),
+                     plan_.BindContext(main_, "contextLocal"), plan_.Set(main_, "colorspace", space)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     colorCalls.assign(n, 0);
     biasCalls.assign(n, 0);
     interpolationCalls.assign(n, 0);
@@ -70,10 +69,9 @@ class Ramp {
       AddFunction<Id>(kIdType, "interpolation" + k, interpolationCalls[i],
                       [this, i] { return Id::Owned(knots_[i].interpolation); });
     }
-    EXPECT_TRUE(plan_.SetOutput(main_, "result").ok());
-    EXPECT_TRUE(plan_.RequestOutput(pre_, "crc").ok());
-    EXPECT_TRUE(plan_.Finish().ok());
-    EXPECT_TRUE(PlanInstance::Create(plan_, inst_).ok());
+    for (Result r : {plan_.SetOutput(main_, "result"), plan_.RequestOutput(pre_, "crc"), plan_.Finish(),
+                     PlanInstance::Create(plan_, inst_)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     EXPECT_TRUE(inst_->Prepare().ok());
   }
 
@@ -105,15 +103,9 @@ class Ramp {
     for (const auto& [t, grey] : cases) EXPECT_DOUBLE_EQ(GreyAt(t), grey) << "t = " << t;
   }
   void ResetCalls() {
-    std::fill(colorCalls.begin(), colorCalls.end(), 0);
-    std::fill(biasCalls.begin(), biasCalls.end(), 0);
-    std::fill(interpolationCalls.begin(), interpolationCalls.end(), 0);
+    for (auto* calls : {&colorCalls, &biasCalls, &interpolationCalls}) calls->assign(calls->size(), 0);
   }
-  int TotalColorCalls() const {
-    int s = 0;
-    for (int c : colorCalls) s += c;
-    return s;
-  }
+  int TotalColorCalls() const { return std::accumulate(colorCalls.begin(), colorCalls.end(), 0); }
   void MovePosition(int64_t i, double p) {
     knots_[i].position = p;
     EXPECT_TRUE(inst_->Set(pre_, Id::Owned("position#" + std::to_string(i)), p).ok());
@@ -137,7 +129,7 @@ class Ramp {
 
 // ---- lookup
 
-TEST(GradientLookup, AtBetweenAndBeyondKnots) {
+TEST(GradientLookup, AtBetweenAndBeyondKnotsAndFromTheInputPort) {
   Ramp ramp({{0.25, 0.2}, {0.75, 0.6}});
   ramp.ExpectGreys({{0.5, 0.4}, {0.25, 0.2}, {0.75, 0.6}, {-3.0, 0.2}});  // Bend clamps: the first knot holds
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
@@ -147,9 +139,14 @@ TEST(GradientLookup, AtBetweenAndBeyondKnots) {
   EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 1}));
   EXPECT_EQ(ramp.interpolationCalls, (std::vector<int>{0, 0}));
   EXPECT_EQ(ramp.biasCalls, (std::vector<int>{0, 0}));
+  // A set input overrides the context's u.
+  Ramp unit({{0.0, 0.0}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(unit.GreyAt(0.25), 0.25);
+  ASSERT_TRUE(unit.instance().Set(unit.main(), "input", 0.75).ok());
+  EXPECT_DOUBLE_EQ(unit.GreyAt(0.25), 0.75);
 }
 
-TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
+TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeftAlsoForCoincidingKnotsAndOneKnot) {
   // With "none" a span shows its left knot: t on knot 1 still reads knot 0,
   // while t on knot 0 reads knot 0 as the left end of its own span.
   Ramp ramp({{0.0, 0.1, "none"}, {0.5, 0.5, "none"}, {1.0, 0.9, "none"}});
@@ -160,16 +157,14 @@ TEST(GradientLookup, ExactlyOnAKnotBelongsToTheSpanOnItsLeft) {
   // With "linearknot" the same t is s = 1 on the left span: knot 1's colour.
   Ramp linear({{0.0, 0.1}, {0.5, 0.5}, {1.0, 0.9}});
   EXPECT_DOUBLE_EQ(linear.GreyAt(0.5), 0.5);
-}
 
-TEST(GradientLookup, CoincidingKnotsAndSingleKnot) {
   // Knots 1 and 2 share 0.5: at 0.5 the span on the left ends there (s = 1,
   // knot 1); just past it the ramp runs on from knot 2.
-  Ramp ramp({{0.0, 0.0}, {0.5, 0.3}, {0.5, 0.7}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.0 + (0.3 - 0.0) * 1.0);
-  ramp.ResetCalls();
-  EXPECT_NEAR(ramp.GreyAt(0.75), 0.85, 1e-15);
-  EXPECT_EQ(ramp.colorCalls, (std::vector<int>{0, 0, 1, 1}));
+  Ramp coinciding({{0.0, 0.0}, {0.5, 0.3}, {0.5, 0.7}, {1.0, 1.0}});
+  EXPECT_DOUBLE_EQ(coinciding.GreyAt(0.5), 0.0 + (0.3 - 0.0) * 1.0);
+  coinciding.ResetCalls();
+  EXPECT_NEAR(coinciding.GreyAt(0.75), 0.85, 1e-15);
+  EXPECT_EQ(coinciding.colorCalls, (std::vector<int>{0, 0, 1, 1}));
   // Coinciding knots with knot 0 among them: the span between them is empty
   // and shows knot 0.
   Ramp swapped({{0.5, 0.7}, {0.5, 0.3}, {1.0, 1.0}});
@@ -261,7 +256,7 @@ TEST(GradientInterpolation, BendKeepsEndsAndMapsTheBiasToHalf) {
 
 // ---- failures and early exits
 
-TEST(GradientFailures, UnknownInterpolationAndMissingFunctions) {
+TEST(GradientFailures, UnknownInterpolationMissingFunctionsOutsideContextAndNoKnots) {
   Ramp ramp({{0.0, 0.2, "zigzag"}, {1.0, 1.0}});
   ramp.At(2.0);  // right of the last knot: no interpolation asked, so no error
   const ColorA before = ramp.instance().OutputAs<ColorA>();
@@ -277,28 +272,20 @@ TEST(GradientFailures, UnknownInterpolationAndMissingFunctions) {
   ASSERT_TRUE(unset.instance().Set(unset.main(), "color#0", FunctionRef{nullptr}).ok());
   EXPECT_TRUE(unset.Evaluate(0.5).Is(errors::kNullPtr));
   EXPECT_TRUE(unset.Evaluate(2.0).ok());  // right of the last knot only knot 1 is asked
-}
 
-TEST(GradientFailures, OutsideContextAndNoKnotsGiveTransparentBlack) {
-  Ramp ramp({{0.0, 0.2}, {1.0, 1.0}});
-  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());
-  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(ramp.TotalColorCalls(), 0);
-  Ramp none({});
-  EXPECT_EQ(none.At(0.5), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(none.Crc(), 0u);
-}
-
-TEST(GradientInput, SetInputOverridesTheContextsU) {
-  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
-  ASSERT_TRUE(ramp.instance().Set(ramp.main(), "input", 0.75).ok());
-  EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.75);
+  // Outside the context, and without knots: transparent black.
+  Ramp outside({{0.0, 0.2}, {1.0, 1.0}});
+  ASSERT_TRUE(outside.Evaluate(0.5, 0).ok());
+  EXPECT_EQ(outside.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(outside.TotalColorCalls(), 0);
+  Ramp noKnots({});
+  EXPECT_EQ(noKnots.At(0.5), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(noKnots.Crc(), 0u);
 }
 
 // ---- colour spaces
 
-TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
+TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndALookalikeIdGivesMagentaKnots) {
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, CanonicalId("srgb"));
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.5), 0.21404114048223255);
   EXPECT_EQ(ramp.At(0.5).a, 1.0);
@@ -307,6 +294,18 @@ TEST(GradientColorSpace, SrgbInterpolatesInSrgbAndReturnsLinear) {
   mid.ExpectGreys({{0.5, 0.35191596126392566}, {0.0, 0.1}, {1.0, 0.8}});
   // Negative channels go through the linear segment both ways.
   EXPECT_DOUBLE_EQ(GradientSrgbToLinear(GradientLinearToSrgb({-0.5, 0, 0, 1})).r, -0.5 * 12.92);
+
+  // A look-alike id (the same text, not the registered constant) gives magenta knots.
+  static const char text[] = "srgb";  // same text, not the registered constant
+  const Id lookalike = Id::FromParts(text, Id::MakeWord("srgb"));
+  ASSERT_EQ(ClassifyGradientSpace(lookalike), GradientSpace::kSrgbLookalike);
+  ASSERT_EQ(ClassifyGradientSpace(Id()), GradientSpace::kUnknown);
+
+  Ramp look({{0.0, 0.0}, {1.0, 1.0}}, lookalike);
+  ASSERT_TRUE(look.Evaluate(0.5, 0).ok());  // early exit writes (0, 0, 0, 0)
+  ASSERT_TRUE(look.Evaluate(0.5).ok());
+  EXPECT_EQ(look.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
+  EXPECT_EQ(look.TotalColorCalls(), 2);
 }
 
 TEST(GradientColorSpace, UnknownSpaceReportsToTheRenderAndStaysUnconverted) {
@@ -324,24 +323,9 @@ TEST(GradientColorSpace, UnknownSpaceReportsToTheRenderAndStaysUnconverted) {
   for (const std::string& line : messages.lines) EXPECT_EQ(line, "Stop: Unsupported color space in gradient: aces");
 }
 
-TEST(GradientColorSpace, LookalikeIdGivesMagentaKnotsAndLeavesTheResult) {
-  static const char text[] = "srgb";  // same text, not the registered constant
-  const Id lookalike = Id::FromParts(text, Id::MakeWord("srgb"));
-  ASSERT_EQ(ClassifyGradientSpace(lookalike), GradientSpace::kSrgbLookalike);
-  ASSERT_EQ(ClassifyGradientSpace(CanonicalId("srgb")), GradientSpace::kSrgb);
-  ASSERT_EQ(ClassifyGradientSpace(CanonicalId("linear")), GradientSpace::kLinear);
-  ASSERT_EQ(ClassifyGradientSpace(Id()), GradientSpace::kUnknown);
-
-  Ramp ramp({{0.0, 0.0}, {1.0, 1.0}}, lookalike);
-  ASSERT_TRUE(ramp.Evaluate(0.5, 0).ok());  // early exit writes (0, 0, 0, 0)
-  ASSERT_TRUE(ramp.Evaluate(0.5).ok());
-  EXPECT_EQ(ramp.instance().OutputAs<ColorA>(), (ColorA{0, 0, 0, 0}));
-  EXPECT_EQ(ramp.TotalColorCalls(), 2);
-}
-
 // ---- the table and its checksum
 
-TEST(GradientTable, ChecksumFollowsPortOrderAndReorderingRebuilds) {
+TEST(GradientTable, ChecksumFollowsPortOrderReorderingRebuildsAndRankInvertsTheOrderEvenWithNan) {
   Ramp ramp({{0.0, 0.0}, {1.0, 1.0}});
   EXPECT_EQ(ramp.Crc(), 0x681ac101u);  // CRC-32C of the bytes of 0.0 then 1.0
   EXPECT_DOUBLE_EQ(ramp.GreyAt(0.25), 0.25);
@@ -356,9 +340,8 @@ TEST(GradientTable, ChecksumFollowsPortOrderAndReorderingRebuilds) {
   EXPECT_EQ(table->knots[0].index, 1);
   EXPECT_EQ(table->rank, (std::vector<int64_t>{1, 0}));
   EXPECT_EQ(KnotPositionsCrc(std::vector<double>{0.25, 0.5, 0.75}), 0x6548cc53u);
-}
 
-TEST(GradientTable, RankInvertsTheOrderAndNanDoesNotBreakIt) {
+  // The rank inverts the order, and a NaN does not break it.
   SortedKnots t;
   const double nan = std::numeric_limits<double>::quiet_NaN();
   ASSERT_TRUE(BuildSortedKnots(std::vector<double>{0.7, nan, 0.1, 0.7, -2.0}, t).ok());
@@ -379,20 +362,17 @@ struct CrcCase {
 };
 
 std::vector<CrcCase> PublishedVectors() {
-  std::vector<CrcCase> v;
-  const std::string check = "123456789";
-  v.push_back({{check.begin(), check.end()}, 0xE3069283u});
-  v.push_back({std::vector<unsigned char>(32, 0x00), 0x8A9136AAu});
-  v.push_back({std::vector<unsigned char>(32, 0xFF), 0x62A8AB43u});
-  std::vector<unsigned char> up(32), down(32);
-  for (int i = 0; i < 32; ++i) {
-    up[i] = static_cast<unsigned char>(i);
-    down[i] = static_cast<unsigned char>(31 - i);
-  }
-  v.push_back({up, 0x46DD794Eu});
-  v.push_back({down, 0x113FDB5Cu});
-  v.push_back({{}, 0x00000000u});
-  return v;
+  auto bytes = [](auto at) {
+    std::vector<unsigned char> v(32);
+    for (int i = 0; i < 32; ++i) v[i] = static_cast<unsigned char>(at(i));
+    return v;
+  };
+  return {{{'1', '2', '3', '4', '5', '6', '7', '8', '9'}, 0xE3069283u},
+          {bytes([](int) { return 0x00; }), 0x8A9136AAu},
+          {bytes([](int) { return 0xFF; }), 0x62A8AB43u},
+          {bytes([](int i) { return i; }), 0x46DD794Eu},
+          {bytes([](int i) { return 31 - i; }), 0x113FDB5Cu},
+          {{}, 0x00000000u}};
 }
 
 // The table path, and the instruction path where the processor has it.
@@ -406,7 +386,7 @@ TEST(Crc32c, BothPathsMatchPublishedVectors) {
   EXPECT_EQ(Crc32c("123456789"), 0xE3069283u);
 }
 
-TEST(Crc32c, PathsAgreeOnEveryLengthAndSplit) {
+TEST(Crc32c, PathsAgreeOnEveryLengthAndSplitAndSeeTheSignOfZero) {
   std::vector<unsigned char> data(67);
   for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 37 + 11);
   for (size_t n = 0; n <= data.size(); ++n) {
@@ -416,11 +396,7 @@ TEST(Crc32c, PathsAgreeOnEveryLengthAndSplit) {
     EXPECT_EQ(Crc32cExtend(Crc32cExtend(kCrc32cStart, data.data(), half), data.data() + half, n - half), whole);
     if (Crc32cHardwareAvailable()) { EXPECT_EQ(Crc32cExtendHardware(kCrc32cStart, data.data(), n), whole); }
   }
-}
-
-TEST(Crc32c, ZeroAndNegativeZeroDiffer) {
-  // Their bytes differ, so moving a knot across zero is seen. (The byte order
-  // of a double is checked by the table's checksums above.)
+  // Zero and negative zero differ in their bytes, so moving a knot across zero is seen.
   EXPECT_NE(Crc32cExtendDouble(kCrc32cStart, 0.0), Crc32cExtendDouble(kCrc32cStart, -0.0));
 }
 

@@ -27,16 +27,11 @@ class ScratchesTest : public ::testing::Test {
     Set(ScratchParams{});
   }
   void Set(const ScratchParams& p) {
-    ASSERT_TRUE(run->Set("seed", p.seed).ok());
-    ASSERT_TRUE(run->Set("bend", p.bend).ok());
-    ASSERT_TRUE(run->Set("scale", p.scale).ok());
-    ASSERT_TRUE(run->Set("density", p.density).ok());
-    ASSERT_TRUE(run->Set("layers", p.layers).ok());
-    ASSERT_TRUE(run->Set("frequencystep", p.frequencystep).ok());
-    ASSERT_TRUE(run->Set("rotation", p.rotation).ok());
-    ASSERT_TRUE(run->Set("gamma", p.gamma).ok());
-    ASSERT_TRUE(run->Set("thickness", p.thickness).ok());
-    ASSERT_TRUE(run->Set("depth", p.depth).ok());
+    for (Result r : {run->Set("seed", p.seed), run->Set("bend", p.bend), run->Set("scale", p.scale),
+                     run->Set("density", p.density), run->Set("layers", p.layers),
+                     run->Set("frequencystep", p.frequencystep), run->Set("rotation", p.rotation),
+                     run->Set("gamma", p.gamma), run->Set("thickness", p.thickness), run->Set("depth", p.depth)})
+      ASSERT_TRUE(r.ok()) << r.ToString();
   }
   double At(double u, double v, uint8_t valid = 1) {
     ShadingContext c;
@@ -94,7 +89,7 @@ TEST_F(ScratchesTest, AValueNotAboveTheSumDoublesIt) {
   EXPECT_NEAR(At(0.3014, 0.6402), 0.4670870907946192, 1e-12);
 }
 
-TEST_F(ScratchesTest, SettingsThatShowNoScratch) {
+TEST_F(ScratchesTest, SettingsThatShowNoScratchRangeSeedBitsAndZeroScale) {
   ScratchParams p = Busy();
   for (int64_t layers : {0, -4}) {
     p.layers = layers;
@@ -109,10 +104,9 @@ TEST_F(ScratchesTest, SettingsThatShowNoScratch) {
   p.density = 0.0;
   Set(p);
   for (double u = -1; u < 1; u += 0.0137) EXPECT_EQ(At(u, u * 0.3 - 0.2), 1.0) << u;
-}
 
-TEST_F(ScratchesTest, RangeAndSeedUseOnlyItsLow32BitsAndZeroScaleStaysInRange) {
-  ScratchParams p = Busy();
+  // The range, the seed's low 32 bits alone, and a zero scale kept in range.
+  p = Busy();
   Set(p);
   bool some = false;
   for (double u = -0.5; u < 1.5; u += 0.01) {
@@ -155,11 +149,9 @@ struct Draws {
 // Every output of a hash or random node run once. The hash takes no context.
 Draws Draw(const char* id, const ShadingContext* ctx, int64_t seed, int64_t salt, double lo, double hi) {
   auto run = Runner(id);
-  EXPECT_TRUE(run->Set("seed", seed).ok());
-  EXPECT_TRUE(run->Set("salt", salt).ok());
-  EXPECT_TRUE(run->Set("minimum", lo).ok());
-  EXPECT_TRUE(run->Set("maximum", hi).ok());
-  EXPECT_TRUE((ctx ? run->Run(*ctx) : run->Run()).ok());
+  for (Result r : {run->Set("seed", seed), run->Set("salt", salt), run->Set("minimum", lo), run->Set("maximum", hi),
+                   (ctx ? run->Run(*ctx) : run->Run())})
+    EXPECT_TRUE(r.ok()) << r.ToString();
   return {run->Get<ColorA>("resultColorA"), run->Get<Color>("resultColor"),    run->Get<double>("resultFloat"),
           run->Get<int64_t>("resultInt"),   run->Get<Vector>("resultVector3"), run->Get<Vector2d>("resultVector2"),
           run->Get<bool>("resultBool")};
@@ -172,7 +164,7 @@ void ExpectChannels(const ColorA& got, const double (&want)[4]) {
   for (int i = 0; i < 4; ++i) EXPECT_NEAR(channels[i], want[i], 1e-15) << "channel " << i;
 }
 
-TEST(Hash, GoldenDrawsFillEveryPortFromTheSameFour) {
+TEST(Hash, GoldenDrawsFillEveryPortFromTheSameFourAndTheZeroKeyIsMixed) {
   const Draws d = Hash(7, 5, -1.0, 3.0);
   const double g[4] = {0.16614804323762655, -0.32080161944031715, 2.5529468776658177, 1.4878935012966394};
   ExpectChannels(d.colora, g);
@@ -184,6 +176,12 @@ TEST(Hash, GoldenDrawsFillEveryPortFromTheSameFour) {
   EXPECT_FALSE(d.b);                       // below 0.5
   const Draws n = Hash(0, 0, -10.0, 0.0);  // first draw 0.703 * 10 - 10
   EXPECT_EQ(n.i, -2);                      // truncated toward zero, not floored
+  // The zero key is well mixed and repeatable.
+  const Draws z = Hash(0, 0, 0, 1);
+  EXPECT_NEAR(z.colora.r, 0.7030763060320169, 1e-15);
+  EXPECT_NEAR(z.colora.a, 0.3063183296471834, 1e-15);
+  EXPECT_TRUE(Hash(0, 0, 0, 1).colora == z.colora);
+  EXPECT_TRUE(z.b);
 }
 
 TEST(Hash, SeedAndSaltEnterOnlyAsTheirSum) {
@@ -194,14 +192,6 @@ TEST(Hash, SeedAndSaltEnterOnlyAsTheirSum) {
   // In 32 bits: -1 + 4 wraps to 3, and the high bits are dropped.
   EXPECT_TRUE(Hash(-1, 4, 0, 1).colora == a.colora);
   EXPECT_TRUE(Hash(int64_t{1} << 32, 3, 0, 1).colora == a.colora);
-}
-
-TEST(Hash, ZeroKeyIsWellMixedAndRepeatable) {
-  const Draws z = Hash(0, 0, 0, 1);
-  EXPECT_NEAR(z.colora.r, 0.7030763060320169, 1e-15);
-  EXPECT_NEAR(z.colora.a, 0.3063183296471834, 1e-15);
-  EXPECT_TRUE(Hash(0, 0, 0, 1).colora == z.colora);
-  EXPECT_TRUE(z.b);
 }
 
 TEST(Hash, RangeEdges) {
@@ -231,15 +221,14 @@ ShadingContext Fingerprinted() {
   return c;
 }
 
-TEST(Random, GoldenFingerprintOfAKnownSample) {
+TEST(Random, GoldenFingerprintAndEveryPartOfItCounts) {
   // A = 306446, B = 20124, C = 28449, D = -37821, frame 30: key 0xc4316baf.
   const ShadingContext c = Fingerprinted();
   EXPECT_EQ(RandomKey(c, 3, 4), 0xc4316bafu);
   ExpectChannels(Random(c, 3, 4).colora,
                  {0.32168093393556774, 0.18042599596083164, 0.8431150189135224, 0.1112413383089006});
-}
 
-TEST(Random, SameSampleRepeatsAndEveryPartOfTheFingerprintCounts) {
+  // The same sample repeats, and every part of the fingerprint counts.
   const ShadingContext base = Fingerprinted();
   const ColorA ref = Random(base, 3, 4).colora;
   EXPECT_TRUE(Random(base, 3, 4).colora == ref);

@@ -39,24 +39,20 @@ class SplineNodeTest : public ::testing::Test {
     EXPECT_TRUE(testutil::Catalogue().GetGroup(kSplineId, counts, g).ok());
     std::unique_ptr<SingleNodeRunner> run;
     EXPECT_TRUE(SingleNodeRunner::Create(g, run).ok());
-    EXPECT_TRUE(run->Set("input", input).ok());
-    EXPECT_TRUE(run->Set("tension", s.tension).ok());
-    EXPECT_TRUE(run->Set("min", s.min).ok());
-    EXPECT_TRUE(run->Set("max", s.max).ok());
-    EXPECT_TRUE(run->Set("linkendtangents", s.linkTangents).ok());
-    EXPECT_TRUE(run->Set("linkendpositions", s.linkPositions).ok());
+    for (Result r :
+         {run->Set("input", input), run->Set("tension", s.tension), run->Set("min", s.min), run->Set("max", s.max),
+          run->Set("linkendtangents", s.linkTangents), run->Set("linkendpositions", s.linkPositions)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     for (size_t i = 0; i < knots.size(); ++i) {
       const std::string k = std::string("#").append(std::to_string(i));
       const KnotPorts& p = knots[i];
-      EXPECT_TRUE(run->Set(Id::Owned("positionx" + k), p.x).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("positiony" + k), p.y).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("interpolation" + k), Id::Owned(p.interpolation)).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("tangentleft" + k), p.left).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("tangentright" + k), p.right).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("breaktangent" + k), p.breakTangent).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("locky" + k), p.lockY).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("lockangle" + k), p.lockAngle).ok());
-      EXPECT_TRUE(run->Set(Id::Owned("locklength" + k), p.lockLength).ok());
+      for (Result r :
+           {run->Set(Id::Owned("positionx" + k), p.x), run->Set(Id::Owned("positiony" + k), p.y),
+            run->Set(Id::Owned("interpolation" + k), Id::Owned(p.interpolation)),
+            run->Set(Id::Owned("tangentleft" + k), p.left), run->Set(Id::Owned("tangentright" + k), p.right),
+            run->Set(Id::Owned("breaktangent" + k), p.breakTangent), run->Set(Id::Owned("locky" + k), p.lockY),
+            run->Set(Id::Owned("lockangle" + k), p.lockAngle), run->Set(Id::Owned("locklength" + k), p.lockLength)})
+        EXPECT_TRUE(r.ok()) << r.ToString();
     }
     Result r = run->Run();
     out = run->Get<double>("result");
@@ -80,16 +76,15 @@ SplineMapperKnot SK(double x, double y, Vector2d left, Vector2d right) {
   return {{x, y}, SPLINEMAPPER_KNOT_INTERPOLATION_SPLINE, left, right, SPLINEMAPPER_KNOT_FLAGS_NONE};
 }
 
-TEST_F(SplineNodeTest, KnotsAreSortedAndClampedIntoTheRange) {
+TEST_F(SplineNodeTest, KnotsAreSortedAndClampedAndNoKnotsOneKnotAndInterpolationIds) {
   EXPECT_DOUBLE_EQ(At({{1.0, 0.0}, {0.0, 1.0}}, 0.25), 0.75);
   // (2, 5) is brought to (1, 1) before sorting.
   EXPECT_DOUBLE_EQ(At({{2.0, 5.0}, {0.0, 0.0}}, 0.5), 0.5);
   Settings wide;
   wide.max = {4.0, 8.0};
   EXPECT_DOUBLE_EQ(At({{2.0, 5.0}, {0.0, 0.0}}, 0.5, wide), 1.25);
-}
 
-TEST_F(SplineNodeTest, NoKnotsOneKnotAndInterpolationIds) {
+  // No knots, one knot, and the interpolation ids.
   EXPECT_EQ(At({}, 0.5), 0.0);
   EXPECT_EQ(At({{0.3, 0.7}}, 0.9), 0.7);
   const double spline = At({{0.0, 0.0, "spline", {-0.2, 0.3}, {0.2, -0.3}}, {1.0, 1.0, "spline"}}, 0.3);
@@ -113,7 +108,7 @@ TEST_F(SplineNodeTest, UnbrokenTangentIgnoresTheRightPort) {
   EXPECT_NE(At(broken, 0.4), expect);
 }
 
-TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlag) {
+TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlagAndTangentsMirrorTheFirstKnot) {
   Settings link;
   link.linkPositions = true;
   EXPECT_DOUBLE_EQ(At({{0.0, 0.2}, {1.0, 0.9}}, 0.5), 0.55);
@@ -126,36 +121,34 @@ TEST_F(SplineNodeTest, LinkedEndPositionsReadThePortLastKnotsFlag) {
   reversed[1].lockY = false;
   reversed[0].lockY = true;
   EXPECT_DOUBLE_EQ(At(reversed, 0.5, link), 0.2);
-}
 
-TEST_F(SplineNodeTest, LinkedEndTangentsMirrorTheFirstKnot) {
-  Settings link;
-  link.linkTangents = true;
+  // Linked end tangents mirror the first knot.
+  Settings tangents;
+  tangents.linkTangents = true;
   std::vector<KnotPorts> knots = {
       {0.0, 0.0, "spline", {-0.1, 0.4}}, {0.5, 0.5, "spline"}, {1.0, 1.0, "spline", {-0.3, 0.1}}};
   // The first knot's right handle is (0.1, -0.4); the last gets the left
   // handle (-0.1, 0.4) and the right handle (0.1, -0.4).
   const std::vector<SplineMapperKnot> linked = {
       SK(0, 0, {-0.1, 0.4}, {0.1, -0.4}), SK(0.5, 0.5, {-0.2, -0.2}, {0.2, 0.2}), SK(1, 1, {-0.1, 0.4}, {0.1, -0.4})};
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), Direct(linked, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), Direct(linked, 0.8));
   EXPECT_NE(At(knots, 0.8), Direct(linked, 0.8));
   // lockangle on the port-last knot turns the link off.
   knots[2].lockAngle = true;
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), At(knots, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), At(knots, 0.8));
   knots[2].lockAngle = false;
   knots[2].lockLength = true;
-  EXPECT_DOUBLE_EQ(At(knots, 0.8, link), At(knots, 0.8));
+  EXPECT_DOUBLE_EQ(At(knots, 0.8, tangents), At(knots, 0.8));
 }
 
-TEST_F(SplineNodeTest, TensionReachesTheCurve) {
+TEST_F(SplineNodeTest, TensionReachesTheCurveAndAMissingCurveClassIsAnError) {
   const std::vector<KnotPorts> knots = {{0.0, 0.0, "spline", {-0.1, -0.4}}, {1.0, 1.0, "spline"}};
   Settings tight;
   tight.tension = 1.0;
   EXPECT_NEAR(At(knots, 0.3, tight), 0.3, 1e-12);  // handles gone: a straight line
   EXPECT_GT(std::abs(At(knots, 0.3) - 0.3), 0.01);
-}
 
-TEST_F(SplineNodeTest, MissingCurveClassIsAnError) {
+  // Without a curve class.
   const SplineMapperClass* saved = GetSplineMapperClass();
   SetSplineMapperClass(nullptr);
   double out = 0.0;

@@ -49,16 +49,14 @@ class ShapesTest : public ::testing::Test {
   // A line from (0.2, 0.5) to (0.8, 0.5).
   std::unique_ptr<SingleNodeRunner> Line(double softness, double width) {
     auto run = Make(kLineId);
-    EXPECT_TRUE(run->Set("source", Vector2d{0.2, 0.5}).ok());
-    EXPECT_TRUE(run->Set("destination", Vector2d{0.8, 0.5}).ok());
-    EXPECT_TRUE(run->Set("softness", softness).ok());
-    EXPECT_TRUE(run->Set("width", width).ok());
+    for (Result r : {run->Set("source", Vector2d{0.2, 0.5}), run->Set("destination", Vector2d{0.8, 0.5}),
+                     run->Set("softness", softness), run->Set("width", width)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
     return run;
   }
   static void Soft(SingleNodeRunner& run, double scale, double inner, double outer) {
-    EXPECT_TRUE(run.Set("scale", scale).ok());
-    EXPECT_TRUE(run.Set("innersoftness", inner).ok());
-    EXPECT_TRUE(run.Set("outersoftness", outer).ok());
+    for (Result r : {run.Set("scale", scale), run.Set("innersoftness", inner), run.Set("outersoftness", outer)})
+      EXPECT_TRUE(r.ok()) << r.ToString();
   }
 };
 
@@ -80,7 +78,7 @@ TEST(SoftEdge, RunsFromZeroToOneBetweenItsEnds) {
   }
 }
 
-TEST_F(ShapesTest, CircleCentreEdgeAndSoftness) {
+TEST_F(ShapesTest, CircleCentreEdgeSoftnessTinyScalesAndInfinity) {
   auto run = Make(kCircleId);
   Soft(*run, 0.5, 0.0, 0.0);
   Out o = At(*run, 0.5, 0.5);
@@ -96,10 +94,8 @@ TEST_F(ShapesTest, CircleCentreEdgeAndSoftness) {
   EXPECT_EQ(o.distance, 1.0);
   EXPECT_EQ(o.mask, 0.5);
   EXPECT_TRUE(o.result == (ColorA{0.5, 0, 0.5, 0.75}));
-}
 
-TEST_F(ShapesTest, TinyScaleUsesAFixedFactorAndInfinityGivesNaN) {
-  auto run = Make(kCircleId);
+  // A tiny scale uses a fixed factor; an infinite u gives NaN.
   Soft(*run, 0.0, 0.0, 0.0);
   // k = 2000000: the edge lies 5e-7 from the centre.
   ExpectMasks(*run, {{0.5 + 4e-7, 0.5, 1.0}, {0.5 + 6e-7, 0.5, 0.0}});
@@ -110,7 +106,7 @@ TEST_F(ShapesTest, TinyScaleUsesAFixedFactorAndInfinityGivesNaN) {
   EXPECT_TRUE(std::isnan(At(*run, std::numeric_limits<double>::infinity(), 0.5).distance));
 }
 
-TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistance) {
+TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistanceAndHasNoWidthOrNoLength) {
   auto run = Line(0.4, 0.2);
   // On the segment: inside.
   Out o = At(*run, 0.5, 0.5);
@@ -128,18 +124,16 @@ TEST_F(ShapesTest, LineFallsOffOnItsSmoothedDistance) {
   o = At(*run, 0.5, 0.9);
   EXPECT_EQ(o.distance, 1.0);
   EXPECT_TRUE(o.result == kExterior);
-}
 
-TEST_F(ShapesTest, LineOfNoWidthOrNoLength) {
-  auto run = Line(0.0, 0.0);
+  // No width, then no length.
+  run = Line(0.0, 0.0);
   EXPECT_EQ(At(*run, 0.5, 0.5 + 1e-9).distance, 1.0);  // any distance at all
   EXPECT_EQ(At(*run, 0.5, 0.5).mask, 1.0);             // exactly on it
   // No length: f is 0 / 0 and the NaN runs through (with a width and a
   // softness: either at 0 ends the edge before the NaN is looked at).
-  ASSERT_TRUE(run->Set("destination", Vector2d{0.2, 0.5}).ok());
-  ASSERT_TRUE(run->Set("width", 0.2).ok());
-  ASSERT_TRUE(run->Set("softness", 0.4).ok());
-  const Out o = At(*run, 0.4, 0.4);
+  for (Result r : {run->Set("destination", Vector2d{0.2, 0.5}), run->Set("width", 0.2), run->Set("softness", 0.4)})
+    ASSERT_TRUE(r.ok()) << r.ToString();
+  o = At(*run, 0.4, 0.4);
   EXPECT_TRUE(std::isnan(o.distance));
   EXPECT_TRUE(std::isnan(o.result.r));
 }
