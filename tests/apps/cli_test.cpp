@@ -579,7 +579,7 @@ TEST(Cli, NoSilentWrongResults) {
   const std::string image =
       dir.Write("image.json", R"({"tessaroc": 1, "nodes": {"i": {"node": "image", "inputs": {"url": "missing.png"}}},
                                  "output": "i.result"})");
-  Outcome lenient = Tool("render " + image + " -o " + (dir / "a.png") + " --size 4 -q");
+  Outcome lenient = Tool("render " + image + " -o " + (dir / "a.png") + " --size 4 -q --threads 2");
   EXPECT_EQ(lenient.status, 0);
   EXPECT_EQ(lenient.err, "tessaroc: Image file not found: \"missing.png\".\n");
   for (const std::string& command :

@@ -1,16 +1,14 @@
 // Image files through the whole engine: documents name files relative to
 // their folder, a missing file shows the default colour and is reported once
-// (in the library and on the command line), and the render's time picks the
-// frame of a numbered sequence or a movie.
+// per render, and the render's time picks the frame of a numbered sequence or
+// a movie.
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
 
 #include <atomic>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -22,9 +20,6 @@
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."
-#endif
-#ifndef TESSAROC_CLI
-#define TESSAROC_CLI "tessaroc"
 #endif
 
 namespace tessaroc::graph {
@@ -77,16 +72,18 @@ const char* kMissing = R"({
 
 class ImageFilesTest : public testing::ModuleTest {
  protected:
-  // Renders a document file as the command line does: its folder is the search path.
-  static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink,
-                           host::Image& out) {
+  // Renders a document file; by default as the command line does, with its
+  // folder as the search path.
+  static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink, host::Image& out,
+                           std::optional<fs::path> search = std::nullopt) {
     std::unique_ptr<Material> m;
     TESSAROC_RETURN_IF_FAILED(Material::FromFile(doc.string(), m));
     RenderSettings s;
     s.width = s.height = size;
     s.threads = threads;
     s.time = time;
-    s.searchPaths.urls.emplace_back(doc.parent_path().string());
+    if (!search) search = doc.parent_path();
+    if (!search->empty()) s.searchPaths.urls.emplace_back(search->string());
     s.messages = sink;
     return Render(*m, s, out);
   }
@@ -172,16 +169,10 @@ TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
       fs::create_directories(scratch.path() / "documents");
       fs::copy_file(kRoot / "examples/images/test.png", pictures / "images/test.png");
       const fs::path doc = scratch.Write("documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
-      std::unique_ptr<Material> m;
-      ASSERT_TRUE(Material::FromFile(doc.string(), m).ok());
-      RenderSettings s;
-      s.width = s.height = 16;
-      s.threads = 2;
-      if (where != kBesideTheDocumentWithoutSearchPaths) s.searchPaths.urls.emplace_back(pictures.string());
       CountingSink sink;
-      s.messages = &sink;
       host::Image out;
-      Result r = Render(*m, s, out);
+      Result r = RenderFile(doc, 16, 2, 0.0, &sink, out,
+                            where == kBesideTheDocumentWithoutSearchPaths ? fs::path() : pictures);
       ASSERT_TRUE(r.ok()) << r.ToString();
       EXPECT_EQ(sink.calls.load(), 0);
       int defaults = 0;
@@ -190,35 +181,6 @@ TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
             out.pixels[static_cast<size_t>(p) * 4] == 0.25f && out.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
       EXPECT_EQ(defaults, 0);
     }
-  }
-}
-
-TEST_F(ImageFilesTest, TheCommandLinePrintsTheMissingFileOnceAndSucceeds) {
-  Scratch scratch;
-  const fs::path doc = scratch.Write("missing.json", kMissing);
-  const fs::path out = scratch.path() / "out.png";
-  for (const char* threads : {"1", "2"}) {
-    const std::string command = std::string("\"") + TESSAROC_CLI + "\" render \"" + doc.string() + "\" -o \"" +
-                                out.string() + "\" --size 32 --quiet --threads " + threads + " 2>&1";
-    FILE* pipe = ::popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char buffer[512];
-    while (size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
-    const int status = ::pclose(pipe);
-    ASSERT_TRUE(WIFEXITED(status)) << output;
-    EXPECT_EQ(WEXITSTATUS(status), 0) << output;
-    size_t count = 0;
-    for (size_t at = output.find("no-such-picture.png"); at != std::string::npos;
-         at = output.find("no-such-picture.png", at + 1))
-      ++count;
-    EXPECT_EQ(count, 1u) << output;
-    EXPECT_TRUE(fs::exists(out));
-    host::Image written;
-    ASSERT_TRUE(host::ReadImage(out.string(), written).ok());
-    // 0.5 linear written as 8-bit sRGB (188) and read back.
-    EXPECT_NEAR(written.pixels[1], 0.5f, 0.003f);
-    fs::remove(out);
   }
 }
 
