@@ -135,27 +135,24 @@ TEST(Cli, EvalSamplesASurfaceSeenFromAboveAndAContextFileOverridesIt) {
   EXPECT_EQ(nlohmann::json::parse(r.out)["result"].get<double>(), 1.0);
 }
 
+// Mistakes of the tool's own and those the argument parser finds.
 TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
-  const char* cases[] = {
-      "eval --node nosuchnode",
-      "eval --node exposure --set nosuchport=1",
-      "eval --node exposure --set exposure=bright",
-      "describe nosuchnode",
-      "render /nonexistent.json -o /tmp/x.png",
-      "eval --node fresneldielectric --shape sphere",                              // no pixel to look through
-      "eval --node fresneldielectric --shape sphere --pixel 0,0 --size 64",        // a background pixel
-      "eval --node fresneldielectric --pixel 64,0 --size 64",                      // outside the image
-      "eval --node fresneldielectric --shape sphere --pixel 1,1 --camera 30,0.2",  // inside the sphere
-      "eval --node fresneldielectric --shape cone --pixel 1,1",
-      "eval --node fresneldielectric --pixel 1,1 --camera 30",  // the plane has no camera
-      "eval --node fresneldielectric --shape torus --pixel 1,1 --orbit 10",
-  };
-  for (const char* c : cases) ExpectError(Tool(c), "", c);
-  // What the argument parser finds wrong: the same one line and status 1.
   const struct {
     const char* args;
     std::string message;
-  } parser[] = {
+  } cases[] = {
+      {"eval --node nosuchnode", ""},
+      {"eval --node exposure --set nosuchport=1", ""},
+      {"eval --node exposure --set exposure=bright", ""},
+      {"describe nosuchnode", ""},
+      {"render /nonexistent.json -o /tmp/x.png", ""},
+      {"eval --node fresneldielectric --shape sphere", ""},                              // no pixel to look through
+      {"eval --node fresneldielectric --shape sphere --pixel 0,0 --size 64", ""},        // a background pixel
+      {"eval --node fresneldielectric --pixel 64,0 --size 64", ""},                      // outside the image
+      {"eval --node fresneldielectric --shape sphere --pixel 1,1 --camera 30,0.2", ""},  // inside the sphere
+      {"eval --node fresneldielectric --shape cone --pixel 1,1", ""},
+      {"eval --node fresneldielectric --pixel 1,1 --camera 30", ""},  // the plane has no camera
+      {"eval --node fresneldielectric --shape torus --pixel 1,1 --orbit 10", ""},
       {"", "A subcommand is required; see tessaroc --help"},
       {"render", "graph is required; see tessaroc render --help"},
       {"render --bogus", "graph is required"},
@@ -164,7 +161,7 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
       {"render /nonexistent.json -o x.png", "/nonexistent.json"},
       {"render examples/road.json -o x.exr --frame 1 --frames 1-2", "--frame excludes --frames"},
   };
-  for (const auto& c : parser)
+  for (const auto& c : cases)
     ExpectError(Tool(c.args, std::string("cd ") + TESSAROC_SOURCE_DIR + " && "), c.message, c.args);
   EXPECT_EQ(Tool("--help").status, 0);
   // An unknown enumeration value is no mistake: one warning, and the node's own answer (no noise).

@@ -104,11 +104,8 @@ TEST_F(RenderTest, MissesShowTheBackgroundWithItsAlpha) {
   for (double alpha : {0.0, 1.0}) {
     view.background.alpha = alpha;
     const host::Image image = RenderText(kGraph, 1, 32, view);
-    const float* corner = &image.pixels[0];
-    EXPECT_EQ(corner[0], 0.25f);
-    EXPECT_EQ(corner[1], 0.5f);
-    EXPECT_EQ(corner[2], 0.75f);
-    EXPECT_EQ(corner[3], alpha);
+    EXPECT_EQ(std::vector<float>(image.pixels.begin(), image.pixels.begin() + 4),
+              (std::vector<float>{0.25f, 0.5f, 0.75f, static_cast<float>(alpha)}));
     EXPECT_EQ(image.pixels[(16 * 32 + 16) * 4 + 3], 1.0f);  // the cube's opaque face
   }
 }

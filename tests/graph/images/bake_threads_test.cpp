@@ -6,11 +6,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "module_fixture.h"
 #include "graph/document.h"
 #include "graph/render.h"
-#include "tessaroc/host/host_services.h"
 #include "host/jobs/job_service.h"
-#include "tessaroc/module/register.h"
 
 namespace tessaroc::graph {
 namespace {
@@ -40,15 +39,11 @@ const char* kBaked = R"({
   "output": {"link": "mix.result"}
 })";
 
-class BakeThreadsTest : public ::testing::Test {
+class BakeThreadsTest : public testing::ModuleTest {
  protected:
-  static void SetUpTestSuite() {
-    ASSERT_TRUE(host::InstallHostServices().ok());
-    ASSERT_TRUE(module::LoadModule().ok());
-  }
   static void TearDownTestSuite() {
     host::InstallJobService();  // back to every core for whatever runs next
-    (void)module::UnloadModule();
+    ModuleTest::TearDownTestSuite();
   }
 
   // A fresh material, baked by a job service of `threads` workers and
