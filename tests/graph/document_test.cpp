@@ -220,11 +220,6 @@ TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
   GraphPort* port = nullptr;
   ASSERT_TRUE(n->graphNode->inputs().FindChild("noisetype", port).ok());
   EXPECT_EQ(host::ValueToJson(*port->value().type(), port->value().get()), "turbulense");
-  // A setting of `eval --node` names itself.
-  std::unique_ptr<Document> doc;
-  ASSERT_TRUE(Document::ForNode("placement2d", {{"localmodeu", "wrap"}}, doc).ok());
-  ASSERT_EQ(doc->warnings().size(), 1u);
-  EXPECT_EQ(doc->warnings()[0].rfind("--set localmodeu: unknown value \"wrap\"", 0), 0u) << doc->warnings()[0];
 }
 
 TEST_F(DocumentTest, WholeNumbersForA32BitUnsignedPortKeepTheirLow32Bits) {
