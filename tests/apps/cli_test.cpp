@@ -272,20 +272,16 @@ TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
   }
   ASSERT_EQ(std::system((paste + " -d float -o " + (dir / "pasted.exr")).c_str()), 0) << paste;
   EXPECT_TRUE(SameBits(Read(dir / "pasted.exr"), full));
-  // A window is the whole picture's pixels there, with the whole size beside it.
+  // A window is stored where it lies in the whole picture (whose pixels it
+  // holds, as the render tests check), with the whole size beside it.
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "crop.exr") + size + " --crop 7,3,40,30").status, 0);
   const auto crop = Read(dir / "crop.exr");
   EXPECT_EQ(crop.fullWidth, 50);
   EXPECT_EQ(crop.fullHeight, 37);
-  ASSERT_EQ(crop.x, 7);
-  ASSERT_EQ(crop.y, 3);
-  ASSERT_EQ(crop.width, 40 - 7);
-  ASSERT_EQ(crop.height, 30 - 3);
-  for (int y = 0; y < crop.height; ++y)
-    EXPECT_EQ(std::memcmp(&crop.pixels[y * crop.width * 4], &full.pixels[((y + 3) * 50 + 7) * 4],
-                          crop.width * 4 * sizeof(float)),
-              0)
-        << y;
+  EXPECT_EQ(crop.x, 7);
+  EXPECT_EQ(crop.y, 3);
+  EXPECT_EQ(crop.width, 40 - 7);
+  EXPECT_EQ(crop.height, 30 - 3);
   // Other formats hold the window alone.
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "part.png") + size + " --tile 2/4").status, 0);
   const auto band = Read(dir / "part.png");

@@ -23,10 +23,9 @@ TEST(ModuleStart, LoadsInOrderAndUnloadsInReverse) {
   std::vector<std::string> loaded, unloaded;
   ASSERT_TRUE(module::LoadModule(&loaded).ok());
   ASSERT_GE(loaded.size(), 8u);
-  EXPECT_EQ(loaded[0], "interface_registration");
-  EXPECT_EQ(loaded[1], "reflection_registration");
-  EXPECT_EQ(loaded[2], "register");
-  EXPECT_EQ(loaded[3], "datadescription_tessarocs");
+  EXPECT_EQ(std::vector<std::string>(loaded.begin(), loaded.begin() + 4),
+            (std::vector<std::string>{"interface_registration", "reflection_registration", "register",
+                                      "datadescription_tessarocs"}));
   // Then one unit per node source, in catalogue order.
   const auto units = pattern::CatalogueUnits();
   for (size_t i = 0; i < units.size(); ++i) EXPECT_EQ(loaded[4 + i], units[i].source);
@@ -75,8 +74,7 @@ TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIdsAndItsAssetsAgreeWi
   EXPECT_EQ(registered[1].first, "net.zovan.patterns.module");
   EXPECT_EQ(registered[0].second, registered[1].second);
   const std::string location(registered[0].second.view());
-  EXPECT_EQ(location.substr(location.size() - std::string("modules/tessarocs.module").size()),
-            "modules/tessarocs.module");
+  EXPECT_TRUE(location.ends_with("modules/tessarocs.module")) << location;
   // Every asset agrees with its core nodes.
   std::vector<std::string> problems;
   ASSERT_TRUE(host::Descriptions().Validate(CoreNodes(), problems).ok());

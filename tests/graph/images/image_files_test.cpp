@@ -10,7 +10,6 @@
 #include <fstream>
 #include <optional>
 #include <string>
-#include <unistd.h>
 
 #include "module_fixture.h"
 #include "graph/render.h"
@@ -41,25 +40,13 @@ class CountingSink final : public MessageSink {
   host::CollectingMessageSink collected;
 };
 
-// A folder of its own for the documents and pictures a test writes.
-class Scratch {
- public:
-  Scratch() : path_(fs::temp_directory_path() / ("tessaroc-image-files-" + std::to_string(::getpid()))) {
-    fs::create_directories(path_);
-  }
-  ~Scratch() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  fs::path Write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ / name) << text;
-    return path_ / name;
-  }
-  const fs::path& path() const { return path_; }
+using Scratch = testing::TempFolder;
 
- private:
-  fs::path path_;
-};
+// Writes `text` to the file `name` in `folder`; its path.
+fs::path Write(const Scratch& folder, const std::string& name, const std::string& text) {
+  std::ofstream(folder.path() / name) << text;
+  return folder.path() / name;
+}
 
 const char* kMissing = R"({
   "tessaroc": 1,
@@ -125,7 +112,7 @@ class ImageFilesTest : public testing::ModuleTest {
 
 TEST_F(ImageFilesTest, AMissingFileShowsTheDefaultColourAndIsReportedOnce) {
   Scratch scratch;
-  const fs::path doc = scratch.Write("missing.json", kMissing);
+  const fs::path doc = Write(scratch, "missing.json", kMissing);
   for (int threads : {1, 2}) {
     CountingSink sink;
     host::Image image;
@@ -168,7 +155,7 @@ TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
       fs::create_directories(pictures / "images");
       fs::create_directories(scratch.path() / "documents");
       fs::copy_file(kRoot / "examples/images/test.png", pictures / "images/test.png");
-      const fs::path doc = scratch.Write("documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
+      const fs::path doc = Write(scratch, "documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
       CountingSink sink;
       host::Image out;
       Result r = RenderFile(doc, 16, 2, 0.0, &sink, out,
@@ -204,9 +191,10 @@ TEST_F(ImageFilesTest, ADocumentPicksTheLayerOfAMultiLayerFile) {
                                           {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"}),
             "");
   auto document = [&](const std::string& layers) {
-    return scratch.Write("layers.json", R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
+    return Write(scratch, "layers.json",
+                 R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
         "url": "layers.exr", "interpolation": "none", "layerset": )" +
-                                            layers + R"(}}},
+                     layers + R"(}}},
         "output": {"link": "picture.result"}})");
   };
   struct Case {
