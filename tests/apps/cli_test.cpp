@@ -19,6 +19,7 @@
 #include <cstring>
 
 #include "../host/imageio/ocio_test_config.h"
+#include "../host/texture/test_images.h"
 #include "host/imageio/image_writer.h"
 
 #ifndef TESSAROC_TOOL
@@ -66,23 +67,13 @@ void ExpectError(const Outcome& r, const std::string& message, const std::string
 }
 
 // A folder of its own for one test's documents and images.
-class Scratch {
- public:
-  explicit Scratch(const std::string& name)
-      : dir_(fs::temp_directory_path() / ("tessaroc_cli_" + name + "_" + std::to_string(::getpid()))) {
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  ~Scratch() { fs::remove_all(dir_); }
-  std::string operator/(const std::string& name) const { return (dir_ / name).string(); }
+struct Scratch : tessaroc::testing::TempFolder {
+  std::string operator/(const std::string& name) const { return File(name); }
   std::string Write(const std::string& name, const std::string& text) const {
-    std::ofstream(dir_ / name) << text;
-    return *this / name;
+    std::ofstream(path() / name) << text;
+    return File(name);
   }
-  size_t Files() const { return std::distance(fs::directory_iterator(dir_), {}); }
-
- private:
-  fs::path dir_;
+  size_t Files() const { return std::distance(fs::directory_iterator(path()), {}); }
 };
 
 // A noise through a placement into a checkerboard: every pixel different.
@@ -128,7 +119,7 @@ TEST(Cli, EvalSamplesASurfaceSeenFromAboveAndAContextFileOverridesIt) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NEAR(nlohmann::json::parse(r.out)["result"].get<double>(), 0.04, 1e-12);
   // A normal across the ray is grazing light: everything is reflected.
-  Scratch dir("context");
+  Scratch dir;
   r = Tool("eval --node fresneldielectric --set ior=1.5 --uv 0.3,0.4 --context " +
            dir.Write("ctx.json", R"({"shadingnormal": [1, 0, 0]})"));
   ASSERT_EQ(r.status, 0) << r.err;
@@ -174,7 +165,7 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
 }
 
 TEST(Cli, RenderWritesTheImageAndSaysWhere) {
-  Scratch dir("render");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", R"({"tessaroc": 1, "nodes": {
       "board": {"node": "checkerboard", "inputs": {"color1": [1, 0, 0, 1], "color2": [0, 0, 1, 1]}}},
       "output": {"link": "board.result"}})");
@@ -205,7 +196,7 @@ TEST(Cli, RenderWritesTheImageAndSaysWhere) {
 // eval --pixel evaluates what that pixel of the render shows, and prints the
 // context it used in the form --context reads back.
 TEST(Cli, EvalOnAShapeIsTheRendersPixelAndPrintsItsContext) {
-  Scratch dir("shape");
+  Scratch dir;
   const std::string graph =
       dir.Write("glass.json", R"({"tessaroc": 1, "nodes": {"f": {"node": "fresneldielectric", "inputs": {"ior": 1.5}}},
                                  "output": {"link": "f.result"}})");
@@ -257,7 +248,7 @@ TEST(Cli, NodesListsTheCatalogue) {
 // A farm renders bands or windows on different machines; pasted at their
 // data windows (here and with oiiotool) they are the whole picture, bit for bit.
 TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
-  Scratch dir("tiles");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   const std::string size = " --size 50x37 -q";
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "full.exr") + size).status, 0);
@@ -293,7 +284,7 @@ TEST(Cli, TilesPastedTogetherAreTheWholeRender) {
 // A frame range compiles once and writes each frame as its own --frame
 // render would; the sequence example shows a different picture each frame.
 TEST(Cli, FrameRangesWriteEachFrameAtItsTime) {
-  Scratch dir("frames");
+  Scratch dir;
   const std::string graph = std::string(TESSAROC_SOURCE_DIR) + "/examples/sequence.json";
   Outcome r = Tool("render " + graph + " -o " + (dir / "f.####.exr") + " --size 16 --fps 2 --frames 1-4x2,7");
   ASSERT_EQ(r.status, 0) << r.err;
@@ -318,7 +309,7 @@ TEST(Cli, FrameRangesWriteEachFrameAtItsTime) {
 // Two AOVs become channels of the EXR beside RGBA; the picture of an AOV is
 // that of the output it names.
 TEST(Cli, AovsAreChannelsOfTheExrAndFilesBesideOthers) {
-  Scratch dir("aovs");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   std::string grain = kBoard;
   grain.replace(grain.rfind("board.result"), 12, "grain.result");  // the output
@@ -350,7 +341,7 @@ TEST(Cli, AovsAreChannelsOfTheExrAndFilesBesideOthers) {
 // Half floats are the float render rounded to half; the OpenColorIO config's
 // transforms give the values worked out by hand, from --ocio or $OCIO.
 TEST(Cli, DepthAndColourManagementGiveTheValuesAskedFor) {
-  Scratch dir("colour");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "float.exr") + " --size 9 -q").status, 0);
   ASSERT_EQ(Tool("render " + graph + " -o " + (dir / "half.exr") + " --size 9 -q --depth half").status, 0);
@@ -383,7 +374,7 @@ TEST(Cli, DepthAndColourManagementGiveTheValuesAskedFor) {
 // A write that fails (here at a file size limit) leaves the file that was
 // there as it was, removes its temporary file and says so on one line.
 TEST(Cli, FailedWritesKeepThePreviousFile) {
-  Scratch dir("full");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   for (const char* ext : {".png", ".exr", ".jpg", ".tif"}) {
     const std::string out = dir / (std::string("out") + ext);
@@ -401,7 +392,7 @@ TEST(Cli, FailedWritesKeepThePreviousFile) {
 }
 
 TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
-  Scratch dir("mistakes");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   std::string many;  // more than any machine's memory at the largest size
   for (int i = 0; i < 20; ++i) many += " --aov a" + std::to_string(i) + "=board.result";
@@ -442,7 +433,7 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
 // every example (checked by a validator of its own, Debian's
 // python3-jsonschema) and rejects a misspelt port, node or value.
 TEST(Cli, SchemaAcceptsEveryExampleAndRejectsMisspellings) {
-  Scratch dir("schema");
+  Scratch dir;
   Outcome r = Tool("schema");
   ASSERT_EQ(r.status, 0) << r.err;
   std::ifstream committed(std::string(TESSAROC_SOURCE_DIR) + "/schema/graph.schema.json");
@@ -494,7 +485,7 @@ print(len(files), "read")
 
 // The documents of docs/tutorial.md do what the tutorial says of them.
 TEST(Cli, TheTutorialsMaterialsAreWhatItSays) {
-  Scratch dir("tutorial");
+  Scratch dir;
   const std::string folder = std::string(TESSAROC_SOURCE_DIR) + "/examples/tutorial/";
   for (const char* name : {"marble", "bricks"}) {
     Outcome r = Tool("render " + folder + name + ".json -o " + (dir / name) + ".exr --size 64 -q");
@@ -528,7 +519,7 @@ TEST(Cli, TheTutorialsMaterialsAreWhatItSays) {
 // document edited by hand, in the value notation or as a JSON literal; text
 // is taken whole, commas and all.
 TEST(Cli, SettingsOverrideExactlyThatPort) {
-  Scratch dir("set");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   std::string edited = kBoard;
   edited.replace(edited.find("[0.1, 0.2, 0.6, 0.5]"), 20, "[0.9, 0.3, 0.1, 1]");
@@ -567,7 +558,7 @@ TEST(Cli, SettingsOverrideExactlyThatPort) {
 
 // What used to give a wrong picture without a word now fails loudly or works.
 TEST(Cli, NoSilentWrongResults) {
-  Scratch dir("silent");
+  Scratch dir;
   // A missing image is a message; with --strict an error, and nothing written.
   const std::string image =
       dir.Write("image.json", R"({"tessaroc": 1, "nodes": {"i": {"node": "image", "inputs": {"url": "missing.png"}}},
@@ -619,7 +610,7 @@ TEST(Cli, NoSilentWrongResults) {
 // defines a value, in that value and status 0. Limits are those of
 // docs/documents.md.
 TEST(Cli, HostileInputEndsInOneLineOrTheDefinedValue) {
-  Scratch dir("hostile");
+  Scratch dir;
   const std::string graph = dir.Write("g.json", kBoard);
   auto document = [](const std::string& nodes, const std::string& output) {
     return R"({"tessaroc": 1, "nodes": {)" + nodes + R"(}, "output": {"link": ")" + output + R"("}})";
