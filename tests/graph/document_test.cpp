@@ -1,5 +1,6 @@
 // Graph documents: every mistake gives one line with the document path and
-// nothing is compiled; good documents compile to the plan the graph means.
+// nothing is compiled; good documents compile to the plan the graph means,
+// with the defaults the description finalisers give.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,6 +8,7 @@
 
 #include "module_fixture.h"
 #include "tessaroc/core/registry.h"
+#include "graph/description_finalizers.h"
 #include "graph/document.h"
 #include "tessaroc/graph/material.h"
 #include "graph/render.h"
@@ -360,6 +362,50 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   EXPECT_EQ(c.r, 0.1);
   EXPECT_EQ(c.g, 1e-310);
   EXPECT_TRUE(std::signbit(c.b));
+}
+
+// A footprintless sample at (u, 0.5).
+ShadingContext AtU(double u) {
+  ShadingContext ctx;
+  ctx.uvw = ctx.uvwdx = ctx.uvwdy = {u, 0.5, 0};
+  return ctx;
+}
+
+TEST_F(DocumentTest, ARampWithNoKnotsStartsBlackAndRunsLinearlyAndGivenKnotsWin) {
+  ASSERT_NE(FindDescriptionFinalizer(kGradientAssetId), nullptr);
+  const std::string text =
+      R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient"}}, "output": {"link": "ramp.result"}})";
+  const ColorA start = Eval(text, AtU(0.0));
+  EXPECT_EQ(start, (ColorA{0, 0, 0, 1}));
+  const ColorA middle = Eval(text, AtU(0.25));
+  // Linear from black at 0 to the second knot's colour at 1: a quarter of it.
+  const ColorA end = Eval(text, AtU(1.0));
+  EXPECT_NEAR(middle.r, 0.25 * end.r, 1e-12);
+  EXPECT_NEAR(middle.g, 0.25 * end.g, 1e-12);
+  // A document's own knot wins over the finaliser's default.
+  const std::string own = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+      "position": [0, 1], "color": [[1, 0, 0, 1], [0, 0, 1, 1]]}}}, "output": {"link": "ramp.result"}})";
+  EXPECT_EQ(Eval(own, AtU(0.0)), (ColorA{1, 0, 0, 1}));
+}
+
+TEST_F(DocumentTest, LeftOutKnotListsFollowTheLongestList) {
+  // Four knots with positions and colours only: biases and interpolations
+  // fill to four with their defaults instead of leaving knots without them.
+  const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+      "position": [0, 0.2, 0.6, 1], "color": [[0, 0, 0, 1], [1, 0, 0, 1], [1, 1, 1, 1], [0, 0, 1, 1]]}}},
+      "output": {"link": "ramp.result"}})";
+  const ColorA c = Eval(text, AtU(0.8));  // halfway between the third and fourth knot, linear
+  EXPECT_NEAR(c.r, 0.5, 1e-12);
+  EXPECT_NEAR(c.g, 0.5, 1e-12);
+  EXPECT_NEAR(c.b, 1.0, 1e-12);
+}
+
+TEST_F(DocumentTest, FinalisersNeedANodeSystem) {
+  std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("ramp");
+  Result r = FinalizeGradientDescription(*detached);
+  EXPECT_TRUE(r.Is(errors::kIllegalState));
+  EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.");
+  EXPECT_TRUE(FinalizeSplineDescription(*detached).Is(errors::kIllegalState));
 }
 
 // A value of each type in the command line's notation, as `--set` gives it.

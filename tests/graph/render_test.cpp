@@ -1,7 +1,7 @@
 // Rendering through the whole engine: thread counts do not change a bit,
-// pixel contexts have real differentials, shapes are shaded and lit; the
-// preview shapes' per-pixel contexts against closed-form geometry and against
-// the neighbouring pixels' own hits.
+// pixel contexts have real differentials that reach a noise through its
+// placement, shapes are shaded and lit; the preview shapes' per-pixel
+// contexts against closed-form geometry and the neighbouring pixels' hits.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ View ShapeView(Shape shape, bool lit) {
 }
 
 class RenderTest : public testing::ModuleTest {
- protected:
+ public:
   // `text` compiled, with `extra` outputs for AOVs.
   static std::unique_ptr<Material> Compiled(const std::string& text, const std::vector<std::string>& extra = {}) {
     std::unique_ptr<Document> doc;
@@ -337,6 +337,66 @@ TEST_F(RenderTest, OutputsWithoutColourAreRefused) {
   Result r = Render(*m, RenderSettings{}, image);
   ASSERT_TRUE(r.failed());
   EXPECT_NE(r.message().find("has no colour"), std::string_view::npos);
+}
+
+// ---- noise, minified through a placement
+
+// The red channel of a 48-pixel square render of `text` on two threads.
+std::vector<float> Grey(const std::string& text) {
+  std::vector<float> grey;
+  const std::unique_ptr<Material> m = RenderTest::Compiled(text);
+  host::Image image;
+  if (m) {
+    const Result r = Render(*m, Sized(48, 48, 2), image);
+    EXPECT_TRUE(r.ok()) << r.ToString();
+  }
+  for (size_t p = 0; p < static_cast<size_t>(image.width) * image.height; ++p) grey.push_back(image.pixels[p * 4]);
+  return grey;
+}
+
+// A noise behind a placement that repeats the square `repetitions` times.
+std::string PlacedDocument(const std::string& type, double repetitions, const std::string& mode, bool absolute) {
+  const std::string r = std::to_string(repetitions);
+  return R"({"tessaroc": 1, "nodes": {
+    "place": {"node": "placement2d", "inputs": {"localrepetitions": [)" +
+         r + ", " + r + R"(],
+              "localrotation": 0.3, "localmodeu": ")" +
+         mode + R"(", "localmodev": ")" + mode + R"("}},
+    "grain": {"node": "noise", "inputs": {"noisetype": ")" +
+         type + R"(", "octaves": 5, "absolute": )" + (absolute ? "true" : "false") + R"(,
+              "contextlocal": {"link": "place.result"}}}},
+    "output": {"link": "grain.result"}})";
+}
+
+struct Moments {
+  double mean, sd;
+};
+Moments Measure(const std::vector<float>& v) {
+  double s = 0, s2 = 0;
+  for (float x : v) {
+    s += x;
+    s2 += static_cast<double>(x) * x;
+  }
+  const double m = v.empty() ? 0.0 : s / v.size();
+  return {m, v.empty() ? 0.0 : std::sqrt(std::max(0.0, s2 / v.size() - m * m))};
+}
+
+TEST_F(RenderTest, AMinifiedNoiseSettlesOnItsMeanThroughThePlacementsDifferentials) {
+  for (const std::string type : {"fbm", "turbulence", "voronoi1", "naki"}) {
+    for (const std::string mode : {"repeat", "extend"}) {
+      SCOPED_TRACE(type + " " + mode);
+      const Moments near = Measure(Grey(PlacedDocument(type, 1.0, mode, false)));
+      const Moments far = Measure(Grey(PlacedDocument(type, 3000.0, mode, false)));
+      ASSERT_GT(near.sd, 0.08);
+      EXPECT_NEAR(far.mean, 0.5, 0.03);
+      EXPECT_LT(far.sd, 0.15 * near.sd) << "the minified noise keeps its detail: it aliases";
+      // An absolute noise keeps its brightness, instead of falling to black.
+      const Moments nearAbs = Measure(Grey(PlacedDocument(type, 1.0, mode, true)));
+      const Moments farAbs = Measure(Grey(PlacedDocument(type, 3000.0, mode, true)));
+      EXPECT_NEAR(farAbs.mean, nearAbs.mean, 0.25 * nearAbs.mean);
+      EXPECT_LT(farAbs.sd, 0.15 * nearAbs.sd);
+    }
+  }
 }
 
 // ---- the preview shapes
