@@ -400,14 +400,6 @@ TEST_F(DocumentTest, LeftOutKnotListsFollowTheLongestList) {
   EXPECT_NEAR(c.b, 1.0, 1e-12);
 }
 
-TEST_F(DocumentTest, FinalisersNeedANodeSystem) {
-  std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("ramp");
-  Result r = FinalizeGradientDescription(*detached);
-  EXPECT_TRUE(r.Is(errors::kIllegalState));
-  EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.");
-  EXPECT_TRUE(FinalizeSplineDescription(*detached).Is(errors::kIllegalState));
-}
-
 // A value of each type in the command line's notation, as `--set` gives it.
 // clang-format off
 const std::pair<const DataType*, const char*> kSettings[] = {

@@ -3,6 +3,7 @@
 
 #include <tuple>
 
+#include "graph/description_finalizers.h"
 #include "graph/graph_model.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
@@ -120,14 +121,22 @@ TEST(MaterialSetup, ForwardingWiresReachTheRootToo) {
   ExpectEveryContextReachesRoot(system.root());
 }
 
-TEST(MaterialSetup, ARootWithoutNodeSystemFailsAndGetsNoMaterialOutput) {
+// The setup steps and the description finalisers work inside a node system
+// only; a detached root fails and gets no material output.
+TEST(MaterialSetup, EveryStepNeedsANodeSystem) {
   std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("root");
-  Result r = SetupMaterial(*detached);
-  EXPECT_TRUE(r.Is(errors::kIllegalState));
-  EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.");
+  const std::pair<const char*, Result (*)(GraphNode&)> steps[] = {
+      {"SetupMaterial", SetupMaterial},
+      {"SetupContext", SetupContext},
+      {"CreateForwardingWires", CreateForwardingWires},
+      {"FinalizeGradientDescription", FinalizeGradientDescription},
+      {"FinalizeSplineDescription", FinalizeSplineDescription}};
+  for (const auto& [name, step] : steps) {
+    const Result r = step(*detached);
+    EXPECT_TRUE(r.Is(errors::kIllegalState)) << name;
+    EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.") << name;
+  }
   EXPECT_TRUE(detached->outputs().ports().empty());
-  EXPECT_TRUE(SetupContext(*detached).Is(errors::kIllegalState));
-  EXPECT_TRUE(CreateForwardingWires(*detached).Is(errors::kIllegalState));
 }
 
 TEST(GraphModel, WiresAcrossSystemsAreIllegalArguments) {
