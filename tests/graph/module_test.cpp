@@ -40,18 +40,7 @@ TEST(ModuleStart, LoadsInOrderAndUnloadsInReverse) {
   EXPECT_NE(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
   EXPECT_NE(graph::FindBuiltinNode(graph::kPassThroughId), nullptr);
   EXPECT_TRUE(module::LoadModule().Is(errors::kIllegalState));  // once only
-
-  ASSERT_TRUE(module::UnloadModule(&unloaded).ok());
-  std::reverse(unloaded.begin(), unloaded.end());
-  EXPECT_EQ(unloaded, loaded);
-  EXPECT_EQ(module::GetModuleRecord(), nullptr);
-  EXPECT_EQ(graph::FindPublishedFunction(graph::kSetupMaterialId), nullptr);
-  EXPECT_EQ(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
-  EXPECT_EQ(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
-}
-
-TEST(ModuleStart, NodesAreRegisteredNotBuiltAndBuiltOnceOnDemand) {
-  ASSERT_TRUE(module::LoadModule().ok());
+  // Nodes are registered, not built, and built once on demand.
   const CoreNodeDefinition* def = CoreNodes().Find("net.zovan.pattern.corenode.effect.contrast");
   ASSERT_NE(def, nullptr);
   EXPECT_EQ(def->buildCount(), 0);
@@ -60,7 +49,14 @@ TEST(ModuleStart, NodesAreRegisteredNotBuiltAndBuiltOnceOnDemand) {
   ASSERT_TRUE(CoreNodes().GetGroup("net.zovan.pattern.corenode.effect.contrast", b).ok());
   EXPECT_EQ(a, b);
   EXPECT_EQ(def->buildCount(), 1);
-  ASSERT_TRUE(module::UnloadModule().ok());
+
+  ASSERT_TRUE(module::UnloadModule(&unloaded).ok());
+  std::reverse(unloaded.begin(), unloaded.end());
+  EXPECT_EQ(unloaded, loaded);
+  EXPECT_EQ(module::GetModuleRecord(), nullptr);
+  EXPECT_EQ(graph::FindPublishedFunction(graph::kSetupMaterialId), nullptr);
+  EXPECT_EQ(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
+  EXPECT_EQ(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
 }
 
 TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIdsAndItsAssetsAgreeWithTheNodes) {
