@@ -388,16 +388,6 @@ TEST_F(RenderTest, AMovedPlaneContextIsThePixelsOwn) {
   }
 }
 
-TEST_F(RenderTest, OutputsWithoutColourAreRefused) {
-  const char* text = R"({"tessaroc": 1, "nodes": {"p": {"node": "placement2d"}}, "output": {"link": "p.result"}})";
-  const std::unique_ptr<Material> m = Compiled(text);
-  ASSERT_NE(m, nullptr);
-  host::Image image;
-  Result r = Render(*m, RenderSettings{}, image);
-  ASSERT_TRUE(r.failed());
-  EXPECT_NE(r.message().find("has no colour"), std::string_view::npos);
-}
-
 // ---- noise, minified through a placement
 
 // The red channel of a 48-pixel square render of `text` on two threads.
