@@ -1,5 +1,6 @@
 // Graph documents: every mistake gives one line with the document path and
-// nothing is compiled; good documents compile to the plan the graph means.
+// nothing is compiled; good documents compile to the plan the graph means,
+// with the defaults the description finalisers give.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,6 +8,7 @@
 
 #include "module_fixture.h"
 #include "tessaroc/core/registry.h"
+#include "graph/description_finalizers.h"
 #include "graph/document.h"
 #include "tessaroc/graph/material.h"
 #include "graph/render.h"
@@ -220,11 +222,6 @@ TEST_F(DocumentTest, EnumerationValuesUnknownOnesArePassedOnWithAWarning) {
   GraphPort* port = nullptr;
   ASSERT_TRUE(n->graphNode->inputs().FindChild("noisetype", port).ok());
   EXPECT_EQ(host::ValueToJson(*port->value().type(), port->value().get()), "turbulense");
-  // A setting of `eval --node` names itself.
-  std::unique_ptr<Document> doc;
-  ASSERT_TRUE(Document::ForNode("placement2d", {{"localmodeu", "wrap"}}, doc).ok());
-  ASSERT_EQ(doc->warnings().size(), 1u);
-  EXPECT_EQ(doc->warnings()[0].rfind("--set localmodeu: unknown value \"wrap\"", 0), 0u) << doc->warnings()[0];
 }
 
 TEST_F(DocumentTest, WholeNumbersForA32BitUnsignedPortKeepTheirLow32Bits) {
@@ -243,15 +240,11 @@ TEST_F(DocumentTest, WholeNumbersForA32BitUnsignedPortKeepTheirLow32Bits) {
 TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
   // test.callcolor evaluates its colour at uvw.x + shift: the upstream graph
   // (uvw -> exposure) runs at the shifted context, per call.
-  const char* text = R"({
-    "tessaroc": 1,
-    "nodes": {
-      "uv": {"node": "test.uvwcolor"},
-      "grade": {"node": "exposure", "inputs": {"color": {"link": "uv.result"}, "exposure": 1.0}},
-      "call": {"node": "test.callcolor", "inputs": {"color": {"link": "grade.result"}, "shift": 0.5}}
-    },
-    "output": {"link": "call.result"}
-  })";
+  std::string text = kGood;
+  const std::string flip =
+      R"({"node": "invertcolor", "inputs": {"color": {"link": "grade.result"}, "maskalpha": false}})";
+  text.replace(text.find(flip), flip.size(),
+               R"({"node": "test.callcolor", "inputs": {"color": {"link": "grade.result"}, "shift": 0.5}})");
   Ready m = Prepared(text);
   ShadingContext ctx;
   ctx.uvw = {0.25, 0.25, 0};
@@ -260,20 +253,28 @@ TEST_F(DocumentTest, FunctionPortsSeeTheContextTheNodeChooses) {
   EXPECT_DOUBLE_EQ(m.Eval(ctx).r, (-1.0 + 0.5) * 2.0);
 }
 
-TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndFloatsBecomeColours) {
+// Literals on function ports are constant functions; a Float becomes an opaque
+// grey and a vector (x, y, z, 1).
+TEST_F(DocumentTest, LiteralsOnFunctionPortsAreConstantFunctionsAndValuesBecomeColours) {
   const char* text = R"({
     "tessaroc": 1,
     "nodes": {
       "call": {"node": "test.callcolor", "inputs": {"color": [0.1, 0.2, 0.3, 0.4], "shift": 0}},
       "sum": {"node": "test.add", "inputs": {"a": 0.25, "b": 0.5}},
-      "call2": {"node": "test.callcolor", "inputs": {"color": {"link": "sum.result"}, "shift": 0}}
+      "call2": {"node": "test.callcolor", "inputs": {"color": {"link": "sum.result"}, "shift": 0}},
+      "n": {"node": "transform2d", "inputs": {"point": [0.25, 0.5]}},
+      "v": {"node": "composevector3", "inputs": {"x": 0.25, "y": 0.5, "z": 0.75}},
+      "flip": {"node": "invertcolor", "inputs": {"color": {"link": "v.result"}}}
     },
     "output": {"link": "call.result"}
   })";
-  EXPECT_EQ(Eval(text), (ColorA{0.1, 0.2, 0.3, 0.4}));
-  std::string second = text;
-  second.replace(second.find(R"("link": "call.result")"), 21, R"("link": "call2.result")");
-  EXPECT_EQ(Eval(second), (ColorA{0.75, 0.75, 0.75, 1.0}));  // a Float is an opaque grey
+  const std::pair<const char*, ColorA> outputs[] = {
+      {"call", {0.1, 0.2, 0.3, 0.4}}, {"call2", {0.75, 0.75, 0.75, 1.0}}, {"flip", {0.75, 0.5, 0.25, 1.0}}};
+  for (const auto& [output, want] : outputs) {
+    std::string doc = text;
+    doc.replace(doc.find("call.result\"}\n"), 11, std::string(output) + ".result");
+    EXPECT_EQ(Eval(doc), want) << output;
+  }
 }
 
 TEST_F(DocumentTest, AFunctionCalledWhilePreparingSeesTheUniformValueItReturns) {
@@ -288,33 +289,7 @@ TEST_F(DocumentTest, AFunctionCalledWhilePreparingSeesTheUniformValueItReturns) 
   EXPECT_NEAR(c.a, 1.0, 1e-12);
 }
 
-TEST_F(DocumentTest, VectorsFlowIntoColours) {
-  const char* text = R"({"tessaroc": 1, "nodes": {
-      "n": {"node": "transform2d", "inputs": {"point": [0.25, 0.5]}},
-      "v": {"node": "composevector3", "inputs": {"x": 0.25, "y": 0.5, "z": 0.75}},
-      "flip": {"node": "invertcolor", "inputs": {"color": {"link": "v.result"}}}},
-      "output": {"link": "flip.result"}})";
-  EXPECT_EQ(Eval(text), (ColorA{0.75, 0.5, 0.25, 1.0}));  // (x, y, z, 1), inverted, alpha unmasked
-}
-
 TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
-  const char* text = R"({
-    "tessaroc": 1,
-    "nodes": {
-      "pre": {"node": "test.counterpre", "inputs": {"seed": 3}},
-      "use": {"node": "test.counteruse", "inputs": {"table": {"link": "pre.table"}}}
-    },
-    "output": {"link": "use.result"}
-  })";
-  std::unique_ptr<Material> m;
-  Result r = Compile(text, &m);
-  // The pre node's table is private state: a document cannot link to it,
-  // and the node that reads it is refused rather than reading nothing.
-  ASSERT_TRUE(r.failed());
-  EXPECT_NE(r.message().find("/nodes/use/node: core node test.counteruse reads table, which a pre node makes"),
-            std::string_view::npos)
-      << r.message();
-
   const char* adds = R"({
     "tessaroc": 1,
     "nodes": {
@@ -324,6 +299,7 @@ TEST_F(DocumentTest, UniformNodesRunOncePerPrepareHoweverManySamples) {
     },
     "output": {"link": "grade.result"}
   })";
+  std::unique_ptr<Material> m;
   ASSERT_TRUE(Compile(adds, &m).ok());
   testing::KernelCalls() = 0;
   ASSERT_TRUE(m->Prepare().ok());  // the adder once, then one priming sample (uv)
@@ -382,6 +358,42 @@ TEST_F(DocumentTest, PassThroughKeepsValuesBitForBit) {
   EXPECT_EQ(c.r, 0.1);
   EXPECT_EQ(c.g, 1e-310);
   EXPECT_TRUE(std::signbit(c.b));
+}
+
+// A footprintless sample at (u, 0.5).
+ShadingContext AtU(double u) {
+  ShadingContext ctx;
+  ctx.uvw = ctx.uvwdx = ctx.uvwdy = {u, 0.5, 0};
+  return ctx;
+}
+
+TEST_F(DocumentTest, ARampWithNoKnotsStartsBlackAndRunsLinearlyAndGivenKnotsWin) {
+  ASSERT_NE(FindDescriptionFinalizer(kGradientAssetId), nullptr);
+  const std::string text =
+      R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient"}}, "output": {"link": "ramp.result"}})";
+  const ColorA start = Eval(text, AtU(0.0));
+  EXPECT_EQ(start, (ColorA{0, 0, 0, 1}));
+  const ColorA middle = Eval(text, AtU(0.25));
+  // Linear from black at 0 to the second knot's colour at 1: a quarter of it.
+  const ColorA end = Eval(text, AtU(1.0));
+  EXPECT_NEAR(middle.r, 0.25 * end.r, 1e-12);
+  EXPECT_NEAR(middle.g, 0.25 * end.g, 1e-12);
+  // A document's own knot wins over the finaliser's default.
+  const std::string own = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+      "position": [0, 1], "color": [[1, 0, 0, 1], [0, 0, 1, 1]]}}}, "output": {"link": "ramp.result"}})";
+  EXPECT_EQ(Eval(own, AtU(0.0)), (ColorA{1, 0, 0, 1}));
+}
+
+TEST_F(DocumentTest, LeftOutKnotListsFollowTheLongestList) {
+  // Four knots with positions and colours only: biases and interpolations
+  // fill to four with their defaults instead of leaving knots without them.
+  const std::string text = R"({"tessaroc": 1, "nodes": {"ramp": {"node": "gradient", "inputs": {
+      "position": [0, 0.2, 0.6, 1], "color": [[0, 0, 0, 1], [1, 0, 0, 1], [1, 1, 1, 1], [0, 0, 1, 1]]}}},
+      "output": {"link": "ramp.result"}})";
+  const ColorA c = Eval(text, AtU(0.8));  // halfway between the third and fourth knot, linear
+  EXPECT_NEAR(c.r, 0.5, 1e-12);
+  EXPECT_NEAR(c.g, 0.5, 1e-12);
+  EXPECT_NEAR(c.b, 1.0, 1e-12);
 }
 
 // A value of each type in the command line's notation, as `--set` gives it.

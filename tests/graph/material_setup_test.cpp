@@ -1,6 +1,9 @@
 // Material setup on the graph model, and the pass-through template.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
+#include "graph/description_finalizers.h"
 #include "graph/graph_model.h"
 #include "graph/material_setup.h"
 #include "graph/passthrough_node.h"
@@ -13,15 +16,15 @@ namespace {
 GraphNode* AddPatternNode(GraphNode& parent, const char* name) {
   GraphNode* n = nullptr;
   EXPECT_TRUE(parent.AddChild(name, NodeKind::kAsset, "net.zovan.pattern.node.generator.checkerboard", n).ok());
-  GraphPort* p = nullptr;
-  EXPECT_TRUE(n->inputs().FindOrAddChild("context", p).ok());
-  p->SetDataType(&kShadingContextType);
-  EXPECT_TRUE(n->inputs().FindOrAddChild("contextlocal", p).ok());
-  p->SetDataType(&kShadingContextType);
-  EXPECT_TRUE(n->inputs().FindOrAddChild("color1", p).ok());
-  p->SetDataType(&kColorAType);
-  EXPECT_TRUE(n->outputs().FindOrAddChild("result", p).ok());
-  p->SetDataType(&kColorAType);
+  const std::tuple<bool, const char*, const DataType*> ports[] = {{false, "context", &kShadingContextType},
+                                                                  {false, "contextlocal", &kShadingContextType},
+                                                                  {false, "color1", &kColorAType},
+                                                                  {true, "result", &kColorAType}};
+  for (const auto& [output, name, type] : ports) {
+    GraphPort* p = nullptr;
+    EXPECT_TRUE((output ? n->outputs() : n->inputs()).FindOrAddChild(name, p).ok());
+    p->SetDataType(type);
+  }
   return n;
 }
 
@@ -57,29 +60,29 @@ void AddNestedNodes(GraphNode& root) {
   AddPatternNode(*deeper, "innermost");
 }
 
-TEST(MaterialSetup, EveryContextInputOfNestedNodesReachesTheRoot) {
+// The material output is fed from the layers; a second run, or its steps
+// run again, add no port and no wire.
+TEST(MaterialSetup, EveryContextInputOfNestedNodesReachesTheRootOnce) {
   NodeSystem system;
   GraphNode& root = system.root();
   AddNestedNodes(root);
   ASSERT_TRUE(SetupMaterial(root).ok());
   ExpectEveryContextReachesRoot(root);
-
-  GraphPort* out = nullptr;
+  GraphPort *out = nullptr, *layers = nullptr;
   ASSERT_TRUE(root.outputs().FindChild("materialout", out).ok());
-  ASSERT_NE(out, nullptr);
-  EXPECT_TRUE(out->HasAttribute(kAttrTappingPort));
-  EXPECT_TRUE(out->HasAttribute(kAttrInternalHidden));
-  GraphPort* layers = nullptr;
   ASSERT_TRUE(root.inputs().FindChild("layers", layers).ok());
+  ASSERT_NE(out, nullptr);
   ASSERT_NE(layers, nullptr);
   ASSERT_EQ(out->incoming().size(), 1u);
   EXPECT_EQ(out->incoming()[0].source, layers);
   EXPECT_EQ(out->incoming()[0].word, kWireContext);
-  GraphPort* shading = nullptr;
-  ASSERT_TRUE(root.outputs().FindChild("shadingcontext", shading).ok());
-  AttributeValue prefix;
-  ASSERT_TRUE(shading->ReadAttribute(kAttrContextMemberDefinitionPrefix, prefix).ok());
-  EXPECT_TRUE(std::holds_alternative<std::string>(prefix));
+
+  const size_t ports = CountPorts(root), wires = CountWires(root);
+  ASSERT_TRUE(SetupMaterial(root).ok());
+  ASSERT_TRUE(CreateForwardingWires(root).ok());
+  ASSERT_TRUE(SetupContext(root).ok());
+  EXPECT_EQ(CountPorts(root), ports);
+  EXPECT_EQ(CountWires(root), wires);
 }
 
 TEST(MaterialSetup, ContextAndPlacedContextGetTheirWireWords) {
@@ -93,9 +96,6 @@ TEST(MaterialSetup, ContextAndPlacedContextGetTheirWireWords) {
   EXPECT_EQ(ctx->incoming()[0].word, kWireContext);
   ASSERT_EQ(local->incoming().size(), 1u);
   EXPECT_EQ(local->incoming()[0].word, kWireContextLocal);
-  AttributeValue fixed;
-  ASSERT_TRUE(ctx->ReadAttribute(kAttrFixedType, fixed).ok());
-  EXPECT_EQ(std::get<const DataType*>(fixed), &kShadingContextType);
 }
 
 TEST(MaterialSetup, APlacedContextIsNotOverwritten) {
@@ -114,18 +114,6 @@ TEST(MaterialSetup, APlacedContextIsNotOverwritten) {
   EXPECT_EQ(local->incoming()[0].source, placed);
 }
 
-TEST(MaterialSetup, ASecondRunAddsNothing) {
-  NodeSystem system;
-  AddNestedNodes(system.root());
-  ASSERT_TRUE(SetupMaterial(system.root()).ok());
-  const size_t ports = CountPorts(system.root()), wires = CountWires(system.root());
-  ASSERT_TRUE(SetupMaterial(system.root()).ok());
-  ASSERT_TRUE(CreateForwardingWires(system.root()).ok());
-  ASSERT_TRUE(SetupContext(system.root()).ok());
-  EXPECT_EQ(CountPorts(system.root()), ports);
-  EXPECT_EQ(CountWires(system.root()), wires);
-}
-
 TEST(MaterialSetup, ForwardingWiresReachTheRootToo) {
   NodeSystem system;
   AddNestedNodes(system.root());
@@ -133,14 +121,22 @@ TEST(MaterialSetup, ForwardingWiresReachTheRootToo) {
   ExpectEveryContextReachesRoot(system.root());
 }
 
-TEST(MaterialSetup, ARootWithoutNodeSystemFailsAndGetsNoMaterialOutput) {
+// The setup steps and the description finalisers work inside a node system
+// only; a detached root fails and gets no material output.
+TEST(MaterialSetup, EveryStepNeedsANodeSystem) {
   std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("root");
-  Result r = SetupMaterial(*detached);
-  EXPECT_TRUE(r.Is(errors::kIllegalState));
-  EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.");
+  const std::pair<const char*, Result (*)(GraphNode&)> steps[] = {
+      {"SetupMaterial", SetupMaterial},
+      {"SetupContext", SetupContext},
+      {"CreateForwardingWires", CreateForwardingWires},
+      {"FinalizeGradientDescription", FinalizeGradientDescription},
+      {"FinalizeSplineDescription", FinalizeSplineDescription}};
+  for (const auto& [name, step] : steps) {
+    const Result r = step(*detached);
+    EXPECT_TRUE(r.Is(errors::kIllegalState)) << name;
+    EXPECT_EQ(r.message(), "Illegal state: Condition this->GetNodeSystem() not fulfilled.") << name;
+  }
   EXPECT_TRUE(detached->outputs().ports().empty());
-  EXPECT_TRUE(SetupContext(*detached).Is(errors::kIllegalState));
-  EXPECT_TRUE(CreateForwardingWires(*detached).Is(errors::kIllegalState));
 }
 
 TEST(GraphModel, WiresAcrossSystemsAreIllegalArguments) {
@@ -181,7 +177,6 @@ TEST(PassThrough, TemplateHasTheTwoPortsWithTheirAttributes) {
   ASSERT_NE(out, nullptr);
   EXPECT_EQ(in->dataType(), &kVectorType);
   EXPECT_EQ(out->dataType(), in->dataType());
-  EXPECT_TRUE(in->HasAttribute(kAttrFixedType));
   EXPECT_TRUE(out->HasAttribute(kAttrDefaultValue));
   std::unique_ptr<GraphNode> detached = NodeSystem::MakeDetachedNode("x");
   EXPECT_TRUE(build(*detached, "t", nullptr, n).Is(errors::kIllegalState));

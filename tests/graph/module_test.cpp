@@ -23,10 +23,9 @@ TEST(ModuleStart, LoadsInOrderAndUnloadsInReverse) {
   std::vector<std::string> loaded, unloaded;
   ASSERT_TRUE(module::LoadModule(&loaded).ok());
   ASSERT_GE(loaded.size(), 8u);
-  EXPECT_EQ(loaded[0], "interface_registration");
-  EXPECT_EQ(loaded[1], "reflection_registration");
-  EXPECT_EQ(loaded[2], "register");
-  EXPECT_EQ(loaded[3], "datadescription_tessarocs");
+  EXPECT_EQ(std::vector<std::string>(loaded.begin(), loaded.begin() + 4),
+            (std::vector<std::string>{"interface_registration", "reflection_registration", "register",
+                                      "datadescription_tessarocs"}));
   // Then one unit per node source, in catalogue order.
   const auto units = pattern::CatalogueUnits();
   for (size_t i = 0; i < units.size(); ++i) EXPECT_EQ(loaded[4 + i], units[i].source);
@@ -41,18 +40,7 @@ TEST(ModuleStart, LoadsInOrderAndUnloadsInReverse) {
   EXPECT_NE(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
   EXPECT_NE(graph::FindBuiltinNode(graph::kPassThroughId), nullptr);
   EXPECT_TRUE(module::LoadModule().Is(errors::kIllegalState));  // once only
-
-  ASSERT_TRUE(module::UnloadModule(&unloaded).ok());
-  std::reverse(unloaded.begin(), unloaded.end());
-  EXPECT_EQ(unloaded, loaded);
-  EXPECT_EQ(module::GetModuleRecord(), nullptr);
-  EXPECT_EQ(graph::FindPublishedFunction(graph::kSetupMaterialId), nullptr);
-  EXPECT_EQ(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
-  EXPECT_EQ(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
-}
-
-TEST(ModuleStart, NodesAreRegisteredNotBuiltAndBuiltOnceOnDemand) {
-  ASSERT_TRUE(module::LoadModule().ok());
+  // Nodes are registered, not built, and built once on demand.
   const CoreNodeDefinition* def = CoreNodes().Find("net.zovan.pattern.corenode.effect.contrast");
   ASSERT_NE(def, nullptr);
   EXPECT_EQ(def->buildCount(), 0);
@@ -61,7 +49,14 @@ TEST(ModuleStart, NodesAreRegisteredNotBuiltAndBuiltOnceOnDemand) {
   ASSERT_TRUE(CoreNodes().GetGroup("net.zovan.pattern.corenode.effect.contrast", b).ok());
   EXPECT_EQ(a, b);
   EXPECT_EQ(def->buildCount(), 1);
-  ASSERT_TRUE(module::UnloadModule().ok());
+
+  ASSERT_TRUE(module::UnloadModule(&unloaded).ok());
+  std::reverse(unloaded.begin(), unloaded.end());
+  EXPECT_EQ(unloaded, loaded);
+  EXPECT_EQ(module::GetModuleRecord(), nullptr);
+  EXPECT_EQ(graph::FindPublishedFunction(graph::kSetupMaterialId), nullptr);
+  EXPECT_EQ(CoreNodes().Find("net.zovan.pattern.corenode.effect.invertcolor"), nullptr);
+  EXPECT_EQ(FindDataType("net.zovan.render.datatype.searchpathstype"), nullptr);
 }
 
 TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIdsAndItsAssetsAgreeWithTheNodes) {
@@ -75,8 +70,7 @@ TEST(ModuleStart, DescriptionHookRegistersTheFolderForBothIdsAndItsAssetsAgreeWi
   EXPECT_EQ(registered[1].first, "net.zovan.patterns.module");
   EXPECT_EQ(registered[0].second, registered[1].second);
   const std::string location(registered[0].second.view());
-  EXPECT_EQ(location.substr(location.size() - std::string("modules/tessarocs.module").size()),
-            "modules/tessarocs.module");
+  EXPECT_TRUE(location.ends_with("modules/tessarocs.module")) << location;
   // Every asset agrees with its core nodes.
   std::vector<std::string> problems;
   ASSERT_TRUE(host::Descriptions().Validate(CoreNodes(), problems).ok());

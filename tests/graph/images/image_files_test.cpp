@@ -1,18 +1,15 @@
 // Image files through the whole engine: documents name files relative to
 // their folder, a missing file shows the default colour and is reported once
-// (in the library and on the command line), and the render's time picks the
-// frame of a numbered sequence or a movie.
+// per render, and the render's time picks the frame of a numbered sequence or
+// a movie.
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
 
 #include <atomic>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
-#include <unistd.h>
 
 #include "module_fixture.h"
 #include "graph/render.h"
@@ -22,9 +19,6 @@
 
 #ifndef TESSAROC_SOURCE_DIR
 #define TESSAROC_SOURCE_DIR "."
-#endif
-#ifndef TESSAROC_CLI
-#define TESSAROC_CLI "tessaroc"
 #endif
 
 namespace tessaroc::graph {
@@ -46,25 +40,13 @@ class CountingSink final : public MessageSink {
   host::CollectingMessageSink collected;
 };
 
-// A folder of its own for the documents and pictures a test writes.
-class Scratch {
- public:
-  Scratch() : path_(fs::temp_directory_path() / ("tessaroc-image-files-" + std::to_string(::getpid()))) {
-    fs::create_directories(path_);
-  }
-  ~Scratch() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  fs::path Write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ / name) << text;
-    return path_ / name;
-  }
-  const fs::path& path() const { return path_; }
+using Scratch = testing::TempFolder;
 
- private:
-  fs::path path_;
-};
+// Writes `text` to the file `name` in `folder`; its path.
+fs::path Write(const Scratch& folder, const std::string& name, const std::string& text) {
+  std::ofstream(folder.path() / name) << text;
+  return folder.path() / name;
+}
 
 const char* kMissing = R"({
   "tessaroc": 1,
@@ -77,16 +59,18 @@ const char* kMissing = R"({
 
 class ImageFilesTest : public testing::ModuleTest {
  protected:
-  // Renders a document file as the command line does: its folder is the search path.
-  static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink,
-                           host::Image& out) {
+  // Renders a document file; by default as the command line does, with its
+  // folder as the search path.
+  static Result RenderFile(const fs::path& doc, int size, int threads, double time, MessageSink* sink, host::Image& out,
+                           std::optional<fs::path> search = std::nullopt) {
     std::unique_ptr<Material> m;
     TESSAROC_RETURN_IF_FAILED(Material::FromFile(doc.string(), m));
     RenderSettings s;
     s.width = s.height = size;
     s.threads = threads;
     s.time = time;
-    s.searchPaths.urls.emplace_back(doc.parent_path().string());
+    if (!search) search = doc.parent_path();
+    if (!search->empty()) s.searchPaths.urls.emplace_back(search->string());
     s.messages = sink;
     return Render(*m, s, out);
   }
@@ -128,7 +112,7 @@ class ImageFilesTest : public testing::ModuleTest {
 
 TEST_F(ImageFilesTest, AMissingFileShowsTheDefaultColourAndIsReportedOnce) {
   Scratch scratch;
-  const fs::path doc = scratch.Write("missing.json", kMissing);
+  const fs::path doc = Write(scratch, "missing.json", kMissing);
   for (int threads : {1, 2}) {
     CountingSink sink;
     host::Image image;
@@ -171,17 +155,11 @@ TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
       fs::create_directories(pictures / "images");
       fs::create_directories(scratch.path() / "documents");
       fs::copy_file(kRoot / "examples/images/test.png", pictures / "images/test.png");
-      const fs::path doc = scratch.Write("documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
-      std::unique_ptr<Material> m;
-      ASSERT_TRUE(Material::FromFile(doc.string(), m).ok());
-      RenderSettings s;
-      s.width = s.height = 16;
-      s.threads = 2;
-      if (where != kBesideTheDocumentWithoutSearchPaths) s.searchPaths.urls.emplace_back(pictures.string());
+      const fs::path doc = Write(scratch, "documents/found.json", R"({"tessaroc": 1, "nodes": )" + nodes + "}");
       CountingSink sink;
-      s.messages = &sink;
       host::Image out;
-      Result r = Render(*m, s, out);
+      Result r = RenderFile(doc, 16, 2, 0.0, &sink, out,
+                            where == kBesideTheDocumentWithoutSearchPaths ? fs::path() : pictures);
       ASSERT_TRUE(r.ok()) << r.ToString();
       EXPECT_EQ(sink.calls.load(), 0);
       int defaults = 0;
@@ -190,35 +168,6 @@ TEST_F(ImageFilesTest, RelativeFilesAreFoundFromAnywhereAlsoInsideABake) {
             out.pixels[static_cast<size_t>(p) * 4] == 0.25f && out.pixels[static_cast<size_t>(p) * 4 + 1] == 0.5f;
       EXPECT_EQ(defaults, 0);
     }
-  }
-}
-
-TEST_F(ImageFilesTest, TheCommandLinePrintsTheMissingFileOnceAndSucceeds) {
-  Scratch scratch;
-  const fs::path doc = scratch.Write("missing.json", kMissing);
-  const fs::path out = scratch.path() / "out.png";
-  for (const char* threads : {"1", "2"}) {
-    const std::string command = std::string("\"") + TESSAROC_CLI + "\" render \"" + doc.string() + "\" -o \"" +
-                                out.string() + "\" --size 32 --quiet --threads " + threads + " 2>&1";
-    FILE* pipe = ::popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char buffer[512];
-    while (size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
-    const int status = ::pclose(pipe);
-    ASSERT_TRUE(WIFEXITED(status)) << output;
-    EXPECT_EQ(WEXITSTATUS(status), 0) << output;
-    size_t count = 0;
-    for (size_t at = output.find("no-such-picture.png"); at != std::string::npos;
-         at = output.find("no-such-picture.png", at + 1))
-      ++count;
-    EXPECT_EQ(count, 1u) << output;
-    EXPECT_TRUE(fs::exists(out));
-    host::Image written;
-    ASSERT_TRUE(host::ReadImage(out.string(), written).ok());
-    // 0.5 linear written as 8-bit sRGB (188) and read back.
-    EXPECT_NEAR(written.pixels[1], 0.5f, 0.003f);
-    fs::remove(out);
   }
 }
 
@@ -242,9 +191,10 @@ TEST_F(ImageFilesTest, ADocumentPicksTheLayerOfAMultiLayerFile) {
                                           {"R", "G", "B", "gloss.R", "gloss.G", "gloss.B"}),
             "");
   auto document = [&](const std::string& layers) {
-    return scratch.Write("layers.json", R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
+    return Write(scratch, "layers.json",
+                 R"({"tessaroc": 1, "nodes": {"picture": {"node": "image", "inputs": {
         "url": "layers.exr", "interpolation": "none", "layerset": )" +
-                                            layers + R"(}}},
+                     layers + R"(}}},
         "output": {"link": "picture.result"}})");
   };
   struct Case {
