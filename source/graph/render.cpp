@@ -240,6 +240,7 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     const int x0 = window.x0 + (tile % tilesX) * kTile, y0 = window.y0 + (tile / tilesX) * kTile;
     const int x1 = std::min(x0 + kTile, window.x1), y1 = std::min(y0 + kTile, window.y1);
     const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
+    const void* const result = ev.Output().value;  // where the output lies does not move
     ShadingContext ctx;
     double c[4];
     // On the plane every pixel's context differs from the last one's in a few
@@ -271,7 +272,7 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           failed = true;
           return;
         }
-        ToColor(type, ev.Output().value, c);
+        ToColor(type, result, c);
         if (settings.view.lit) sampler.Light(ctx, normalValue, c);
         for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
         for (size_t a = 0; a < aovs.size(); ++a) {

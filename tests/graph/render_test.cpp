@@ -372,11 +372,14 @@ TEST_F(RenderTest, StatsCountEveryCallOfEveryNode) {
 }
 
 // A context moved to another pixel is that pixel's own context, bit for bit,
-// from any pixel before it (the renderer moves along rows and to the next row).
+// from any pixel before it (the renderer moves along rows, where a step reuses
+// the last pixel's neighbour, and to the next row).
 TEST_F(RenderTest, AMovedPlaneContextIsThePixelsOwn) {
   const int w = 37, h = 23;
-  for (const auto& [from, to] : {std::pair{std::pair{0, 0}, std::pair{1, 0}}, {{36, 4}, {0, 5}}, {{3, 2}, {30, 21}}}) {
+  for (const auto& [from, to] : {std::pair{std::pair{0, 0}, std::pair{1, 0}}, {{35, 22}, {36, 22}}, {{36, 4}, {0, 5}},
+                                 {{3, 2}, {30, 21}}, {{3, 2}, {4, 3}}}) {
     ShadingContext moved = PlaneContext(from.first, from.second, w, h);
+    moved.pixelx = from.first, moved.pixely = from.second;
     MovePlaneContext(to.first, to.second, w, h, moved);
     const ShadingContext own = PlaneContext(to.first, to.second, w, h);
     using C = ShadingContext;

@@ -89,6 +89,14 @@ ShadingContext PlaneContext(int x, int y, int width, int height) {
 
 void MovePlaneContext(int x, int y, int width, int height, ShadingContext& c) {
   const double w = width, h = height;
+  if (c.pixely == y && c.pixelx + 1 == x) {
+    // The next pixel of the row: its point is the last one's x neighbour and
+    // its rows are the same, so one division makes the new neighbour. The
+    // values are those PlaneUv gives, computed the same way.
+    const Vector uvw = c.uvwdx;
+    SetPlanePoint(uvw, {(static_cast<double>(x + 1) + 0.5) / w, uvw.y, 0.0}, {uvw.x, c.uvwdy.y, 0.0}, c);
+    return;
+  }
   SetPlanePoint(PlaneUv(x, y, w, h), PlaneUv(x + 1, y, w, h), PlaneUv(x, y + 1, w, h), c);
 }
 

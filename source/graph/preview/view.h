@@ -38,8 +38,9 @@ ShadingContext SurfaceContext(const Vector& uvw, const Vector& uvwdx, const Vect
 ShadingContext PlaneContext(int x, int y, int width, int height);
 // Makes `c`, a plane context of another pixel of the same image, the context
 // of pixel (x, y): only the fields that differ between pixels are written
-// (not pixelx and pixely), with PlaneContext's arithmetic. A renderer going
-// along a row saves building the whole context for each pixel.
+// (not pixelx and pixely, which must still name the pixel `c` was made for),
+// with PlaneContext's arithmetic. A renderer going along a row saves building
+// the whole context for each pixel, and most of the arithmetic of a step.
 void MovePlaneContext(int x, int y, int width, int height, ShadingContext& c);
 
 // A view set up for one image size. Per pixel it allocates nothing.
