@@ -225,7 +225,7 @@ int RunRender(const RenderOptions& o) {
                                      ? ""
                                      : fmt::format(" at {},{} of {}x{}", image.x, image.y, s.width, s.height);
       const double samples = static_cast<double>(image.width) * image.height;
-      std::printf("rendered %dx%d%s in %.2f s (%.2f M samples/s), wrote in %.2f s -> %s\n", image.width, image.height,
+      std::printf("rendered %dx%d%s in %.3f s (%.2f M samples/s), wrote in %.3f s -> %s\n", image.width, image.height,
                   window.c_str(), seconds, samples / seconds / 1e6, writeSeconds, files.c_str());
       std::fflush(stdout);
     }

@@ -305,11 +305,7 @@ class DocumentReader {
   }
 
   // "; did you mean ..." among the document's node names.
-  std::string NodeHint(const std::string& name) const {
-    std::vector<std::string> names;
-    for (const auto& n : doc_.nodes_) names.push_back(n->name);
-    return Nearest(name, names);
-  }
+  std::string NodeHint(const std::string& name) const { return doc_.NodeNameHint(name); }
 
   Result MakeNode(const std::string& name, const json& j) {
     const std::string path = "/nodes/" + name;
@@ -613,6 +609,12 @@ Document::Document() : system_(std::make_unique<NodeSystem>("root")) {}
 const DocumentNode* Document::FindNode(std::string_view name) const {
   const auto it = nodesByName_.find(std::string(name));
   return it == nodesByName_.end() ? nullptr : it->second;
+}
+
+std::string Document::NodeNameHint(std::string_view name) const {
+  std::vector<std::string> names;
+  for (const auto& n : nodes_) names.push_back(n->name);
+  return Nearest(name, names);
 }
 
 namespace {

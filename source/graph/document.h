@@ -79,6 +79,8 @@ class Document {
   const GraphNode& root() const { return system_->root(); }
   const std::vector<std::unique_ptr<DocumentNode>>& nodes() const { return nodes_; }
   const DocumentNode* FindNode(std::string_view name) const;
+  // "; did you mean ..." with the node names nearest to `name`, or nothing.
+  std::string NodeNameHint(std::string_view name) const;
   // The node and port the document's output names.
   const DocumentNode* outputNode() const { return outputNode_; }
   const DocumentPort* outputPort() const { return outputPort_; }

@@ -211,7 +211,8 @@ class Compiler {
     const DocumentNode* n = dot == std::string::npos ? nullptr : doc_.FindNode(nodePort.substr(0, dot));
     if (n == nullptr)
       return Result::Fail(errors::kIllegalArgument,
-                          "output " + nodePort + ": expected NODE.PORT with a node of the document");
+                          "output " + nodePort + ": expected NODE.PORT with a node of the document" +
+                              (dot == std::string::npos ? "" : doc_.NodeNameHint(nodePort.substr(0, dot))));
     const DocumentPort* p = n->FindPort(nodePort.substr(dot + 1), true);
     if (p == nullptr || p->hidden) {
       std::string ports;

@@ -411,6 +411,7 @@ TEST(Cli, RenderMistakesGiveOneLineAndWriteNothing) {
       {"-o x.exr --aov =board.result", "expected NAME=NODE.PORT"},
       {"-o x.exr --aov a=board.result --aov a=grain.result", "--aov a is given twice"},
       {"-o x.exr --aov a=nosuch.result", "output nosuch.result: expected NODE.PORT with a node of the document"},
+      {"-o x.exr --aov a=bord.result", "with a node of the document; did you mean \"board\"?"},
       {"-o x.exr --aov a=board.nosuch", "board has no output nosuch; it has result"},
       {"-o x.exr --depth 12", "--depth: unknown depth \"12\"; half, float, 8 or 16"},
       {"-o x.jpg --depth 16", "x.jpg: JPEG files take no depth 16; 8"},
