@@ -105,6 +105,12 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     // The parser's own words, on our one line and with our status.
     std::string why = e.what();
+    // A required argument missing beside an unknown option is most likely
+    // that option misspelt: name it rather than what it hid.
+    if (dynamic_cast<const CLI::RequiredError*>(&e) != nullptr)
+      for (const CLI::App* sub : app.get_subcommands())
+        if (const std::vector<std::string> extra = sub->remaining(); !extra.empty())
+          why = "The following argument was not expected: " + extra.front();
     for (char& c : why)
       if (c == '\n') c = ' ';
     while (!why.empty() && why.back() == ' ') why.pop_back();

@@ -146,7 +146,7 @@ TEST(Cli, MistakesGiveOneLineAndAFailingStatus) {
       {"eval --node fresneldielectric --shape torus --pixel 1,1 --orbit 10", ""},
       {"", "A subcommand is required; see tessaroc --help"},
       {"render", "graph is required; see tessaroc render --help"},
-      {"render --bogus", "graph is required"},
+      {"render --bogus", "The following argument was not expected: --bogus; see tessaroc render --help"},
       {"nodes --bogus", "The following argument was not expected: --bogus; see tessaroc nodes --help"},
       {"eval --node exposure --uv", "--uv: 1 required"},
       {"render /nonexistent.json -o x.png", "/nonexistent.json"},
