@@ -31,8 +31,18 @@ inline MaskBlock ReadMask(const PortAccess& ports, int first) {
 // Per channel: candidate = effect where the channel's mask is set, else the
 // input; result = (candidate - input) * blend + input. No clamp and no special
 // case: a false mask still goes through the formula. `alphaHasEffect` false
-// means the node defines no alpha effect and maskalpha is not read.
-ColorA ApplyMask(const ColorA& input, const ColorA& effect, const MaskBlock& mask, bool alphaHasEffect);
+// means the node defines no alpha effect and maskalpha is not read. Inline:
+// called out of line, its result came back through memory in pieces that the
+// caller's wider loads had to wait for.
+inline double MixChannel(double input, double effect, bool masked, double blend) {
+  const double candidate = masked ? effect : input;
+  return (candidate - input) * blend + input;
+}
+inline ColorA ApplyMask(const ColorA& input, const ColorA& effect, const MaskBlock& mask, bool alphaHasEffect) {
+  return {MixChannel(input.r, effect.r, mask.red, mask.blend), MixChannel(input.g, effect.g, mask.green, mask.blend),
+          MixChannel(input.b, effect.b, mask.blue, mask.blend),
+          MixChannel(input.a, effect.a, alphaHasEffect && mask.alpha, mask.blend)};
+}
 
 // The mask ports as a node declares them, in creation order.
 inline constexpr PortDecl kMaskBlendPort{"maskblend", PortDir::kIn, &kFloat64Type};
