@@ -52,10 +52,12 @@ inline constexpr PortDecl kMaskBluePort{"maskblue", PortDir::kIn, &kBoolType};
 inline constexpr PortDecl kMaskAlphaPort{"maskalpha", PortDir::kIn, &kBoolType};
 
 // The kernel shape of every masked effect: read `color` and the mask, compute
-// the effect from the ports, mix it in, write `result`. Nothing fails.
+// the effect from the ports, mix it in, write `result`. Nothing fails. The
+// effect is compiled into the kernel (flatten), so that its colour stays in
+// registers instead of coming back through memory.
 template <ColorA (*Effect)(const ColorA&, const PortAccess&), int kColor, int kMaskFirst, int kResult,
           bool kAlphaEffect>
-void MaskedEffectKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
+[[gnu::flatten]] void MaskedEffectKernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const ColorA input = ports.In<ColorA>(kColor);
   const MaskBlock mask = ReadMask(ports, kMaskFirst);
   ports.Out<ColorA>(kResult) = ApplyMask(input, Effect(input, ports), mask, kAlphaEffect);

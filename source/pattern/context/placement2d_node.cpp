@@ -164,7 +164,9 @@ uint8_t WrapCodeOf(const InternedId& mode) {
 
 bool ReadFlag(const PortAccess& ports, int i) { return *static_cast<const uint8_t*>(ports.slot(i).value) != 0; }
 
-void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
+// Flattened: the placement runs for every sample of most materials, and its
+// helpers compiled into it cost less than their calls.
+[[gnu::flatten]] void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const ShadingContext& in = ports.In<ShadingContext>(kContext);
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
   out = in;
@@ -200,8 +202,8 @@ void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
     modeUCached = modeU, modeVCached = modeV;
   }
 
-  PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), data.wrapU, data.wrapV,
-                  p.repetitions, out);
+  PlaceCoordinate(data, in, ReadFlag(ports, kDecalU), ReadFlag(ports, kDecalV), data.wrapU, data.wrapV, p.repetitions,
+                  out);
 }
 
 constexpr uint32_t kPrivate = MicroNode::FLAGS::PERMANENT | MicroNode::FLAGS::DONT_WRAP;
