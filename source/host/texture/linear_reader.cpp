@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <OpenImageIO/imageio.h>
@@ -31,15 +32,8 @@ class LinearInput final : public OIIO::ImageInput {
     } else {
       return false;
     }
-    // Colour is decoded as stored: a reader that associated alpha first would
-    // decode premultiplied codes.
-    OIIO::ImageSpec straight;
-    straight.attribute("oiio:UnassociatedAlpha", 1);
-    file_ = OIIO::ImageInput::open(name.substr(0, name.size() - kLinearSuffix.size()), &straight);
-    if (!file_) {
-      errorfmt("{}", OIIO::geterror());
-      return false;
-    }
+    path_ = name.substr(0, name.size() - kLinearSuffix.size());
+    if (!Open()) return false;
     if (!Seek(0)) return false;
     newspec = m_spec;
     return true;
@@ -93,11 +87,30 @@ class LinearInput final : public OIIO::ImageInput {
   static OIIO::ImageInput* Create() { return new LinearInput; }
 
  private:
+  // Colour is decoded as stored: a reader that associated alpha first would
+  // decode premultiplied codes.
+  bool Open() {
+    OIIO::ImageSpec straight;
+    straight.attribute("oiio:UnassociatedAlpha", 1);
+    file_ = OIIO::ImageInput::open(path_, &straight);
+    if (!file_) errorfmt("{}", OIIO::geterror());
+    return file_ != nullptr;
+  }
+
   // The layout of the subimage as linear floats, untiled, one level. Its
   // metadata (a fingerprint among it) belongs to the file, not this reading,
   // and is left out.
   bool Seek(int subimage) {
-    if (!file_->seek_subimage(subimage, 0)) return false;
+    if (!file_->seek_subimage(subimage, 0)) {
+      // The cache asks for one subimage past the last. A TIFF reader that
+      // failed to get there is left between directories and reads nothing
+      // more: open the file again at the subimage being read.
+      (void)file_->geterror();
+      const int current = subimage_;
+      subimage_ = -1;
+      if (current >= 0 && Open() && file_->seek_subimage(current, 0)) subimage_ = current;
+      return false;
+    }
     const OIIO::ImageSpec layout = file_->spec_dimensions(subimage, 0);
     if (layout.format == OIIO::TypeUnknown) return false;
     tileHeight_ = layout.tile_width > 0 ? layout.tile_height : 0;
@@ -111,6 +124,7 @@ class LinearInput final : public OIIO::ImageInput {
     return true;
   }
 
+  std::string path_;
   std::unique_ptr<OIIO::ImageInput> file_;
   int subimage_ = -1;
   int tileHeight_ = 0;  // of a tiled file, else 0

@@ -400,12 +400,15 @@ TEST_F(TextureServiceTest, EncodedFilesAreFilteredInLinearLight) {
   const double ofCodes = decode(code / 2);   // the mean of the codes, then decoded: 0.0513
   const auto halves = [](int x, int, int) { return x > 1 ? 128 / 255.0f : 0.0f; };
   ASSERT_EQ(WriteImage(folder_.File("halves.png"), 4, 2, 3, halves, OIIO::TypeDesc::UINT8), "");
-  // The same as a tiled texture with its own MIP levels (averaged in sRGB) and a fingerprint.
+  // The same as a tiled texture with its own MIP levels (averaged in sRGB) and a fingerprint,
+  // and as an untagged TIFF of strips (whose reader used to stop after the cache's look for a
+  // second subimage, leaving transparent black).
   OIIO::ImageSpec config;
   ASSERT_TRUE(OIIO::ImageBufAlgo::make_texture(OIIO::ImageBufAlgo::MakeTxTexture, folder_.File("halves.png"),
                                                folder_.File("halves.tx"), config))
       << OIIO::geterror();
-  for (const char* name : {"halves.png", "halves.tx"})
+  ASSERT_EQ(WriteImage(folder_.File("halves.tif"), 4, 2, 3, halves, OIIO::TypeDesc::UINT8), "");
+  for (const char* name : {"halves.png", "halves.tx", "halves.tif"})
     for (bool force32bit : {false, true}) {
       SCOPED_TRACE(std::string(name) + (force32bit ? " force32bit" : " native"));
       auto t = Load(name, force32bit);
