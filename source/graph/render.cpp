@@ -241,6 +241,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     const int x1 = std::min(x0 + kTile, window.x1), y1 = std::min(y0 + kTile, window.y1);
     const Vector* normalValue = normal ? static_cast<const Vector*>(material.OutputValue(ev, *normal).value) : nullptr;
     const void* const result = ev.Output().value;  // where the output lies does not move
+    // The usual output, an unlit colour, goes to the pixel as it is.
+    const bool straightColor = type.Storage() == &kColorAType && !settings.view.lit;
     ShadingContext ctx;
     double c[4];
     // On the plane every pixel's context differs from the last one's in a few
@@ -272,9 +274,15 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           failed = true;
           return;
         }
-        ToColor(type, result, c);
-        if (settings.view.lit) sampler.Light(ctx, normalValue, c);
-        for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+        if (straightColor) {
+          const ColorA& o = *static_cast<const ColorA*>(result);
+          px[0] = static_cast<float>(o.r), px[1] = static_cast<float>(o.g), px[2] = static_cast<float>(o.b);
+          px[3] = static_cast<float>(o.a);
+        } else {
+          ToColor(type, result, c);
+          if (settings.view.lit) sampler.Light(ctx, normalValue, c);
+          for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
+        }
         for (size_t a = 0; a < aovs.size(); ++a) {
           const host::ImageLayer& layer = out.layers[a + 1];
           ToColor(*aovs[a]->type, values[a], c);
