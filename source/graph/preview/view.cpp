@@ -51,18 +51,20 @@ Vector UvStep(const SurfacePoint& hit, const Vector& step) {
 
 namespace {
 
-// The fields of a sample of the plane that change from pixel to pixel.
-void SetPlanePoint(const Vector& uvw, const Vector& uvwdx, const Vector& uvwdy, ShadingContext& c) {
+// The fields of a sample of the plane that change from pixel to pixel. The
+// points come by value and are written from there: read back from the
+// context, each would wait for the stores just made to it.
+void SetPlanePoint(const Vector uvw, const Vector uvwdx, const Vector uvwdy, ShadingContext& c) {
   c.uvw = uvw;
   c.uvwdx = uvwdx;
   c.uvwdy = uvwdy;
-  c.position = c.uvw;
-  c.positiondx = c.uvwdx;
-  c.positiondy = c.uvwdy;
+  c.position = uvw;
+  c.positiondx = uvwdx;
+  c.positiondy = uvwdy;
   // An orthographic camera one unit above the plane, looking down.
-  c.rayorigin = {c.uvw.x, c.uvw.y, 1};
-  c.rayorigindx = {c.uvwdx.x, c.uvwdx.y, 1};
-  c.rayorigindy = {c.uvwdy.x, c.uvwdy.y, 1};
+  c.rayorigin = {uvw.x, uvw.y, 1};
+  c.rayorigindx = {uvwdx.x, uvwdx.y, 1};
+  c.rayorigindy = {uvwdy.x, uvwdy.y, 1};
 }
 
 Vector PlaneUv(double px, double py, double w, double h) { return Vector{(px + 0.5) / w, 1.0 - (py + 0.5) / h, 0.0}; }
