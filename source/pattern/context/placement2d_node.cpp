@@ -89,43 +89,39 @@ bool InUnit(double t) { return t >= 0.0 && 1.0 >= t; }
 
 void PlaceCoordinate(const Placement2dData& map, const ShadingContext& in, bool decalU, bool decalV, uint8_t wrapU,
                      uint8_t wrapV, const Vector2d& rep, ShadingContext& out) {
-  out.uvw = in.uvw;
-  out.uvwdx = in.uvwdx;
-  out.uvwdy = in.uvwdy;
-  out.uvwvalid = in.uvwvalid;
-  out.wrapmodeu = in.wrapmodeu;
-  out.wrapmodev = in.wrapmodev;
+  // Read once and written once: `out` is usually a fresh copy of `in`, whose
+  // fields read back just after being stored would wait for those stores.
+  const Vector uvw = in.uvw, uvwdx = in.uvwdx, uvwdy = in.uvwdy;
 
   // Only uvwdy's w takes part here; a NaN anywhere counts as a differential.
-  const bool noDifferentials = in.uvw.x == in.uvwdx.x && in.uvw.x == in.uvwdy.x && in.uvw.y == in.uvwdx.y &&
-                               in.uvw.y == in.uvwdy.y && in.uvwdy.z == in.uvw.z;
+  const bool noDifferentials =
+      uvw.x == uvwdx.x && uvw.x == uvwdy.x && uvw.y == uvwdx.y && uvw.y == uvwdy.y && uvwdy.z == uvw.z;
 
-  const Mapped m = Apply(map, in.uvw);
+  const Mapped m = Apply(map, uvw);
   bool valid = true;
   if (decalU) valid = valid && InUnit(map.inverseRepetitionsU * m.u);
   if (decalV) valid = valid && InUnit(map.inverseRepetitionsV * m.v);
-  out.uvwvalid = valid ? 1 : 0;
 
   int64_t cellU = 0, cellV = 0;
   const double u = WrapMain(m.u, wrapU, rep.x, cellU);
   const double v = WrapMain(m.v, wrapV, rep.y, cellV);
-  out.uvw = {u, v, 0.0};
-
-  if (noDifferentials || out.uvwvalid == 0) {
-    out.uvwdx = out.uvw;
-    out.uvwdy = out.uvw;
-  } else {
-    for (Vector* d : {&out.uvwdx, &out.uvwdy}) {
-      const Mapped md = Apply(map, *d);
-      *d = {WrapDifferential(md.u, wrapU, rep.x, cellU), WrapDifferential(md.v, wrapV, rep.y, cellV), 0.0};
-    }
+  const Vector placed{u, v, 0.0};
+  Vector placedDx = placed, placedDy = placed;
+  if (!noDifferentials && valid) {
+    auto wrap = [&](const Vector& d) {
+      const Mapped md = Apply(map, d);
+      return Vector{WrapDifferential(md.u, wrapU, rep.x, cellU), WrapDifferential(md.v, wrapV, rep.y, cellV), 0.0};
+    };
+    placedDx = wrap(uvwdx);
+    placedDy = wrap(uvwdy);
   }
-
-  out.wrapmodeu = wrapU;
-  out.wrapmodev = wrapV;
+  out.uvw = placed;
+  out.uvwdx = placedDx;
+  out.uvwdy = placedDy;
+  out.uvwvalid = valid ? 1 : 0;
   // A decal that isn't repeated shows once: outside it nothing wraps.
-  if (decalU && 1.0 >= std::fabs(rep.x)) out.wrapmodeu = kWrapClamp;
-  if (decalV && 1.0 >= std::fabs(rep.y)) out.wrapmodev = kWrapClamp;
+  out.wrapmodeu = decalU && 1.0 >= std::fabs(rep.x) ? static_cast<uint8_t>(kWrapClamp) : wrapU;
+  out.wrapmodev = decalV && 1.0 >= std::fabs(rep.y) ? static_cast<uint8_t>(kWrapClamp) : wrapV;
 }
 
 namespace {
