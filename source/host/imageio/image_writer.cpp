@@ -193,7 +193,7 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
   if (rules.layers && options.compression.empty()) layout.attribute("compression", kDefaultExrCompression);
   if (method && rules.format == std::string_view("png")) {
     layout.attribute("png:compressionLevel",
-                   std::isnan(level) ? (method->name == std::string_view("none") ? 0 : 6) : static_cast<int>(level));
+                     std::isnan(level) ? (method->name == std::string_view("none") ? 0 : 6) : static_cast<int>(level));
   } else if (method) {
     layout.attribute("compression", options.compression);
   }
@@ -262,9 +262,10 @@ Result WriteFile(OutputFile& file, const Image& image, const std::vector<const I
   // file must read back whole.
   auto back = OIIO::ImageInput::open(file.temporary());
   ok = back != nullptr;
-  std::vector<float> line(ok ? width * back->spec().nchannels : 0);
+  const OIIO::ImageSpec written = ok ? back->spec_dimensions(0) : OIIO::ImageSpec();
+  std::vector<float> line(ok ? width * written.nchannels : 0);
   for (int y = 0; ok && y < image.height; ++y)
-    ok = back->read_scanline(back->spec().y + y, 0, OIIO::TypeDesc::FLOAT, line.data());
+    ok = back->read_scanline(written.y + y, 0, OIIO::TypeDesc::FLOAT, line.data());
   if (!ok) return file.Failure("the file does not read back: " + (back ? back->geterror() : OIIO::geterror()));
   return Result::Ok();
 }

@@ -100,7 +100,7 @@ Result CheckDeclaredSize(const std::string& path) {
   // A movie's frames share one size: its first stands for all.
   const bool movie = file->spec().get_int_attribute("oiio:Movie", 0) != 0;
   for (int subimage = 0; (subimage == 0 || !movie) && file->seek_subimage(subimage, 0); ++subimage) {
-    const OIIO::ImageSpec layout = file->spec();
+    const OIIO::ImageSpec layout = file->spec_dimensions(subimage);  // sizes only, no metadata
     const int64_t w = layout.width, h = layout.height;
     const bool mipmapped = file->seek_subimage(subimage, 1);
     auto refuse = [&](const std::string& why) {
