@@ -304,9 +304,6 @@ class DocumentReader {
     return it == doc_.nodesByName_.end() ? nullptr : it->second;
   }
 
-  // "; did you mean ..." among the document's node names.
-  std::string NodeHint(const std::string& name) const { return doc_.NodeNameHint(name); }
-
   Result MakeNode(const std::string& name, const json& j) {
     const std::string path = "/nodes/" + name;
     if (!ValidName(name)) return Fail(path, "node names use letters, digits, '_' and '-'");
@@ -435,7 +432,8 @@ class DocumentReader {
       const size_t dot = text.find('.');
       const std::string fromName = text.substr(0, dot);
       DocumentNode* from = Node(fromName);
-      if (from == nullptr) return Fail(path, "link to a missing node \"" + fromName + "\"" + NodeHint(fromName));
+      if (from == nullptr)
+        return Fail(path, "link to a missing node \"" + fromName + "\"" + doc_.NodeNameHint(fromName));
       const DocumentPort* fromPort = nullptr;
       if (dot == std::string::npos) {
         fromPort = FirstVisibleOutput(*from);
@@ -576,7 +574,8 @@ class DocumentReader {
     const size_t dot = text.find('.');
     DocumentNode* node = Node(text.substr(0, dot));
     if (node == nullptr)
-      return Fail(path, "link to a missing node \"" + text.substr(0, dot) + "\"" + NodeHint(text.substr(0, dot)));
+      return Fail(path,
+                  "link to a missing node \"" + text.substr(0, dot) + "\"" + doc_.NodeNameHint(text.substr(0, dot)));
     const DocumentPort* port =
         dot == std::string::npos ? FirstVisibleOutput(*node) : node->FindPort(text.substr(dot + 1), true);
     if (port == nullptr || port->hidden)
