@@ -114,14 +114,14 @@ void BuildTables(uint32_t seed, Tables& t);
 // tables and the signs are flipped by their bit, exactly as a negation does;
 // the result is that of u = hh < 8 ? x : y, v = hh < 4 ? y : (hh == 12 or 14
 // ? x : z), (hh & 1 ? -u : u) + (hh & 2 ? -v : v).
+inline constexpr uint64_t kSignBit = uint64_t{1} << 63;
 inline double FlipSign(double a, uint64_t sign) { return std::bit_cast<double>(std::bit_cast<uint64_t>(a) ^ sign); }
 inline double Grad3(uint32_t h, double x, double y, double z) {
   static constexpr uint8_t kPickU[16] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1};
   static constexpr uint8_t kPickV[16] = {1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2, 0, 2, 0, 2};
-  constexpr uint64_t kSign = uint64_t{1} << 63;
   const uint32_t hh = h & 15;
   const double c[3] = {x, y, z};
-  return FlipSign(c[kPickU[hh]], (hh & 1) != 0 ? kSign : 0) + FlipSign(c[kPickV[hh]], (hh & 2) != 0 ? kSign : 0);
+  return FlipSign(c[kPickU[hh]], (hh & 1) != 0 ? kSignBit : 0) + FlipSign(c[kPickV[hh]], (hh & 2) != 0 ? kSignBit : 0);
 }
 
 // One w-layer of the 4D noise: the 3D lattice hashed with x shifted by the
@@ -135,7 +135,7 @@ inline double GradientLayer(const Tables& t, int64_t ix, int64_t iy, int64_t iz,
   const uint32_t A = P[X] + Y, AA = P[A] + Z, AB = P[A + 1] + Z;
   const uint32_t B = P[X + 1] + Y, BA = P[B] + Z, BB = P[B + 1] + Z;
   auto g = [w](uint32_t h, double gx, double gy, double gz) {
-    return Grad3(h, gx, gy, gz) + FlipSign(w, (h & 16) != 0 ? 0 : uint64_t{1} << 63);
+    return Grad3(h, gx, gy, gz) + FlipSign(w, (h & 16) != 0 ? 0 : kSignBit);
   };
   return Lerp(s,
               Lerp(v, Lerp(u, g(P[AA], x, y, z), g(P[BA], x - 1, y, z)),
