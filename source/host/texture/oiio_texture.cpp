@@ -46,14 +46,24 @@ SummedAreaTable OiioTexture::BuildSat(OIIO::ImageCache* from, OIIO::ustring name
 
 namespace {
 
-// Whether every attribute of an OpenEXR file's header(s) fits in the file.
+// What an OpenEXR header scan found: whether every attribute fits in the
+// file, and the first data window wider or taller than a texture may be.
+struct ExrHeaders {
+  bool fit = true;
+  bool oversized = false;
+  int64_t width = 0, height = 0;  // of the oversized window
+};
+
 // The EXR reader sizes an attribute's value from the size the file gives it,
 // before it reads: a few bytes that claim a string of 2 GB make it allocate
-// and clear 2 GB. Files of other formats pass.
-bool ExrAttributesFit(const std::string& path) {
+// and clear 2 GB. It also sizes its line buffers from the data window when it
+// opens the file: a 700-byte file declaring 16 M pixels a row costs 100 MB.
+// Both are read here first. Files of other formats pass.
+ExrHeaders ScanExrHeaders(const std::string& path) {
+  ExrHeaders found;
   std::ifstream in(path, std::ios::binary);
   char head[8];
-  if (!in.read(head, sizeof head) || std::string_view(head, 4) != std::string_view("\x76\x2f\x31\x01", 4)) return true;
+  if (!in.read(head, sizeof head) || std::string_view(head, 4) != std::string_view("\x76\x2f\x31\x01", 4)) return found;
   in.seekg(0, std::ios::end);
   const std::streamoff fileSize = in.tellg();
   in.seekg(8);
@@ -69,29 +79,55 @@ bool ExrAttributesFit(const std::string& path) {
     }
     return false;
   };
+  auto int32 = [&in](int64_t& out) {
+    unsigned char b[4];
+    if (!in.read(reinterpret_cast<char*>(b), 4)) return false;
+    out = static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | uint32_t{b[3]} << 24);
+    return true;
+  };
+  const auto damaged = [&found] {
+    found.fit = false;
+    return found;
+  };
   std::string name, type;
   for (int headers = 0;; ++headers) {
     for (int attributes = 0;; ++attributes) {
-      if (!text(name) || attributes > 100000) return false;
+      if (!text(name) || attributes > 100000) return damaged();
       if (name.empty()) break;
-      unsigned char size[4];
-      if (!text(type) || !in.read(reinterpret_cast<char*>(size), 4)) return false;
-      const int64_t bytes = static_cast<int32_t>(size[0] | size[1] << 8 | size[2] << 16 | uint32_t{size[3]} << 24);
-      if (bytes < 0 || bytes > fileSize - in.tellg()) return false;
-      in.seekg(bytes, std::ios::cur);
+      int64_t bytes = 0;
+      if (!text(type) || !int32(bytes)) return damaged();
+      if (bytes < 0 || bytes > fileSize - in.tellg()) return damaged();
+      if (name == "dataWindow" && type == "box2i" && bytes == 16) {
+        int64_t x0, y0, x1, y1;
+        if (!int32(x0) || !int32(y0) || !int32(x1) || !int32(y1)) return damaged();
+        const int64_t w = x1 - x0 + 1, h = y1 - y0 + 1;
+        if ((w > kMaxTextureSide || h > kMaxTextureSide) && !found.oversized)
+          found.oversized = true, found.width = w, found.height = h;
+      } else {
+        in.seekg(bytes, std::ios::cur);
+      }
     }
-    if (!multipart || headers > 100000) return true;
-    if (in.peek() == 0 || in.peek() == std::char_traits<char>::eof()) return true;
+    if (!multipart || headers > 100000) return found;
+    if (in.peek() == 0 || in.peek() == std::char_traits<char>::eof()) return found;
   }
 }
+
+Result RefuseDeclaredSize(const std::string& path, int64_t w, int64_t h, const std::string& why) {
+  return Result::Fail(errors::kIo, "Image file \"" + path + "\" declares " + std::to_string(w) + " x " +
+                                       std::to_string(h) + " pixels: " + why + ".");
+}
+
+std::string SideLimit() { return "images are read up to " + std::to_string(kMaxTextureSide) + " pixels a side"; }
 
 }  // namespace
 
 Result CheckDeclaredSize(const std::string& path) {
-  if (!ExrAttributesFit(path))
+  const ExrHeaders exr = ScanExrHeaders(path);
+  if (!exr.fit)
     return Result::Fail(errors::kIo, "Image file \"" + path +
                                          "\" is a damaged OpenEXR file: its header is cut "
                                          "short or declares more bytes than the file has.");
+  if (exr.oversized) return RefuseDeclaredSize(path, exr.width, exr.height, SideLimit());
   auto file = OIIO::ImageInput::open(path);
   if (!file) {
     (void)OIIO::geterror();
@@ -103,13 +139,9 @@ Result CheckDeclaredSize(const std::string& path) {
     const OIIO::ImageSpec layout = file->spec_dimensions(subimage);  // sizes only, no metadata
     const int64_t w = layout.width, h = layout.height;
     const bool mipmapped = file->seek_subimage(subimage, 1);
-    auto refuse = [&](const std::string& why) {
-      return Result::Fail(errors::kIo, "Image file \"" + path + "\" declares " + std::to_string(w) + " x " +
-                                           std::to_string(h) + " pixels: " + why + ".");
-    };
+    auto refuse = [&](const std::string& why) { return RefuseDeclaredSize(path, w, h, why); };
     if (w < 1 || h < 1 || layout.depth > 1) return refuse("not a flat image");
-    if (w > kMaxTextureSide || h > kMaxTextureSide)
-      return refuse("images are read up to " + std::to_string(kMaxTextureSide) + " pixels a side");
+    if (w > kMaxTextureSide || h > kMaxTextureSide) return refuse(SideLimit());
     if (!mipmapped && w * h > kMaxUnmippedPixels)
       return refuse("images without MIP levels of their own are read up to " +
                     std::to_string(kMaxUnmippedPixels >> 20) + " M pixels");

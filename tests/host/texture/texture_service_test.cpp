@@ -354,7 +354,20 @@ TEST_F(TextureServiceTest, DeclaredSizesAreCheckedBeforeAnythingIsAllocated) {
     };
     ASSERT_EQ(WriteFlat(folder_.File(name), 16, 12, 3, 0.5f, OIIO::TypeDesc::HALF, window), "");
   }
+  // A data window 16 M pixels wide: the EXR reader would size its line
+  // buffers from it on opening the file.
+  ASSERT_EQ(WriteFlat(folder_.File("wide.exr"), 16, 12, 3, 0.5f, OIIO::TypeDesc::HALF), "");
+  {
+    std::ifstream in(folder_.File("wide.exr"), std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(in), {});
+    const std::string window("dataWindow\0box2i\0\x10\0\0\0", 21);
+    const size_t at = bytes.find(window);
+    ASSERT_NE(at, std::string::npos);
+    bytes.replace(at + window.size() + 8, 4, std::string("\x0f\0\0\x01", 4));  // xMax = 16777231
+    std::ofstream(folder_.File("wide.exr"), std::ios::binary) << bytes;
+  }
   const std::pair<const char*, const char*> cases[] = {{"huge.png", "100000 x 100000"},
+                                                       {"wide.exr", "16777232 x 12"},
                                                        {"many.png", "16384 x 16384"},
                                                        {"square.pgm", "65536 x 65536"},
                                                        {"line.pgm", " x 1 pixels"},
