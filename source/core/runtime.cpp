@@ -494,6 +494,7 @@ Result PlanInstance::Prepare() {
   // never stops a sample.
   failed_.assign(I.graph.nodes.size(), Result());
   prepareProfile_.assign(I.graph.nodes.size(), NodeProfile());
+  mainComplete_ = false;
   for (const passes::UniformStep& u : I.uniform) {
     for (int r : u.reads)
       if (failed_[r].failed()) failed_[u.node] = failed_[r];
@@ -510,16 +511,23 @@ Result PlanInstance::Prepare() {
 }
 
 template <bool kProfiled>
-Result PlanInstance::Run(int sub, const ShadingContext& ctx, bool shortcut) {
+Result PlanInstance::Run(int sub, const ShadingContext& ctx, bool shortcut, ContextChange change) {
   // A thread's copy made for a body (WorkerCopy) does not profile.
   if constexpr (kProfiled)
-    if (!profiling_) return Run<false>(sub, ctx, shortcut);
+    if (!profiling_) return Run<false>(sub, ctx, shortcut, change);
   if (static_cast<size_t>(sub) < subFailed_.size() && subFailed_[sub].failed()) return subFailed_[sub];
   ActiveScope active(this);
   const Plan::Impl& I = *plan_->impl_;
   const passes::SubPlanSchedule& s = I.subs[sub];
-  for (size_t off : s.contextSlots)
-    reinterpret_cast<PortSlot*>(block_ + off)->value = const_cast<ShadingContext*>(&ctx);
+  // Only the main plan's nodes run on every evaluation, so only they may
+  // build on what they wrote the last time.
+  const bool main = sub == 0;
+  const uint8_t flags = main && change == ContextChange::kMoved && mainComplete_ ? PORT_FLAGS::CONTEXT_MOVED : 0;
+  for (size_t off : s.contextSlots) {
+    auto* slot = reinterpret_cast<PortSlot*>(block_ + off);
+    slot->value = const_cast<ShadingContext*>(&ctx);
+    slot->portFlags = flags;
+  }
   std::span<const Step> steps = s.steps;
   std::span<const int> stepNodes = s.stepNodes;
   if (const passes::BodyShortcut& sc = I.shortcuts[sub]; sc.usable) {
@@ -529,17 +537,20 @@ Result PlanInstance::Run(int sub, const ShadingContext& ctx, bool shortcut) {
     if (shortcut) steps = sc.steps, stepNodes = sc.stepNodes;
   }
   const ShadingContext* const outerMain = mainContext_;
-  if (sub == 0) mainContext_ = &ctx;
+  if (main) mainContext_ = &ctx, mainComplete_ = false;
   Result r;
   if constexpr (kProfiled) r = RunStepsProfiled(steps, stepNodes, block_, profile_.data(), profileNested_);
   else r = RunSteps(steps, block_);
   mainContext_ = outerMain;
+  if (main) mainComplete_ = r.ok();
   return r;
 }
 
 Result PlanInstance::RunSubPlan(int sub, const ShadingContext& ctx) { return Run<false>(sub, ctx); }
 
-Result PlanInstance::Evaluate(const ShadingContext& ctx) { return Run<false>(0, ctx); }
+Result PlanInstance::Evaluate(const ShadingContext& ctx, ContextChange change) {
+  return Run<false>(0, ctx, false, change);
+}
 
 Result PlanInstance::StartProfile() {
   if (profiling_) return Result::Ok();
@@ -553,10 +564,10 @@ Result PlanInstance::StartProfile() {
   return Result::Ok();
 }
 
-Result PlanInstance::EvaluateProfiled(const ShadingContext& ctx) {
+Result PlanInstance::EvaluateProfiled(const ShadingContext& ctx, ContextChange change) {
   if (!profiling_) return Result::Fail(errors::kIllegalState, "start profiling before a profiled evaluation");
   profileNested_ = 0;
-  return Run<true>(0, ctx);
+  return Run<true>(0, ctx, false, change);
 }
 
 ValueSlot PlanInstance::Output() const {
@@ -595,6 +606,7 @@ Result PlanInstance::SetInput(NodeRef node, const Id& port, ValueSlot value) {
   slot->portFlags &= static_cast<uint8_t>(~PORT_FLAGS::INPUT_WITHOUT_VALUE);
   // A twin's inputs may no longer be its pair's.
   if (I.twinned[node.index]) shortcuts_ = false;
+  mainComplete_ = false;  // what the nodes wrote may rest on the old value
   return Result::Ok();
 }
 

@@ -252,10 +252,13 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
         float* px = &out.pixels[(static_cast<size_t>(y - window.y0) * out.width + (x - window.x0)) * out.channels];
+        // The evaluator is told so, and nodes passing the context on copy only what moved.
+        ContextChange change = ContextChange::kAny;
         if (made) {
           MovePlaneContext(x, y, settings.width, settings.height, ctx);
           ctx.pixelx = x;
           ctx.pixely = y;
+          change = ContextChange::kMoved;
         } else if (!ViewContext(sampler, x, y, settings, ctx)) {
           sampler.BackgroundPixel(x, y, c);
           for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
@@ -264,8 +267,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
           made = plane;
         }
         Result r;
-        if constexpr (decltype(profiled)::value) r = ev.EvaluateProfiled(ctx);
-        else r = ev.Evaluate(ctx);
+        if constexpr (decltype(profiled)::value) r = ev.EvaluateProfiled(ctx, change);
+        else r = ev.Evaluate(ctx, change);
         if (r.failed()) {
           std::lock_guard<std::mutex> lock(errorMutex);
           if (firstError.ok())

@@ -143,6 +143,58 @@ TEST_F(RuntimeTest, ABodyCalledWithTheSampleContextReadsWhatTheMainPlanComputedB
   }
 }
 
+TEST_F(RuntimeTest, AMoveIsPassedOnOnlyWhenEveryMainNodeRanWithTheLastContext) {
+  Plan plan;
+  NodeRef n = Add(plan, kMovedNode);
+  ASSERT_TRUE(plan.BindContext(n, "context").ok());
+  ASSERT_TRUE(plan.Set<double>(n, "gate", 0.0).ok());
+  ASSERT_TRUE(plan.SetOutput(n, "moved").ok());
+  ASSERT_TRUE(plan.Finish().ok());
+  std::unique_ptr<PlanInstance> inst = Instance(plan);
+  std::unique_ptr<PlanInstance> clone;
+  const ContextChange kAny = ContextChange::kAny, kMoved = ContextChange::kMoved;
+  enum Before { kNothing, kPrepare, kSetInput, kClone };
+  struct Step {
+    const char* name;
+    Before before;
+    int64_t pixel;  // a negative one fails the evaluation
+    ContextChange change;
+    int64_t moved;  // -1: the evaluation fails
+  };
+  const Step steps[] = {
+      {"a new instance has no last context", kNothing, 0, kMoved, 0},
+      {"after a whole evaluation", kNothing, 1, kMoved, 1},
+      {"and the next", kNothing, 2, kMoved, 1},
+      {"a whole context", kNothing, 3, kAny, 0},
+      {"a failed evaluation", kNothing, -1, kAny, -1},
+      {"after a failed evaluation", kNothing, 4, kMoved, 0},
+      {"after Prepare", kPrepare, 5, kMoved, 0},
+      {"after SetInput", kSetInput, 6, kMoved, 0},
+      {"a clone has no last context", kClone, 7, kMoved, 0},
+      {"the clone after its own evaluation", kNothing, 8, kMoved, 1},
+  };
+  for (const Step& s : steps) {
+    SCOPED_TRACE(s.name);
+    if (s.before == kPrepare) {
+      ASSERT_TRUE(inst->Prepare().ok());
+    }
+    if (s.before == kSetInput) {
+      ASSERT_TRUE(inst->Set<double>(n, "gate", 1.0).ok());
+    }
+    if (s.before == kClone) {
+      ASSERT_TRUE(inst->Clone(clone).ok());
+      inst = std::move(clone);
+    }
+    ShadingContext ctx;
+    ctx.pixelx = s.pixel;
+    const Result r = inst->Evaluate(ctx, s.change);
+    ASSERT_EQ(r.ok(), s.moved >= 0) << r.ToString();
+    if (r.ok()) {
+      EXPECT_EQ(inst->OutputAs<int64_t>(), s.moved);
+    }
+  }
+}
+
 TEST_F(RuntimeTest, FunctionBodiesCanBeCalledFromSeveralThreadsDuringPrepare) {
   // A pre node bakes a body that reads a uniform node and a per-sample node.
   Plan plan;

@@ -178,6 +178,23 @@ constexpr AccessDecl kFlagsAccess[] = {{0, "a"}, {1, "report"}, {2, "spare"}};
 constexpr MicroNodeDecl kFlagsMicro[] = {{"", kFlagsAccess, &FlagsKernel}};
 constexpr CoreNodeDecl kFlags{kFlagsNode, "tests/core/test_nodes", true, kFlagsPorts, kFlagsMicro};
 
+// --- reports whether the engine marked its context as only moved; fails on
+// a negative pixel without writing anything
+void MovedKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
+  ++KernelCalls();
+  if (p.In<ShadingContext>(0).pixelx < 0) {
+    r = Result::Fail(errors::kIllegalArgument, "test.moved: negative pixel");
+    return;
+  }
+  p.Out<int64_t>(2) = p.ContextMoved(0) ? 1 : 0;
+}
+constexpr PortDecl kMovedPorts[] = {{"context", PortDir::kIn, &kShadingContextType},
+                                    {"gate", PortDir::kIn, &kFloat64Type},
+                                    {"moved", PortDir::kOut, &kInt64Type}};
+constexpr AccessDecl kMovedAccess[] = {{0, "context"}, {1, "gate"}, {2, "moved"}};
+constexpr MicroNodeDecl kMovedMicro[] = {{"", kMovedAccess, &MovedKernel}};
+constexpr CoreNodeDecl kMoved{kMovedNode, "tests/core/test_nodes", false, kMovedPorts, kMovedMicro};
+
 // --- a pre node that bakes its function from several threads at once, as
 // the 2D filters do on the parallel loop
 void BakeKernel(Result& r, const MicroNodeImpl&, const PortAccess& p) {
@@ -234,7 +251,7 @@ Result RegisterAll(CoreNodeRegistry& registry) {
 
 Result RegisterTestNodes(CoreNodeRegistry& registry) {
   return RegisterAll<kFail, kBake, kOrder, kCallColor, kUvwColor, kCounterPre, kCounterUse, kPermanent, kBatch, kArray,
-                     kAdd, kFlags>(registry);
+                     kAdd, kFlags, kMoved>(registry);
 }
 
 }  // namespace tessaroc::testing

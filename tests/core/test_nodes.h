@@ -30,6 +30,7 @@ inline constexpr const char* kAddNode = "test.add";                // a + b, uni
 inline constexpr const char* kFlagsNode = "test.flags";            // reports its port flags
 inline constexpr const char* kFailNode = "test.fail";              // no inputs; fails with illegalstate
 inline constexpr const char* kBakeNode = "test.bake";              // calls `color` from 4 threads, sums u's
+inline constexpr const char* kMovedNode = "test.moved";            // context, gate -> moved (its context's flag)
 
 // Kernel calls of every test node, process-wide (tests run one at a time).
 std::atomic<int>& KernelCalls();

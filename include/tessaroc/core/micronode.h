@@ -21,6 +21,9 @@ namespace PORT_FLAGS {
 inline constexpr uint8_t NONE = 0;
 inline constexpr uint8_t INPUT_WITHOUT_VALUE = 1;
 inline constexpr uint8_t OUTPUT_UNUSED = 2;
+// On a context input, set by the engine: the context differs from the one the
+// node read when it last ran only in the moved fields (CopyMovedFields).
+inline constexpr uint8_t CONTEXT_MOVED = 4;
 }  // namespace PORT_FLAGS
 
 enum ACCESS_INDEX : int { UNUSED = -1, INDEX_0 = 0, INDEX_1 = 1, INDEX_2 = 2, INDEX_3 = 3 };
@@ -139,6 +142,7 @@ struct PortAccess {
   }
   bool HasValue(int i) const { return (slot(i).portFlags & PORT_FLAGS::INPUT_WITHOUT_VALUE) == 0; }
   bool IsUsed(int i) const { return (slot(i).portFlags & PORT_FLAGS::OUTPUT_UNUSED) == 0; }
+  bool ContextMoved(int i) const { return (slot(i).portFlags & PORT_FLAGS::CONTEXT_MOVED) != 0; }
   BatchRange& batch() const { return *reinterpret_cast<BatchRange*>(base + sizeof(ValueBlockHead)); }
 };
 static_assert(sizeof(PortAccess) == 2 * sizeof(void*));

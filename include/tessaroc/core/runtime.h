@@ -125,15 +125,19 @@ class PlanInstance {
   // that fails is not an error here unless the main plan reads it; a function
   // body that reads it returns the error when called.
   Result Prepare();
-  // Runs the main plan's varying nodes with this context.
-  Result Evaluate(const ShadingContext& ctx);
+  // Runs the main plan's varying nodes with this context. With kMoved the
+  // caller promises that `ctx` differs from the context of this instance's
+  // last evaluation only in the moved fields (CopyMovedFields); nodes that pass
+  // a context on then copy only those. The promise is not taken after a failed
+  // evaluation, a Prepare or a SetInput, nor by a new instance or a clone.
+  Result Evaluate(const ShadingContext& ctx, ContextChange change = ContextChange::kAny);
 
   // Profiling. From StartProfile on, EvaluateProfiled runs what Evaluate runs
   // and counts calls and time per node into profile(), the function bodies it
   // calls included. Evaluate itself is untouched, so an instance that does not
   // profile pays nothing. StartProfile allocates; EvaluateProfiled does not.
   Result StartProfile();
-  Result EvaluateProfiled(const ShadingContext& ctx);
+  Result EvaluateProfiled(const ShadingContext& ctx, ContextChange change = ContextChange::kAny);
   // Per node of the plan (by NodeRef index); empty before StartProfile.
   const std::vector<NodeProfile>& profile() const { return profile_; }
   // Per node, what the last Prepare spent on it: one call per uniform node
@@ -174,7 +178,7 @@ class PlanInstance {
   // The copy of this instance that runs `body` for the calling thread.
   Result WorkerCopy(int body, PlanInstance*& out);
   template <bool kProfiled>
-  Result Run(int sub, const ShadingContext& ctx, bool shortcut = false);
+  Result Run(int sub, const ShadingContext& ctx, bool shortcut = false, ContextChange change = ContextChange::kAny);
   template <bool kProfiled>
   class SubPlanFunction;
 
@@ -205,6 +209,9 @@ class PlanInstance {
   // input of a node with a twin is replaced.
   const ShadingContext* mainContext_ = nullptr;
   bool shortcuts_ = true;
+  // Whether every main-plan node ran with the last context: only then may the
+  // next evaluation's nodes build on what they wrote (ContextChange::kMoved).
+  bool mainComplete_ = false;
 };
 
 // ---- Convenience runs of one node, for hosts, tests and benchmarks.

@@ -91,6 +91,36 @@ struct ShadingContext {
 // A context has no pointers into itself, so a plain copy is a valid copy.
 static_assert(std::is_trivially_copyable_v<ShadingContext>);
 
+// What an evaluation tells the engine about its context next to the one the
+// same evaluator had before.
+enum class ContextChange : uint8_t {
+  kAny,    // anything may differ
+  kMoved,  // only the moved fields (CopyMovedFields) differ
+};
+
+// The fields a renderer changes when it steps to the next sample of a flat
+// surface: the point and uvw with their differentials, the ray with its
+// differentials, the pixel and sub-pixel. A node passing its context on after
+// a move copies these instead of the whole record.
+inline void CopyMovedFields(const ShadingContext& from, ShadingContext& to) {
+  to.position = from.position;
+  to.positiondx = from.positiondx;
+  to.positiondy = from.positiondy;
+  to.uvw = from.uvw;
+  to.uvwdx = from.uvwdx;
+  to.uvwdy = from.uvwdy;
+  to.pixelx = from.pixelx;
+  to.pixely = from.pixely;
+  to.subpixelx = from.subpixelx;
+  to.subpixely = from.subpixely;
+  to.rayorigin = from.rayorigin;
+  to.raydirection = from.raydirection;
+  to.rayorigindx = from.rayorigindx;
+  to.rayorigindy = from.rayorigindy;
+  to.raydirectiondx = from.raydirectiondx;
+  to.raydirectiondy = from.raydirectiondy;
+}
+
 // The size of the sample in texture space: the spread of the u and v members
 // of uvw, uvwdx and uvwdy. A NaN drops out of the maximum and minimum; when the
 // largest is not at or above the smallest on either axis both are 0.

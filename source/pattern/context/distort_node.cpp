@@ -2,6 +2,7 @@
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
+#include "pattern/context/pass_context.h"
 
 namespace tessaroc::pattern {
 
@@ -20,7 +21,7 @@ enum Access { kContext, kStrength, kCenter, kColor, kResult };
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
-  out = ports.In<ShadingContext>(kContext);
+  PassContext(ports, kContext, out);
   Distort(out, ports.In<double>(kStrength), ports.In<double>(kCenter), ports.In<Color>(kColor));
 }
 

@@ -5,6 +5,7 @@
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
+#include "pattern/context/pass_context.h"
 #include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {
@@ -165,7 +166,7 @@ bool ReadFlag(const PortAccess& ports, int i) { return *static_cast<const uint8_
 [[gnu::flatten]] void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const ShadingContext& in = ports.In<ShadingContext>(kContext);
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
-  out = in;
+  PassContext(ports, kContext, out);
 
   Placement2dParams p;
   p.offset = ports.In<Vector2d>(kOffset);

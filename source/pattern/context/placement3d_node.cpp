@@ -4,6 +4,7 @@
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
+#include "pattern/context/pass_context.h"
 #include "pattern/math/numeric.h"
 
 namespace tessaroc::pattern {
@@ -137,7 +138,8 @@ enum Access {
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   const ShadingContext& in = ports.In<ShadingContext>(kContext);
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
-  out = in;
+  // Enabled or not, what it writes below is among the moved fields.
+  PassContext(ports, kContext, out);
   if (*static_cast<const uint8_t*>(ports.slot(kEnable).value) == 0) return;
 
   Placement3dParams p;

@@ -4,6 +4,7 @@
 
 #include "tessaroc/core/data_types.h"
 #include "core/node_decl.h"
+#include "pattern/context/pass_context.h"
 
 namespace tessaroc::pattern {
 
@@ -14,7 +15,9 @@ enum Access { kContext, kRayOrigin, kRayDirection, kTime, kUvw, kUvwDelta, kShad
 
 void Kernel(Result&, const MicroNodeImpl&, const PortAccess& ports) {
   ShadingContext& out = ports.Out<ShadingContext>(kResult);
-  out = ports.In<ShadingContext>(kContext);
+  // What is written below depends on which inputs have values, the same on
+  // every run, as passing on a moved context needs.
+  PassContext(ports, kContext, out);
 
   if (ports.HasValue(kRayOrigin)) {
     const Vector& o = ports.In<Vector>(kRayOrigin);

@@ -1,10 +1,13 @@
-// Set shading context, distorter and the 2D transform.
+// Set shading context, distorter and the 2D transform; every node passing a
+// context on, after a move.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "../pattern_test_util.h"
 #include "pattern/context/distort_node.h"
+#include "pattern/context/placement2d_node.h"
+#include "pattern/context/placement3d_node.h"
 #include "pattern/context/setshadingcontext_node.h"
 #include "pattern/math/transform2d_node.h"
 
@@ -104,6 +107,52 @@ TEST(Distorter, ShiftsPositionAndUvwByTheCentredColour) {
   // A colour equal to the centre leaves the context as it was.
   ASSERT_TRUE(run->Set("color", Color{0.5, 0.5, 0.5}).ok());
   EXPECT_TRUE(SameContext(RunSet(*run, in), in));
+}
+
+// A plane render tells the nodes when a pixel's context only moved, and the
+// nodes then copy only the moved fields over what they wrote the last time.
+// Along a walk that crosses a decal's border and repeats' cells, every field
+// must come out as from the whole context.
+TEST(ContextNodes, AfterAMoveEachGivesWhatTheWholeContextGives) {
+  const struct {
+    const char* name;
+    const char* id;
+    void (*set)(SingleNodeRunner&);
+  } cases[] = {
+      {"placement2d", kPlacement2dId, [](SingleNodeRunner&) {}},
+      {"placement2d decal, repeat, turned", kPlacement2dId,
+       [](SingleNodeRunner& r) {
+         SetAll(r, "localRotation", 0.4, "localRepetitions", Vector2d{2, 3}, "localDecalU", true, "localModeU",
+                InternedId::Intern("repeat"), "localModeV", InternedId::Intern("mirror"));
+       }},
+      {"placement3d", kPlacement3dId,
+       [](SingleNodeRunner& r) { SetAll(r, "enableSpaceTransformation", true, "spaceRotation", Vector{10, 20, 30}); }},
+      {"placement3d off", kPlacement3dId, [](SingleNodeRunner& r) { SetAll(r, "enableSpaceTransformation", false); }},
+      {"distorter", kDistorterId,
+       [](SingleNodeRunner& r) { SetAll(r, "strength", 2.0, "color", Color{0.75, 0.5, 0.0}); }},
+      {"setshadingcontext", kSetShadingContextId,
+       [](SingleNodeRunner& r) { SetAll(r, "time", TimeValue{4.25}, "uvwdelta", Vector{0.01, 0.02, 0.03}); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto moving = Runner(c.id), whole = Runner(c.id);
+    c.set(*moving);
+    c.set(*whole);
+    ShadingContext ctx = BusyContext();
+    for (int step = 0; step < 6; ++step) {
+      ASSERT_TRUE(moving->instance().Evaluate(ctx, step == 0 ? ContextChange::kAny : ContextChange::kMoved).ok());
+      ASSERT_TRUE(whole->Run(ctx).ok());
+      EXPECT_TRUE(SameContext(moving->Get<ShadingContext>("result"), whole->Get<ShadingContext>("result")))
+          << "step " << step;
+      // The next pixel: every moved field changes.
+      for (Vector* v : {&ctx.position, &ctx.positiondx, &ctx.positiondy, &ctx.uvw, &ctx.uvwdx, &ctx.uvwdy,
+                        &ctx.rayorigin, &ctx.raydirection, &ctx.rayorigindx, &ctx.rayorigindy, &ctx.raydirectiondx,
+                        &ctx.raydirectiondy})
+        *v = {v->x + 0.45, v->y - 0.3, v->z + 0.125};
+      ctx.pixelx += 1, ctx.pixely += 2;
+      ctx.subpixelx += 0.25, ctx.subpixely += 0.5;
+    }
+  }
 }
 
 TEST(Transform2d, TranslateRotateScaleAboutThePivot) {
