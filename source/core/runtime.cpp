@@ -537,7 +537,10 @@ Result PlanInstance::Run(int sub, const ShadingContext& ctx, bool shortcut, Cont
     if (shortcut) steps = sc.steps, stepNodes = sc.stepNodes;
   }
   const ShadingContext* const outerMain = mainContext_;
-  if (main) mainContext_ = &ctx, mainComplete_ = false;
+  if (main) {
+    mainContext_ = &ctx;
+    mainComplete_ = false;
+  }
   Result r;
   if constexpr (kProfiled) r = RunStepsProfiled(steps, stepNodes, block_, profile_.data(), profileNested_);
   else r = RunSteps(steps, block_);
