@@ -15,7 +15,7 @@ namespace tessaroc::graph {
 
 namespace {
 
-constexpr int kTile = 32;
+constexpr int kTile = 16;
 
 // A pixel's four channels from the output value.
 void ToColor(const DataType& type, const void* v, double c[4]) {
@@ -132,16 +132,21 @@ Result PlanImage(const Material& material, const RenderSettings& settings, Windo
   out.y = window.y0;
   out.fullWidth = settings.width;
   out.fullHeight = settings.height;
-  // Refused before allocating rather than failing in it (or swapping).
-  const double bytes = static_cast<double>(out.width) * out.height * channels * sizeof(float);
-  const size_t available = host::AvailableMemory();
+  // Refused before allocating rather than failing in it (or swapping). A
+  // picture that fits in what the image already holds allocates nothing, and
+  // skips the look at the system's memory (three files read).
+  const size_t count = static_cast<size_t>(out.width) * out.height * channels;
+  const double bytes = static_cast<double>(count) * sizeof(float);
+  const size_t available = count > out.pixels.capacity() ? host::AvailableMemory() : 0;
   if (available > 0 && bytes > static_cast<double>(available))
     return Result::Fail(errors::kOutOfMemory, "the " + std::to_string(out.width) + "x" + std::to_string(out.height) +
                                                   " image needs " + Megabytes(bytes) + " and " +
                                                   Megabytes(static_cast<double>(available)) +
                                                   " are available; render it in parts (a window) or smaller");
+  // Not cleared: the tiles write every channel of every pixel. Clearing would
+  // be a pass over the whole picture before the threads start, on one thread.
   try {
-    out.pixels.assign(static_cast<size_t>(out.width) * out.height * channels, 0.0f);
+    out.pixels.resize(count);
   } catch (const std::bad_alloc&) {
     return Result::Fail(errors::kOutOfMemory, "no memory for the " + Megabytes(bytes) + " image");
   }
@@ -191,7 +196,9 @@ bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings&
   return true;
 }
 
-Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
+namespace {
+
+Result RenderPixels(Material& material, const RenderSettings& settings, host::Image& out) {
   const DataType& type = *material.mainOutput().type;
   if (!Renderable(type))
     return Result::Fail(errors::kIllegalArgument, "the output " + material.mainOutput().id + " is of type " +
@@ -262,7 +269,8 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
         } else if (!ViewContext(sampler, x, y, settings, ctx)) {
           sampler.BackgroundPixel(x, y, c);
           for (int i = 0; i < 4; ++i) px[i] = static_cast<float>(c[i]);
-          continue;  // the AOVs stay 0
+          std::fill(px + 4, px + out.channels, 0.0f);  // no AOV value behind the shape
+          continue;
         } else {
           made = plane;
         }
@@ -335,11 +343,12 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     static void Run(void* data, int worker) { (*static_cast<decltype(work)*>(data))(worker); }
   };
 
-  host::WorkerJobService workers(settings.threads);
+  host::WorkerJobService& workers = host::SharedJobService(settings.threads);
   workers.RunGroupAndWait(std::min(workers.GetThreadCount(), tiles), &Thunk::Run, &work);
   if (done.load() != tiles && firstError.ok())
-    return Result::Fail(errors::kIllegalState, "the render stopped before every tile was done");
-  if (firstError.ok() && settings.stats) {
+    firstError = Result::Fail(errors::kIllegalState, "the render stopped before every tile was done");
+  if (firstError.failed()) return firstError;
+  if (settings.stats) {
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
     const double ticksPerSecond = wall > 0 ? static_cast<double>(ProfileTicks() - ticksStart) / wall : 1.0;
     const std::vector<NodeProfile> none;
@@ -348,7 +357,17 @@ Result Render(Material& material, const RenderSettings& settings, host::Image& o
     settings.stats->samples = static_cast<int64_t>(out.width) * out.height;
     settings.stats->prepared = preparing;
   }
-  return firstError;
+  return Result::Ok();
+}
+
+}  // namespace
+
+Result Render(Material& material, const RenderSettings& settings, host::Image& out) {
+  const Result r = RenderPixels(material, settings, out);
+  // The picture is not cleared before the tiles fill it, so a render that
+  // stops part way would leave the last picture's pixels in it.
+  if (r.failed()) std::fill(out.pixels.begin(), out.pixels.end(), 0.0f);
+  return r;
 }
 
 }  // namespace tessaroc::graph

@@ -10,6 +10,7 @@
 #include <numbers>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "module_fixture.h"
@@ -141,9 +142,13 @@ TEST_F(RenderTest, ViewsThatCannotBeSeenAreRefused) {
     RenderSettings s = Sized(8, 8, RenderSettings{}.threads, ShapeView(Shape::kSphere, false));
     s.view.camera = c.camera;
     host::Image image;
+    image.pixels.assign(8 * 8 * 4, 0.5f);  // the last picture of this size
     Result r = Render(*m, s, image);
     ASSERT_TRUE(r.failed()) << c.message;
     EXPECT_NE(r.message().find(c.message), std::string_view::npos) << r.message();
+    // A picture is not cleared before its tiles fill it: one that fails
+    // keeps nothing of the last.
+    EXPECT_EQ(std::count(image.pixels.begin(), image.pixels.end(), 0.0f), 8 * 8 * 4) << c.message;
   }
 }
 
@@ -161,7 +166,10 @@ TEST_F(RenderTest, WindowsAndAovsAreThePixelsOfTheWholePicture) {
     ASSERT_NE(m, nullptr);
     RenderSettings s = Sized(70, 50, 2, view);
     s.aovs = {{"dots", "dots.mask"}, {"board", "board.result"}};
+    // Rendered over a picture of the same size: every channel of every
+    // pixel, the background's AOVs too, is written, none left from it.
     host::Image whole;
+    whole.pixels.assign(70 * 50 * (4 + 1 + 4), std::nanf(""));
     ASSERT_TRUE(Render(*m, s, whole).ok());
     ASSERT_EQ(whole.channels, 4 + 1 + 4);
     ASSERT_EQ(whole.layers.size(), 3u);
@@ -263,6 +271,24 @@ TEST_F(RenderTest, BakesGiveTheSameBitsOnOneAndTwoThreadsEveryTime) {
   host::InstallJobService();
 }
 
+// Renders share their workers (one pool per thread count, kept between
+// renders). Several at once, from threads of the embedding program, each get
+// their own picture whole.
+TEST_F(RenderTest, RendersAtOnceFromSeveralThreadsShareTheWorkers) {
+  const host::Image alone = RenderText(kGraph, 1, 48);
+  std::vector<host::Image> images(3);
+  std::vector<std::thread> callers;
+  for (host::Image& image : images)
+    callers.emplace_back([&image] {
+      for (int round = 0; round < 4; ++round) image = RenderText(kGraph, 2, 48);
+    });
+  for (std::thread& t : callers) t.join();
+  for (const host::Image& image : images) {
+    ASSERT_EQ(image.pixels.size(), alone.pixels.size());
+    EXPECT_EQ(std::memcmp(image.pixels.data(), alone.pixels.data(), alone.pixels.size() * sizeof(float)), 0);
+  }
+}
+
 // What a render refuses before it allocates anything.
 TEST_F(RenderTest, ImpossibleImagesAreRefusedBeforeAllocating) {
   const std::unique_ptr<Material> m = Compiled(kGraph, {"board.result"});
@@ -324,7 +350,7 @@ TEST_F(RenderTest, StatsCountEveryCallOfEveryNode) {
     },
     "output": {"link": "tone.result"}
   })";
-  constexpr int kWidth = 40, kHeight = 36;  // two tiles by two, the last ones partial
+  constexpr int kWidth = 40, kHeight = 36;  // three tiles by three, the last ones partial
   constexpr uint64_t kSamples = kWidth * kHeight;
   auto render = [&](Material& m, int threads, RenderStats* stats) {
     RenderSettings s = Sized(kWidth, kHeight, threads);

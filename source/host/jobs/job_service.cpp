@@ -1,5 +1,6 @@
 #include "host/jobs/job_service.h"
 
+#include <map>
 #include <mutex>
 
 #include <oneapi/tbb/info.h>
@@ -60,6 +61,17 @@ namespace {
 std::mutex gInstallMutex;
 std::unique_ptr<WorkerJobService> gService;
 }  // namespace
+
+WorkerJobService& SharedJobService(int threads) {
+  static std::mutex mutex;
+  // Never destroyed: a render may still run on it while the process exits.
+  static auto* services = new std::map<int, std::unique_ptr<WorkerJobService>>();
+  const int count = threads > 0 ? threads : tbb::info::default_concurrency();
+  std::lock_guard<std::mutex> lock(mutex);
+  std::unique_ptr<WorkerJobService>& service = (*services)[count];
+  if (!service) service = std::make_unique<WorkerJobService>(count);
+  return *service;
+}
 
 void InstallJobService(int threads) {
   std::lock_guard<std::mutex> lock(gInstallMutex);
