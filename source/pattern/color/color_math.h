@@ -42,6 +42,13 @@ inline Hsv RgbToHsv(double r, double g, double b) {
   if (0.0 > h) h = h + 1.0;
   return {h, 1.0 - q, hi};
 }
+// RgbToHsv's v alone, for callers that drop the hue: two divisions fewer.
+inline double HsvValue(double r, double g, double b) {
+  const double lo = std::min(std::min(r, g), b);
+  const double hi = std::max(std::max(r, g), b);
+  if (!(hi > 0.0)) return 0.0;
+  return 0.001 > 1.0 - lo / hi ? lo : hi;
+}
 // Below a saturation of 0.001 the colour is grey at v. Hue 1 is red; a hue
 // outside [0, 1) falls into the red-to-yellow sector.
 inline Color HsvToRgb(double h, double s, double v) {

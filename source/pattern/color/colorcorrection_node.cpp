@@ -20,8 +20,7 @@ ColorA ColorHslEffect(const ColorA& c, double hue, double saturation, double val
   if (colorize) {
     // The colour's own hue is dropped; saturation + 1 is not clamped, so a
     // positive saturation can give negative channels.
-    const Hsv hsv = RgbToHsv(w.r, w.g, w.b);
-    const Color rgb = HsvToRgb(std::fabs(hs), saturation + 1.0, hsv.v);
+    const Color rgb = HsvToRgb(std::fabs(hs), saturation + 1.0, HsvValue(w.r, w.g, w.b));
     w.r = rgb.r;
     w.g = rgb.g;
     w.b = rgb.b;

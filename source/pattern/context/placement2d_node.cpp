@@ -178,7 +178,10 @@ bool ReadFlag(const PortAccess& ports, int i) { return *static_cast<const uint8_
   // The map (a sine and a cosine, an inverse) and the wrap codes are made
   // again only when a parameter changed: once per instance for constant
   // parameters. The cached ports are this instance's own, so threads do not
-  // share them.
+  // share them. After a move this node ran the last time with these same
+  // parameters (nothing was set or prepared since), so the map stands
+  // without comparing them.
+  const bool moved = ports.ContextMoved(kContext);
   Placement2dData& data = ports.Out<Placement2dData>(kData);
   Vector2d& offset = ports.Out<Vector2d>(kOffsetCached);
   Vector2d& length = ports.Out<Vector2d>(kLengthCached);
@@ -189,9 +192,9 @@ bool ReadFlag(const PortAccess& ports, int i) { return *static_cast<const uint8_
   const InternedId& modeV = ports.In<InternedId>(kModeV);
   InternedId& modeUCached = ports.Out<InternedId>(kModeUCached);
   InternedId& modeVCached = ports.Out<InternedId>(kModeVCached);
-  if (!data.built || !SameBits(p.offset, offset) || !SameBits(p.length, length) || !SameBits(p.pivot, pivot) ||
-      !SameBits(p.rotation, rotation) || !SameBits(p.repetitions, repetitions) || !(modeU == modeUCached) ||
-      !(modeV == modeVCached)) {
+  if (!moved && (!data.built || !SameBits(p.offset, offset) || !SameBits(p.length, length) ||
+                 !SameBits(p.pivot, pivot) || !SameBits(p.rotation, rotation) ||
+                 !SameBits(p.repetitions, repetitions) || !(modeU == modeUCached) || !(modeV == modeVCached))) {
     data = BuildPlacement2d(p);
     data.wrapU = WrapCodeOf(modeU);
     data.wrapV = WrapCodeOf(modeV);

@@ -55,6 +55,10 @@ TEST(ColorHsl, ColorizePaintsOneHue) {
   const ColorA over = Hsl({0.2, 0.6, 0.4, 1}, 0, 0.5, 0, true);
   EXPECT_LT(over.g, 0.0);
   EXPECT_EQ(over.r, 0.6);
+  // A colour within 0.1 % of grey counts as grey at its lowest channel, not
+  // its highest; black stays black.
+  EXPECT_TRUE(ColorNear(Hsl({0.5, 0.4998, 0.4999, 1}, 0, 0, 0, true), {0.4998, 0, 0, 1}, 0));
+  EXPECT_TRUE(ColorNear(Hsl({0, 0, 0, 1}, kTwoPi / 3.0, 0, 0, true), {0, 0, 0, 1}, 0));
 }
 
 // ---- colorcorrection
