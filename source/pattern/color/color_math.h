@@ -42,11 +42,16 @@ inline Hsv RgbToHsv(double r, double g, double b) {
   if (0.0 > h) h = h + 1.0;
   return {h, 1.0 - q, hi};
 }
-// RgbToHsv's v alone, for callers that drop the hue: two divisions fewer.
+// RgbToHsv's v alone, for callers that drop the hue: two divisions fewer,
+// and most colours need none. An exact grey gives lo, which is hi. Where lo
+// is at most 0.99 hi (the product rounded), lo / hi is below 0.9901, or, for
+// the few subnormal hi where the product rounds by more, lo is a whole step
+// below hi and lo / hi below 0.983: not grey either way, so v is hi.
 inline double HsvValue(double r, double g, double b) {
   const double lo = std::min(std::min(r, g), b);
   const double hi = std::max(std::max(r, g), b);
   if (!(hi > 0.0)) return 0.0;
+  if (lo == hi || lo <= 0.99 * hi) return hi;
   return 0.001 > 1.0 - lo / hi ? lo : hi;
 }
 // Below a saturation of 0.001 the colour is grey at v. Hue 1 is red; a hue
