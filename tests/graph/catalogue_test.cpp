@@ -113,7 +113,7 @@ TEST_F(Catalogue, EveryCoreNodeFinalisesAndAccessesEachPortAsDeclared) {
 }
 
 // Renders `m` at `size` pixels square; the pixels, or empty on failure.
-std::vector<float> Pixels(Material& m, RenderSettings s, int size, int threads) {
+host::Pixels Pixels(Material& m, RenderSettings s, int size, int threads) {
   s.width = s.height = size;
   s.threads = threads;
   host::Image image;
@@ -122,7 +122,7 @@ std::vector<float> Pixels(Material& m, RenderSettings s, int size, int threads) 
   return image.pixels;
 }
 
-bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
+bool SameBits(const host::Pixels& a, const host::Pixels& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
@@ -162,7 +162,7 @@ void CheckRenders(std::unique_ptr<Document> doc, bool aov = false) {
     const long few = AllocationCount() - before;
     ASSERT_GT(few, 0) << "the counter is not live";  // a render makes its evaluators
     before = AllocationCount();
-    const std::vector<float> once = Pixels(*m, s, 12, 1);
+    const host::Pixels once = Pixels(*m, s, 12, 1);
     EXPECT_EQ(AllocationCount() - before, few) << "allocations per pixel";
     if (aov) {  // an example shows something, or equal bits would prove little
       EXPECT_NE(*std::min_element(once.begin(), once.end()), *std::max_element(once.begin(), once.end()));

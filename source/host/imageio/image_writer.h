@@ -7,7 +7,10 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tessaroc/core/result.h"
@@ -25,11 +28,35 @@ struct ImageLayer {
   bool color = true;  // colour is encoded on the way out; data is written as it is
 };
 
+// Leaves the floats it adds unset, where a std::vector would zero them: a
+// render writes every one, and zeroing a picture first would be a pass over
+// all of it on one thread (and its page faults there) before the render's
+// threads start.
+template <class T>
+struct UnsetAllocator : std::allocator<T> {
+  template <class U>
+  struct rebind {
+    using other = UnsetAllocator<U>;
+  };
+  UnsetAllocator() = default;
+  template <class U>
+  UnsetAllocator(const UnsetAllocator<U>&) noexcept {}
+  template <class U>
+  void construct(U* p) noexcept {
+    ::new (static_cast<void*>(p)) U;
+  }
+  template <class U, class... Args>
+  void construct(U* p, Args&&... args) {
+    ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+  }
+};
+using Pixels = std::vector<float, UnsetAllocator<float>>;
+
 struct Image {
   int width = 0;  // the pixels held: the data window
   int height = 0;
   int channels = 4;           // every layer's, side by side; RGBA without layers
-  std::vector<float> pixels;  // row-major, row 0 at the top
+  Pixels pixels;  // row-major, row 0 at the top; resize() leaves new values unset
   // Where the pixels lie in the whole picture: their top-left corner, and the
   // picture's size (0: the same as the pixels held).
   int x = 0;
