@@ -92,7 +92,8 @@ bool ViewContext(const ViewSampler& sampler, int x, int y, const RenderSettings&
 
 // Prepares the material (primed at the picture's centre) if it is not,
 // renders the window, and converts the outputs to floats: RGBA, then each
-// AOV's layer.
+// AOV's layer. `out` may hold an earlier picture: one of the same size is
+// rendered over without being cleared first. On failure every pixel is 0.
 Result Render(Material& material, const RenderSettings& settings, host::Image& out);
 
 // Whether a value of this type can become a pixel.
