@@ -57,11 +57,6 @@ WorkerJobService::WorkerJobService(int threads)
 
 WorkerJobService::~WorkerJobService() = default;
 
-namespace {
-std::mutex gInstallMutex;
-std::unique_ptr<WorkerJobService> gService;
-}  // namespace
-
 WorkerJobService& SharedJobService(int threads) {
   static std::mutex mutex;
   // Never destroyed: a render may still run on it while the process exits.
@@ -73,17 +68,8 @@ WorkerJobService& SharedJobService(int threads) {
   return *service;
 }
 
-void InstallJobService(int threads) {
-  std::lock_guard<std::mutex> lock(gInstallMutex);
-  auto service = std::make_unique<WorkerJobService>(threads);
-  pattern::SetJobService(service.get());
-  gService = std::move(service);
-}
+void InstallJobService(int threads) { pattern::SetJobService(&SharedJobService(threads)); }
 
-void UninstallJobService() {
-  std::lock_guard<std::mutex> lock(gInstallMutex);
-  pattern::SetJobService(nullptr);
-  gService.reset();
-}
+void UninstallJobService() { pattern::SetJobService(nullptr); }
 
 }  // namespace tessaroc::host

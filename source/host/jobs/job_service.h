@@ -35,9 +35,10 @@ class WorkerJobService final : public pattern::JobService {
 // first joining an arena of their own (tens of microseconds, per render).
 WorkerJobService& SharedJobService(int threads);
 
-// Makes a process-wide service with this many threads (<= 0: all) and installs
-// it as the job service of the parallel loop. Calling it again replaces the
-// service; do that only while no loop runs.
+// Installs the shared service with this many threads (<= 0: all) as the job
+// service of the parallel loop, so that bakes and renders use the same
+// workers. Calling it again switches to another count; do that only while no
+// loop runs.
 void InstallJobService(int threads = 0);
 
 // Removes the service: loops then run on the calling thread.
